@@ -1,0 +1,27 @@
+// A temporary sandbox root for one test: a fresh directory with the folders
+// the gateway writes to, removed again at the end.
+#pragma once
+
+#include <string>
+
+class Sandbox {
+public:
+    Sandbox();
+    ~Sandbox();
+    Sandbox(const Sandbox&) = delete;
+    Sandbox& operator=(const Sandbox&) = delete;
+
+    const std::string& Root() const { return root_; }
+    // Path of a file below the root; "/etc/x" gives "<root>/etc/x".
+    std::string Path(const std::string& abs) const { return root_ + abs; }
+    void WriteFile(const std::string& abs, const std::string& content) const;
+    std::string ReadFile(const std::string& abs) const;
+    bool Exists(const std::string& abs) const;
+    long FileSize(const std::string& abs) const;  // -1 if missing
+    void MakeDir(const std::string& abs) const;
+
+private:
+    std::string root_;
+};
+
+std::string ReadWholeFile(const std::string& path);

@@ -1,0 +1,112 @@
+// Subject/observer with numbered aspects. The aspect -1 means all aspects.
+//
+// No locks: whoever attaches and notifies must be in one thread or hold a lock
+// of its own.
+#pragma once
+
+#include "list.h"
+
+// The aspects one observer wants.
+class ObserverInfo : public List<int> {
+public:
+    ObserverInfo() : List<int>(10) {}
+    explicit ObserverInfo(void* observer) : List<int>(10), observer_(observer) {}
+    void* Observer() const { return observer_; }
+
+private:
+    void* observer_ = nullptr;
+};
+
+class GenericSubject {
+public:
+    virtual ~GenericSubject() = default;
+    // True if the observer asked for this aspect, or for all of them.
+    virtual bool DoUpdate(ObserverInfo* info, int aspect) {
+        return info->Find(-1) >= 0 || info->Find(aspect) >= 0;
+    }
+    virtual bool UpdateOnAttach() const { return false; }
+
+    int ObserverCount() const { return observers_.Count(); }
+
+protected:
+    void AttachObserver(void* observer, int aspect) {
+        int i = IndexOf(observer);
+        if (i < 0) {
+            ObserverInfo info(observer);
+            info.Add(aspect);
+            observers_.Add(info);
+        } else if (observers_[i].Find(aspect) < 0) {
+            observers_[i].Add(aspect);
+        }
+    }
+    bool DetachObserver(void* observer) {
+        int i = IndexOf(observer);
+        if (i < 0) return false;
+        observers_.Remove(i);
+        return true;
+    }
+    int IndexOf(void* observer) const {
+        for (int i = 0; i < observers_.Count(); ++i)
+            if (observers_[i].Observer() == observer) return i;
+        return -1;
+    }
+
+    List<ObserverInfo> observers_;
+};
+
+template <class T>
+class Observer {
+public:
+    virtual ~Observer() = default;
+    virtual void Update(T* subject) = 0;
+};
+
+template <class T>
+class Subject : public GenericSubject {
+public:
+    virtual void Attach(Observer<T>* observer, int aspect = -1) {
+        AttachObserver(observer, aspect);
+        if (UpdateOnAttach()) observer->Update(static_cast<T*>(this));
+    }
+    virtual bool Detach(Observer<T>* observer) { return DetachObserver(observer); }
+
+    // The bound is read again at each step, so an observer may detach itself
+    // during the walk (the next one then moves up and misses this round).
+    virtual void Notify(int aspect) {
+        for (int i = 0; i < observers_.Count(); ++i)
+            if (DoUpdate(&observers_[i], aspect))
+                static_cast<Observer<T>*>(observers_[i].Observer())->Update(static_cast<T*>(this));
+    }
+    virtual void NotifyAll() {
+        for (int i = 0; i < observers_.Count(); ++i)
+            static_cast<Observer<T>*>(observers_[i].Observer())->Update(static_cast<T*>(this));
+    }
+};
+
+template <class S, class T>
+class ListObserver {
+public:
+    virtual ~ListObserver() = default;
+    virtual void NewObject(const T& object) = 0;
+    virtual void DeletedObject(const T& object) = 0;
+};
+
+template <class S, class T>
+class ListSubject : public GenericSubject {
+public:
+    virtual void Attach(ListObserver<S, T>& observer, int aspect) {
+        AttachObserver(&observer, aspect);
+        if (UpdateOnAttach()) AttachUpdate(observer);
+    }
+    virtual bool Detach(ListObserver<S, T>& observer) { return DetachObserver(&observer); }
+    virtual void NotifyNew(const T& object) {
+        for (int i = 0; i < observers_.Count(); ++i)
+            static_cast<ListObserver<S, T>*>(observers_[i].Observer())->NewObject(object);
+    }
+    virtual void NotifyDelete(const T& object) {
+        for (int i = 0; i < observers_.Count(); ++i)
+            static_cast<ListObserver<S, T>*>(observers_[i].Observer())->DeletedObject(object);
+    }
+    // Tells a late observer of everything already in the container.
+    virtual void AttachUpdate(ListObserver<S, T>& /*observer*/) {}
+};

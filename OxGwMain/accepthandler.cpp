@@ -1,0 +1,58 @@
+#include "accepthandler.h"
+
+#include "crash.h"
+#include "oxsession.h"
+#include "testprint.h"
+
+#include <ace/Reactor.h>
+
+#include <csignal>
+
+int Accept_Handler::handle_input(ACE_HANDLE) {
+    TestPrintF(64, "Connect request from Client\n");
+    OxSocketSession* session = new OxSocketSession();
+    if (acceptor_.accept(session->peer(), nullptr, nullptr, 1) == -1) {
+        // The acceptor leaves the reactor on this path: no more clients until
+        // the process restarts.
+        TestPrintF(4, "Socket error (connection)!\n");
+        return -1;
+    }
+    TestPrintF(64, "Connection to Client established\n");
+    ACE_Reactor::instance()->register_handler(session, ACE_Event_Handler::READ_MASK);
+    return 0;
+}
+
+int Accept_Handler::handle_exception(ACE_HANDLE) {
+    TestPrintF(4, "Reactor exception\n");
+    return -1;
+}
+
+int Accept_Handler::handle_signal(int signum, siginfo_t*, ucontext_t*) {
+    const char* name = nullptr;
+    switch (signum) {
+        case SIGINT:
+            if (!shuttingDown_) {
+                shuttingDown_ = true;
+                TestPrintF(8, "SIGINT received, shutting down!\n");
+                ACE_Reactor::instance()->end_reactor_event_loop();
+            }
+            return 0;
+        case SIGILL:
+            name = "SIGILL";
+            break;
+        case SIGABRT:
+            name = "SIGABRT";
+            break;
+        case SIGBUS:
+            name = "SIGBUS";
+            break;
+        case SIGSEGV:
+            name = "Invalid memory reference";
+            break;
+        default:
+            TestPrintF(4, "Unhandled signal received: %d\n", signum);
+            return 0;
+    }
+    TestPrintF(4, "%s (signal=%d), shutting down!\n", name, signum);
+    backtrace();
+}

@@ -1,0 +1,124 @@
+#include "oxgwmain.h"
+
+#include "accepthandler.h"
+#include "crash.h"
+#include "oxactivesessionman.h"
+#include "oxconf.h"
+#include "oxconn.h"
+#include "oxemailtask.h"
+#include "oxservice.h"
+#include "proactor.h"
+#include "proactortask.h"
+#include "runprogram.h"
+#include "testprint.h"
+#include "timer.h"
+
+#include <ace/INET_Addr.h>
+#include <ace/OS_NS_unistd.h>
+#include <ace/Proactor.h>
+#include <ace/Reactor.h>
+#include <ace/Signal.h>
+#include <ace/Thread_Manager.h>
+
+#include <cerrno>
+#include <csignal>
+#include <cstdlib>
+#include <cstring>
+#include <string>
+#include <sys/stat.h>
+
+bool languageDebug = false;
+
+void OxParseCommandLine(int argc, char** argv) {
+    logToConsole = !(argc == 2 && strcmp(argv[1], "--silent") == 0);
+    languageDebug = argc == 3 && strcmp(argv[2], "--languagedebug") == 0;
+}
+
+namespace {
+
+// The mail transfer configuration is repaired at each start.
+void RepairMailConfiguration() {
+    OxConfiguration* cfg = OxConfiguration::Instance();
+    struct stat st;
+    long size = 0;
+    if (stat(cfg->MakeAbsPath("/etc/torc2/omta.conf").c_str(), &st) == 0) size = st.st_size;
+    if (size >= 100) return;
+    TestPrintF(4, "/etc/omta.conf size = %d => copying standard version\n", static_cast<int>(size));
+    std::string command = "cp " + cfg->MakeAbsPath("/etc/torc2init/config/omta.conf") + " " +
+                          cfg->MakeAbsPath("/etc/torc2");
+    RunProgram program(false);
+    if (!program.Run(command.c_str())) TestPrintF(4, "Copying omta.conf failed!\n");
+}
+
+}  // namespace
+
+int OxGwMain(int argc, char** argv) {
+    // 1. The application path: every absolute path of the program moves under it.
+    const char* root = getenv("OXGW_ROOT");
+    OxConfiguration::Instance()->SetAppPath(root != nullptr ? root : "");
+    // 2.
+    OxParseCommandLine(argc, argv);
+    // 3.
+    TestPrintTask::Instance();
+    // 4.
+    TestPrintF(4, "OxGw, version: %s\n", kOxGwVersion);
+    TestPrintF(8, "Working directory: %s\n", OxConfiguration::Instance()->GetAppPath().c_str());
+    // 5.
+    RepairMailConfiguration();
+    // 6.
+    OxInitProactor();
+    ProactorTask proactorTask;
+    if (proactorTask.activate(THR_NEW_LWP | THR_JOINABLE, 1) == -1) {
+        TestPrintF(4, "ACE! (proactor could not be initialised)\n");
+        Pause();
+        return 1;
+    }
+    // 7.
+    OxActiveSessionMan activeSessionMan;
+    activeSessionMan.SetPollTimer(1);
+    // 8.
+    OxService::Instance()->StartOxService();
+    // 9.
+    ACE_INET_Addr listenAddr(static_cast<u_short>(OxConfiguration::Instance()->GetNetworkPort(true)));
+    // 10.
+    Accept_Handler* acceptHandler = new Accept_Handler();
+    // 11.
+    while (acceptHandler->Acceptor().open(listenAddr, 1, PF_INET, 5) == -1) {
+        TestPrintF(4, "Unable to open socket connection! (%s)\n", ACE::sock_error(errno));
+        ACE_OS::sleep(2);
+    }
+    ACE_Reactor* reactor = ACE_Reactor::instance();
+    // 12.
+    reactor->register_handler(acceptHandler, ACE_Event_Handler::ACCEPT_MASK);
+    // 13.
+    for (int sig : {SIGINT, SIGSEGV, SIGABRT, SIGBUS, SIGILL}) reactor->register_handler(sig, acceptHandler);
+    // 14.
+    TestPrintF(1, "Listening on socket port %d.\n", OxConfiguration::Instance()->GetNetworkPort(true));
+    // 15.
+    int result = reactor->run_reactor_event_loop();
+
+    // Stop order.
+    TestPrintF(8, "run_reactor_event_loop termintes: %d\n", result);
+    OxService::Instance()->StopOxService();
+    if (ACE_Proactor::instance() != nullptr) ACE_Proactor::instance()->proactor_end_event_loop();
+    OxEMailTask::Instance()->end_event_loop();
+    TestPrintTask::Instance()->end_event_loop();
+    Timer::CloseProactor();
+    ACE_Time_Value deadline = ACE_OS::gettimeofday() + ACE_Time_Value(10);
+    ACE_Thread_Manager::instance()->wait(&deadline);
+
+    OxService::DeleteInstance();
+    // The handler goes; a late SIGINT is ignored and the others take their
+    // default course from here on.
+    reactor->remove_handler(acceptHandler,
+                            ACE_Event_Handler::ALL_EVENTS_MASK | ACE_Event_Handler::DONT_CALL);
+    ACE_Sig_Action ignore(SIG_IGN), fallback(SIG_DFL);
+    reactor->remove_handler(SIGINT, &ignore);
+    for (int sig : {SIGSEGV, SIGABRT, SIGBUS, SIGILL}) reactor->remove_handler(sig, &fallback);
+    delete acceptHandler;
+    delete TestPrintTask::Instance();
+    OxConfiguration::DeleteInstance();
+    OxConnectionMan::DeleteInstance();
+    OxEMailTask::DeleteInstance();
+    exit(0);
+}

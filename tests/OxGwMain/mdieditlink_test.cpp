@@ -1,0 +1,195 @@
+// The machine link against a fake controller on a loopback address, in this
+// process: framing both ways, the boot and limiter timers, reconnecting.
+#include "fakecontroller.h"
+#include "mdieditlink.h"
+#include "proactor.h"
+#include "timer.h"
+
+#include <ace/Proactor.h>
+#include <ace/Reactor.h>
+
+#include <gtest/gtest.h>
+
+#include <chrono>
+#include <cstdlib>
+#include <thread>
+#include <vector>
+
+namespace {
+
+// A link that records what it would hand to the parser.
+class RecordingLink : public MDIEditLink {
+public:
+    RecordingLink() : MDIEditLink(*ACE_Reactor::instance(), 1, nullptr) {}
+    void ExecuteCommand(char* text) override { commands.emplace_back(text); }
+    std::vector<std::string> commands;
+};
+
+class LinkTest : public ::testing::Test {
+protected:
+    void SetUp() override {
+        ip_ = UniqueLoopbackIp();
+        setenv("OXGW_APPLICATION_IP", ip_.c_str(), 1);
+        OxInitProactor();
+        proactorThread_ = std::thread([] { ACE_Proactor::instance()->proactor_run_event_loop(); });
+    }
+    void TearDown() override {
+        ACE_Proactor::instance()->proactor_end_event_loop();
+        proactorThread_.join();
+        ACE_Proactor::instance()->proactor_reset_event_loop();
+    }
+    // Runs the reactor for a while, in this thread.
+    static void Pump(int ms) {
+        auto end = std::chrono::steady_clock::now() + std::chrono::milliseconds(ms);
+        while (std::chrono::steady_clock::now() < end) {
+            ACE_Time_Value tv(0, 20000);
+            ACE_Reactor::instance()->handle_events(tv);
+        }
+    }
+    // Runs the reactor until the controller has a frame or the time is up.
+    static bool PumpRead(FakeController& ctl, std::string& frame, int ms) {
+        auto end = std::chrono::steady_clock::now() + std::chrono::milliseconds(ms);
+        while (std::chrono::steady_clock::now() < end) {
+            if (ctl.ReadFrame(frame, 10)) return true;
+            ACE_Time_Value tv(0, 10000);
+            ACE_Reactor::instance()->handle_events(tv);
+        }
+        return false;
+    }
+    std::string ip_;
+    std::thread proactorThread_;
+};
+
+TEST_F(LinkTest, FramesSplitJoinedAndEmpty) {
+    RecordingLink link;
+    mySvcHandler handler;
+    handler.setMdiEditLink(&link);
+
+    // A frame split at every byte arrives once, whole.
+    std::string frame("upd 5 { 1 };", 12);
+    for (char c : frame) handler.ProcessReceived(&c, 1);
+    EXPECT_TRUE(link.commands.empty());
+    char zero = '\0';
+    handler.ProcessReceived(&zero, 1);
+    ASSERT_EQ(1u, link.commands.size());
+    EXPECT_EQ("upd 5 { 1 };", link.commands[0]);
+
+    // Several frames in one read, an empty frame between them, and the tail
+    // of an unfinished one kept for the next read.
+    std::string many("a;\0\0b;\0c", 8);
+    handler.ProcessReceived(many.c_str(), many.size());
+    ASSERT_EQ(3u, link.commands.size());
+    EXPECT_EQ("a;", link.commands[1]);
+    EXPECT_EQ("b;", link.commands[2]);
+    EXPECT_EQ("c", handler.PendingCommand());
+    std::string rest("d;\0", 3);
+    handler.ProcessReceived(rest.c_str(), rest.size());
+    ASSERT_EQ(4u, link.commands.size());
+    EXPECT_EQ("cd;", link.commands[3]);
+    // Data ending exactly on a zero byte leaves nothing pending.
+    EXPECT_EQ("", handler.PendingCommand());
+}
+
+TEST_F(LinkTest, EndlessTextWithoutZeroIsBoundedAndDiscarded) {
+    RecordingLink link;
+    mySvcHandler handler;
+    handler.setMdiEditLink(&link);
+    std::string garbage(64 * 1024, 'x');
+    for (int i = 0; i < 80; ++i) handler.ProcessReceived(garbage.c_str(), garbage.size());
+    EXPECT_LE(handler.PendingCommand().size(), 4u * 1024 * 1024);
+    std::string end("tail\0ok;\0", 9);
+    handler.ProcessReceived(end.c_str(), end.size());
+    // The over-long command is dropped whole; the next one is intact.
+    ASSERT_EQ(1u, link.commands.size());
+    EXPECT_EQ("ok;", link.commands[0]);
+}
+
+TEST_F(LinkTest, SendsFramesBootAndCompleteInfoRequest) {
+    FakeController ctl(ip_, 2001);
+    ASSERT_TRUE(ctl.Listening());
+    RecordingLink link;
+    ASSERT_TRUE(ctl.Accept(2000));
+
+    std::string frame;
+    link.TransmitCommand("exe 4 $ 100.100();");
+    ASSERT_TRUE(ctl.ReadFrame(frame, 2000));
+    EXPECT_EQ("exe 4 $ 100.100();", frame);
+
+    // A "%%" in a command stands for one "%".
+    link.TransmitCommand("exe 5 $ 7.201(\"50%%\");");
+    ASSERT_TRUE(ctl.ReadFrame(frame, 2000));
+    EXPECT_EQ("exe 5 $ 7.201(\"50%\");", frame);
+
+    link.RequestCompleteInfo(true);
+    ASSERT_TRUE(ctl.ReadFrame(frame, 2000));
+    EXPECT_EQ("exe 1 $ 100.101 (-1);", frame);
+    EXPECT_TRUE(link.WaitingForSync());
+
+    // The boot command goes out from the proactor thread half a second later.
+    link.Boot(true);
+    EXPECT_FALSE(ctl.ReadFrame(frame, 200));
+    ASSERT_TRUE(ctl.ReadFrame(frame, 3000));
+    EXPECT_EQ("exe 8 $ 100.106();", frame);
+
+    // Received frames reach the parser.
+    ctl.Send(std::string("res 1 { };\0upd", 14));
+    Pump(300);
+    ASSERT_EQ(1u, link.commands.size());
+    EXPECT_EQ("res 1 { };", link.commands[0]);
+}
+
+TEST_F(LinkTest, RequestAllInfoLimiterNeverAllowsAgain) {
+    RecordingLink link;
+    EXPECT_TRUE(link.RequestAllInfo());
+    EXPECT_TRUE(link.RequestAllInfo());
+    EXPECT_TRUE(link.RequestAllInfo());
+    EXPECT_FALSE(link.RequestAllInfo());
+    EXPECT_FALSE(link.RequestAllInfo());
+}
+
+TEST_F(LinkTest, ReconnectsFiveSecondsAfterTheControllerDrops) {
+    FakeController ctl(ip_, 2001);
+    RecordingLink link;
+    ASSERT_TRUE(ctl.Accept(2000));
+    Pump(100);
+    ctl.DropClient();
+    Pump(1000);
+    // No reconnect before the five seconds are up, one after.
+    EXPECT_FALSE(ctl.Accept(0));
+    auto start = std::chrono::steady_clock::now();
+    bool again = false;
+    while (!again && std::chrono::steady_clock::now() - start < std::chrono::seconds(8)) {
+        Pump(100);
+        again = ctl.Accept(0);
+    }
+    EXPECT_TRUE(again);
+    EXPECT_EQ(2, ctl.Accepts());
+    std::string frame;
+    link.TransmitCommand("exe 4 $ 100.100();");
+    ASSERT_TRUE(ctl.ReadFrame(frame, 2000));
+    EXPECT_EQ("exe 4 $ 100.100();", frame);
+}
+
+TEST_F(LinkTest, RetryLoggingStopsAfterFiveFailuresAndRestartsAfterSuccess) {
+    RecordingLink link;  // nothing listens: the first attempt has failed already
+    testing::internal::CaptureStderr();
+    for (int i = 0; i < 6; ++i) link.socketConnect();
+    std::string err = testing::internal::GetCapturedStderr();
+    // The constructor's attempt was the first; four more are logged.
+    int logged = 0;
+    for (size_t p = err.find("failed: "); p != std::string::npos; p = err.find("failed: ", p + 1))
+        ++logged;
+    EXPECT_EQ(4, logged);
+
+    FakeController ctl(ip_, 2001);
+    EXPECT_EQ(0, link.socketConnect());
+    ASSERT_TRUE(ctl.Accept(2000));
+    link.socketClose();
+    ctl.StopListening();
+    testing::internal::CaptureStderr();
+    link.socketConnect();
+    err = testing::internal::GetCapturedStderr();
+    EXPECT_NE(std::string::npos, err.find("failed: "));
+}
+
+}  // namespace

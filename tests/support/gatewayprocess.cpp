@@ -1,0 +1,103 @@
+#include "gatewayprocess.h"
+
+#include "sandbox.h"
+
+#include <chrono>
+#include <csignal>
+#include <fcntl.h>
+#include <sys/wait.h>
+#include <thread>
+#include <unistd.h>
+
+namespace {
+int counter = 0;
+}
+
+int CountOccurrences(const std::string& haystack, const std::string& needle) {
+    int count = 0;
+    for (size_t pos = haystack.find(needle); pos != std::string::npos;
+         pos = haystack.find(needle, pos + needle.size()))
+        ++count;
+    return count;
+}
+
+GatewayProcess::GatewayProcess(const std::string& root, const std::vector<std::string>& args,
+                               const std::map<std::string, std::string>& env,
+                               const std::string& program) {
+    ++counter;
+    outPath_ = root + "/stdout." + std::to_string(counter) + ".txt";
+    errPath_ = root + "/stderr." + std::to_string(counter) + ".txt";
+    pid_ = fork();
+    if (pid_ == 0) {
+        int out = open(outPath_.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0644);
+        int err = open(errPath_.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0644);
+        int in = open("/dev/null", O_RDONLY);
+        dup2(in, 0);
+        dup2(out, 1);
+        dup2(err, 2);
+        setenv("OXGW_ROOT", root.c_str(), 1);
+        for (const auto& [k, v] : env) setenv(k.c_str(), v.c_str(), 1);
+        std::vector<char*> argv;
+        argv.push_back(const_cast<char*>(program.c_str()));
+        for (const auto& a : args) argv.push_back(const_cast<char*>(a.c_str()));
+        argv.push_back(nullptr);
+        execv(program.c_str(), argv.data());
+        _exit(127);
+    }
+}
+
+GatewayProcess::~GatewayProcess() {
+    if (pid_ > 0 && !reaped_) {
+        kill(pid_, SIGKILL);
+        waitpid(pid_, nullptr, 0);
+    }
+}
+
+std::string GatewayProcess::Stdout() const { return ReadWholeFile(outPath_); }
+std::string GatewayProcess::Stderr() const { return ReadWholeFile(errPath_); }
+
+int GatewayProcess::CountStdout(const std::string& text) const {
+    return CountOccurrences(Stdout(), text);
+}
+
+static bool WaitForText(const std::string& path, const std::string& text, int timeoutMs) {
+    auto deadline = std::chrono::steady_clock::now() + std::chrono::milliseconds(timeoutMs);
+    do {
+        if (ReadWholeFile(path).find(text) != std::string::npos) return true;
+        std::this_thread::sleep_for(std::chrono::milliseconds(20));
+    } while (std::chrono::steady_clock::now() < deadline);
+    return false;
+}
+
+bool GatewayProcess::WaitForStdout(const std::string& text, int timeoutMs) const {
+    return WaitForText(outPath_, text, timeoutMs);
+}
+
+bool GatewayProcess::WaitForStderr(const std::string& text, int timeoutMs) const {
+    return WaitForText(errPath_, text, timeoutMs);
+}
+
+void GatewayProcess::Signal(int sig) const {
+    if (pid_ > 0 && !reaped_) kill(pid_, sig);
+}
+
+bool GatewayProcess::Running() {
+    if (reaped_) return false;
+    if (waitpid(pid_, &status_, WNOHANG) == pid_) reaped_ = true;
+    return !reaped_;
+}
+
+int GatewayProcess::Wait(int timeoutMs) {
+    auto deadline = std::chrono::steady_clock::now() + std::chrono::milliseconds(timeoutMs);
+    while (!reaped_) {
+        if (waitpid(pid_, &status_, WNOHANG) == pid_) {
+            reaped_ = true;
+            break;
+        }
+        if (std::chrono::steady_clock::now() >= deadline) return -1000;
+        std::this_thread::sleep_for(std::chrono::milliseconds(20));
+    }
+    if (WIFEXITED(status_)) return WEXITSTATUS(status_);
+    if (WIFSIGNALED(status_)) return -WTERMSIG(status_);
+    return -1001;
+}

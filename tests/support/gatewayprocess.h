@@ -1,0 +1,42 @@
+// Starts the built gateway binary as a child process in a sandbox root, with
+// stdout and stderr captured to files, and waits for what it prints.
+#pragma once
+
+#include <map>
+#include <string>
+#include <vector>
+
+class GatewayProcess {
+public:
+    // program: path of the binary (default build/oxgw); env: extra variables.
+    GatewayProcess(const std::string& root, const std::vector<std::string>& args,
+                   const std::map<std::string, std::string>& env = {},
+                   const std::string& program = std::string(OXGW_BUILD_DIR) + "/oxgw");
+    ~GatewayProcess();
+    GatewayProcess(const GatewayProcess&) = delete;
+    GatewayProcess& operator=(const GatewayProcess&) = delete;
+
+    int Pid() const { return pid_; }
+    std::string Stdout() const;
+    std::string Stderr() const;
+    // Waits until stdout (or stderr) holds the text; false on timeout or exit.
+    bool WaitForStdout(const std::string& text, int timeoutMs) const;
+    bool WaitForStderr(const std::string& text, int timeoutMs) const;
+    // Counts occurrences of text in stdout.
+    int CountStdout(const std::string& text) const;
+    void Signal(int sig) const;
+    // Waits for the child to end; returns its exit code, -signal if killed
+    // by a signal, or -1000 on timeout.
+    int Wait(int timeoutMs);
+    bool Running();
+
+private:
+    std::string outPath_;
+    std::string errPath_;
+    int pid_ = -1;
+    bool reaped_ = false;
+    int status_ = 0;
+};
+
+// Counts occurrences of needle in haystack.
+int CountOccurrences(const std::string& haystack, const std::string& needle);

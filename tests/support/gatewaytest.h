@@ -1,0 +1,42 @@
+// Common set-up for tests that run the real gateway binary: a sandbox root
+// with a configuration file, a loopback address of its own and a free client
+// port.
+#pragma once
+
+#include "fakecontroller.h"
+#include "gatewayprocess.h"
+#include "sandbox.h"
+
+#include <memory>
+#include <string>
+#include <vector>
+
+struct GatewayOptions {
+    std::vector<int> ports{1};        // active machine ports
+    unsigned long stdoutMask = 0xffff;  // debug print masks in the configuration
+    unsigned long logFileMask = 0xffff;
+    std::string extraConfig;          // more elements inside <Configuration>
+    bool writeConfig = true;
+    bool writeOmtaConf = true;        // a 100-byte omta.conf, so start copies nothing
+};
+
+class GatewayTestEnv {
+public:
+    explicit GatewayTestEnv(const GatewayOptions& options = {});
+
+    Sandbox& Box() { return box_; }
+    const std::string& Ip() const { return ip_; }
+    int ClientPort() const { return clientPort_; }
+    std::string ConfigText() const { return config_; }
+
+    std::unique_ptr<GatewayProcess> Start(const std::vector<std::string>& args = {});
+
+private:
+    Sandbox box_;
+    std::string ip_;
+    int clientPort_;
+    std::string config_;
+};
+
+// The console form of a debug line: the first nine characters are dropped.
+std::string Shown(const std::string& text);

@@ -106,6 +106,9 @@ void RunProgram::child(pid_t /*parent*/) {
         dup2(options_.get_stdout(), ACE_STDOUT) == -1 ||
         dup2(options_.get_stderr(), ACE_STDERR) == -1)
         _exit(127);
+    ACE_OS::close(options_.get_stdin());
+    ACE_OS::close(options_.get_stdout());
+    ACE_OS::close(options_.get_stderr());
     execl("/bin/sh", "sh", "-c", lastCommand_.c_str(), static_cast<char*>(nullptr));
     _exit(127);
 }
@@ -113,7 +116,7 @@ void RunProgram::child(pid_t /*parent*/) {
 bool RunProgram::WaitForTermination(unsigned int seconds, int* exitCode) {
     if (name_.empty())
         name_ = lastCommand_;
-    TestPrintF(8, "WaitForTermination %.80s %d secs\n", name_.c_str(), seconds);
+    TestPrintF(8, "WaitForTermination %.80s %d secs\n", name_.c_str(), static_cast<int>(seconds));
 
     SleepMs(200);
     unsigned long rounds = static_cast<unsigned long>(seconds) * 2;

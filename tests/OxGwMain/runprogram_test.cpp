@@ -55,6 +55,16 @@ TEST(RunProgram, ExitCodeIsTheRawWaitStatus) {
     EXPECT_EQ("7%", ReadUntil(program, "%"));
 }
 
+TEST(RunProgram, SecondRunWritesIntoTheSamePipes) {
+    RunProgram program(false);
+    ASSERT_TRUE(program.Run("echo one"));
+    ASSERT_TRUE(program.WaitForTermination(5, nullptr));
+    ASSERT_TRUE(program.Run("echo two"));
+    ASSERT_TRUE(program.WaitForTermination(5, nullptr));
+    // The first child's output, never read, waits in front of the second's.
+    EXPECT_EQ("one\ntwo\n", ReadUntil(program, "two\n"));
+}
+
 TEST(RunProgram, OverrunningChildIsKilled) {
     RunProgram program(false);
     ASSERT_TRUE(program.Run("sleep 30"));

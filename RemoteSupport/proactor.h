@@ -1,0 +1,17 @@
+// The proactor that runs the expiries of every Timer.
+//
+// ACE's default proactor on Linux delivers completions through a real-time
+// signal, which kills this process at the first timer. The gateway therefore
+// always uses the AIOCB implementation, which wakes its event loop through a
+// notification pipe instead.
+#pragma once
+
+#include <ace/Proactor.h>
+
+// A new proactor with the AIOCB implementation, owned by the caller.
+ACE_Proactor* OxCreateProactor();
+
+// Installs such a proactor as ACE's process-wide instance (owned by ACE from
+// then on). Call before the first ACE_Proactor::instance(); later calls do
+// nothing.
+void OxInitProactor();

@@ -1,0 +1,124 @@
+// RunProgram with real child processes through /bin/sh.
+#include "runprogram.h"
+
+#include <gtest/gtest.h>
+
+#include <cerrno>
+#include <chrono>
+#include <csignal>
+#include <string>
+#include <sys/wait.h>
+#include <thread>
+
+namespace {
+
+bool Gone(pid_t pid) {
+    return kill(pid, 0) == -1 && errno == ESRCH;
+}
+
+// Reads the child's stdout until it holds want or the patience runs out.
+std::string ReadUntil(RunProgram& program, const std::string& want) {
+    std::string text;
+    char buffer[64];
+    auto end = std::chrono::steady_clock::now() + std::chrono::seconds(10);
+    while (text.find(want) == std::string::npos && std::chrono::steady_clock::now() < end) {
+        if (program.ReadStdout(buffer, sizeof buffer))
+            text += buffer;
+        else
+            std::this_thread::sleep_for(std::chrono::milliseconds(5));
+    }
+    return text;
+}
+
+TEST(RunProgram, ExitCodeIsTheRawWaitStatus) {
+    RunProgram program(false);
+    ASSERT_TRUE(program.Run("exit 3"));
+    int status = -1;
+    ASSERT_TRUE(program.WaitForTermination(5, &status));
+    EXPECT_TRUE(WIFEXITED(status));
+    EXPECT_EQ(3, WEXITSTATUS(status));
+    EXPECT_EQ(3 << 8, status);
+
+    // A second run on the same object uses the same pipes; a shell command
+    // line with quotes of its own reaches the shell whole.
+    ASSERT_TRUE(program.Run("test \"a b\" = 'a b' && echo same"));
+    ASSERT_TRUE(program.WaitForTermination(5, &status));
+    EXPECT_EQ(0, status);
+    EXPECT_EQ("same\n", ReadUntil(program, "\n"));
+    EXPECT_FALSE(program.WaitForTermination(0, nullptr));  // nothing left to wait for
+
+    // A per cent sign is text, not a format; a missing program is the
+    // shell's 127.
+    ASSERT_TRUE(program.Run("printf '%d%%' 7; /nonexistent/program 2>/dev/null"));
+    ASSERT_TRUE(program.WaitForTermination(5, &status));
+    EXPECT_EQ(127, WEXITSTATUS(status));
+    EXPECT_EQ("7%", ReadUntil(program, "%"));
+}
+
+TEST(RunProgram, SecondRunWritesIntoTheSamePipes) {
+    RunProgram program(false);
+    ASSERT_TRUE(program.Run("echo one"));
+    ASSERT_TRUE(program.WaitForTermination(5, nullptr));
+    ASSERT_TRUE(program.Run("echo two"));
+    ASSERT_TRUE(program.WaitForTermination(5, nullptr));
+    // The first child's output, never read, waits in front of the second's.
+    EXPECT_EQ("one\ntwo\n", ReadUntil(program, "two\n"));
+}
+
+TEST(RunProgram, OverrunningChildIsKilled) {
+    RunProgram program(false);
+    ASSERT_TRUE(program.Run("sleep 30"));
+    pid_t pid = program.getpid();
+    int status = -1;
+    EXPECT_FALSE(program.WaitForTermination(1, &status));
+    EXPECT_EQ(-1, status);  // untouched on overrun
+    EXPECT_TRUE(Gone(pid));
+
+    // A zero limit terminates after the first short sleep.
+    ASSERT_TRUE(program.Run("sleep 30"));
+    pid = program.getpid();
+    EXPECT_FALSE(program.WaitForTermination(0, &status));
+    EXPECT_TRUE(Gone(pid));
+}
+
+TEST(RunProgram, NonBlockingReadsAndStdin) {
+    RunProgram program(false);
+    char buffer[32] = "stale";
+
+    // Nothing written yet: false, no message, empty buffer.
+    ASSERT_TRUE(program.Run("cat"));
+    testing::internal::CaptureStderr();
+    EXPECT_FALSE(program.ReadStdout(buffer, sizeof buffer));
+    EXPECT_FALSE(program.ReadStderror(buffer, sizeof buffer - 1));
+    EXPECT_EQ("", testing::internal::GetCapturedStderr());
+    EXPECT_STREQ("", buffer);
+
+    ASSERT_TRUE(program.WriteStdin("hello\n"));
+    EXPECT_EQ("hello\n", ReadUntil(program, "\n"));
+    pid_t pid = program.getpid();
+    EXPECT_EQ(0, program.Kill(SIGTERM));
+    int status = 0;
+    EXPECT_TRUE(program.WaitForTermination(5, &status));
+    EXPECT_TRUE(WIFSIGNALED(status));
+    EXPECT_TRUE(Gone(pid));
+    EXPECT_NE(0, program.Kill(SIGTERM));  // no child any more
+
+    // Kill closed the pipes; the next run makes new ones.
+    ASSERT_TRUE(program.Run("echo out; echo err >&2"));
+    ASSERT_TRUE(program.WaitForTermination(5, &status));
+    EXPECT_EQ("out\n", ReadUntil(program, "\n"));
+    char small[4];
+    ASSERT_TRUE(program.ReadStderror(small, 3));  // length bytes plus the zero
+    EXPECT_STREQ("err", small);
+}
+
+TEST(RunProgram, BlockingReadWaitsForOutput) {
+    RunProgram program(true);
+    ASSERT_TRUE(program.Run("sleep 0.1; printf 'late'"));
+    char buffer[3];  // size - 1 bytes at most
+    ASSERT_TRUE(program.ReadStdout(buffer, sizeof buffer));
+    EXPECT_STREQ("la", buffer);
+    EXPECT_TRUE(program.WaitForTermination(5, nullptr));
+}
+
+}  // namespace

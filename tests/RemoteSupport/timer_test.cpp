@@ -1,0 +1,347 @@
+// Timer on a real proactor thread: expiries, restarts, stops and deletions,
+// including the races with an expiry that has already left the timer queue.
+//
+// To make an expiry "in flight" on purpose, a blocker handler holds the
+// proactor thread while the timer's expiry is taken out of the queue and
+// posted; the test then acts on the timer and lets the blocker go.
+#include "proactor.h"
+#include "timer.h"
+
+#include <ace/POSIX_Proactor.h>
+#include <gtest/gtest.h>
+
+#include <chrono>
+#include <condition_variable>
+#include <cstdio>
+#include <memory>
+#include <mutex>
+#include <thread>
+#include <unistd.h>
+
+namespace {
+using namespace std::chrono_literals;
+constexpr auto kPatience = 10s;
+
+// Counts updates; optionally restarts the timer from Update.
+class CountingObserver : public Observer<Timer> {
+  public:
+    void Update(Timer* timer) override {
+        std::lock_guard<std::mutex> guard(mutex_);
+        ++count_;
+        last_ = timer;
+        executeEvent_ = timer->ExecuteEvent();
+        if (restarts_ > 0) {
+            --restarts_;
+            timer->Start(1);
+        }
+        changed_.notify_all();
+    }
+    bool WaitFor(int count) {
+        std::unique_lock<std::mutex> guard(mutex_);
+        return changed_.wait_for(guard, kPatience, [&] { return count_ >= count; });
+    }
+    int Count() {
+        std::lock_guard<std::mutex> guard(mutex_);
+        return count_;
+    }
+    void RestartFromUpdate(int times) { restarts_ = times; }
+
+    Timer* last_ = nullptr;
+    bool executeEvent_ = false;
+
+  private:
+    std::mutex mutex_;
+    std::condition_variable changed_;
+    int count_ = 0;
+    int restarts_ = 0;
+};
+
+// A plain handler on the proactor: fires once, may hold the proactor thread
+// until released.
+class Probe : public ACE_Handler {
+  public:
+    explicit Probe(bool hold) : hold_(hold) {}
+    void handle_time_out(const ACE_Time_Value&, const void*) override {
+        std::unique_lock<std::mutex> guard(mutex_);
+        fired_ = true;
+        changed_.notify_all();
+        changed_.wait_for(guard, kPatience, [&] { return !hold_; });
+    }
+    bool WaitFired() {
+        std::unique_lock<std::mutex> guard(mutex_);
+        return changed_.wait_for(guard, kPatience, [&] { return fired_; });
+    }
+    void Release() {
+        std::lock_guard<std::mutex> guard(mutex_);
+        hold_ = false;
+        changed_.notify_all();
+    }
+
+  private:
+    std::mutex mutex_;
+    std::condition_variable changed_;
+    bool hold_;
+    bool fired_ = false;
+};
+
+class TimerTest : public ::testing::Test {
+  protected:
+    void SetUp() override {
+        implsBefore_ = TimerImpl::Instances();
+        // The process-wide proactor, as the server uses it; its loop runs
+        // for the length of one test.
+        OxInitProactor();
+        proactor_ = ACE_Proactor::instance();
+        proactor_->proactor_reset_event_loop();
+        loop_ = std::thread([this] { proactor_->proactor_run_event_loop(); });
+        // One expiry through the loop: the proactor's timer thread is up,
+        // and a process that ends soon after cannot catch it half-started
+        // (ACE would hang closing the proactor at exit).
+        Flush();
+    }
+    void TearDown() override {
+        proactor_->proactor_end_event_loop();
+        loop_.join();
+        EXPECT_TRUE(proactor_->timer_queue()->is_empty());
+    }
+
+    // Holds the proactor thread until the returned probe is released.
+    std::unique_ptr<Probe> Block() {
+        auto blocker = std::make_unique<Probe>(true);
+        proactor_->schedule_timer(*blocker, nullptr, ACE_Time_Value::zero);
+        EXPECT_TRUE(blocker->WaitFired());
+        return blocker;
+    }
+    // Waits until every timer has left the queue: their expiries are posted.
+    bool WaitQueueEmpty() {
+        auto end = std::chrono::steady_clock::now() + kPatience;
+        while (!proactor_->timer_queue()->is_empty()) {
+            if (std::chrono::steady_clock::now() > end)
+                return false;
+            std::this_thread::sleep_for(1ms);
+        }
+        return true;
+    }
+    // Returns once the proactor has dispatched every expiry due within ms.
+    void Flush(long ms = 0) {
+        Probe sentinel(false);
+        proactor_->schedule_timer(sentinel, nullptr, ACE_Time_Value(0, ms * 1000));
+        ASSERT_TRUE(sentinel.WaitFired());
+        // The sentinel's own dispatch is over once a second one has run.
+        Probe after(false);
+        proactor_->schedule_timer(after, nullptr, ACE_Time_Value::zero);
+        ASSERT_TRUE(after.WaitFired());
+    }
+    int LiveImpls() const { return TimerImpl::Instances() - implsBefore_; }
+
+    ACE_Proactor* proactor_ = nullptr;
+    std::thread loop_;
+    int implsBefore_ = 0;
+};
+
+TEST_F(TimerTest, ExpiryNotifiesOnceAndReportsTheEvent) {
+    Timer timer(*proactor_);
+    CountingObserver observer;
+    timer.Attach(&observer);
+    EXPECT_FALSE(timer.IsRunning());
+    EXPECT_FALSE(timer.ExecuteEvent());
+
+    timer.Start(10);
+    ASSERT_TRUE(observer.WaitFor(1));
+    Flush(50);
+    EXPECT_EQ(1, observer.Count());
+    EXPECT_EQ(&timer, observer.last_);
+    EXPECT_TRUE(observer.executeEvent_);  // expired and not stopped
+    EXPECT_FALSE(timer.IsRunning());
+    EXPECT_TRUE(timer.ExecuteEvent());
+
+    timer.Stop();  // a stop after the expiry clears the event
+    EXPECT_FALSE(timer.ExecuteEvent());
+
+    timer.Start(1);  // the idle implementation is reused
+    ASSERT_TRUE(observer.WaitFor(2));
+    Flush();
+    EXPECT_EQ(2, observer.Count());
+    EXPECT_EQ(1, LiveImpls());
+}
+
+TEST_F(TimerTest, ObserverRestartsFromUpdate) {
+    // Update runs without the timer's locks: starting again from it is how a
+    // periodic timer is made.
+    Timer timer(*proactor_);
+    CountingObserver observer;
+    timer.Attach(&observer);
+    observer.RestartFromUpdate(3);
+    timer.Start(1);
+    ASSERT_TRUE(observer.WaitFor(4));
+    Flush(20);
+    EXPECT_EQ(4, observer.Count());
+    EXPECT_FALSE(timer.IsRunning());
+}
+
+TEST_F(TimerTest, RestartWhileRunningRestartsTheWholeDelay) {
+    Timer timer(*proactor_);
+    CountingObserver observer;
+    timer.Attach(&observer);
+
+    // A long delay replaced by a short one: the short one fires.
+    timer.Start(3600000);
+    timer.Start(5);
+    ASSERT_TRUE(observer.WaitFor(1));
+
+    // A short delay replaced by a long one: nothing before a later probe.
+    timer.Start(20);
+    timer.Start(3600000);
+    EXPECT_TRUE(timer.IsRunning());
+    Flush(200);
+    EXPECT_EQ(1, observer.Count());
+    timer.Stop();
+    EXPECT_EQ(1, LiveImpls());
+}
+
+TEST_F(TimerTest, RestartWithExpiryInFlightTellsObserversOnce) {
+    Timer timer(*proactor_);
+    CountingObserver observer;
+    timer.Attach(&observer);
+
+    auto blocker = Block();
+    timer.Start(1);
+    ASSERT_TRUE(WaitQueueEmpty());  // the expiry is posted, not delivered
+    timer.Start(5);                 // must take a fresh implementation
+    EXPECT_EQ(2, LiveImpls());
+    EXPECT_TRUE(timer.IsRunning());
+    blocker->Release();
+
+    ASSERT_TRUE(observer.WaitFor(1));
+    Flush(50);
+    EXPECT_EQ(1, observer.Count());  // the stale expiry told nobody
+    EXPECT_EQ(1, LiveImpls());       // and deleted its implementation
+    EXPECT_TRUE(timer.ExecuteEvent());
+}
+
+TEST_F(TimerTest, StopGivesNoUpdate) {
+    Timer timer(*proactor_);
+    CountingObserver observer;
+    timer.Attach(&observer);
+    timer.Start(20);
+    EXPECT_TRUE(timer.IsRunning());
+    timer.Stop();
+    EXPECT_FALSE(timer.IsRunning());
+    timer.Stop();  // stopping twice is harmless
+    Flush(200);
+    EXPECT_EQ(0, observer.Count());
+    EXPECT_FALSE(timer.ExecuteEvent());
+}
+
+TEST_F(TimerTest, StopRacingAnExpiryGivesNoUpdate) {
+    Timer timer(*proactor_);
+    CountingObserver observer;
+    timer.Attach(&observer);
+
+    auto blocker = Block();
+    timer.Start(1);
+    ASSERT_TRUE(WaitQueueEmpty());
+    timer.Stop();
+    EXPECT_FALSE(timer.IsRunning());
+    blocker->Release();
+    Flush();
+    EXPECT_EQ(0, observer.Count());
+    EXPECT_FALSE(timer.ExecuteEvent());
+    EXPECT_EQ(1, LiveImpls());
+
+    // Stopped with an expiry in flight, then started again before it lands.
+    blocker = Block();
+    timer.Start(1);
+    ASSERT_TRUE(WaitQueueEmpty());
+    timer.Stop();
+    timer.Start(5);
+    blocker->Release();
+    ASSERT_TRUE(observer.WaitFor(1));
+    Flush(50);
+    EXPECT_EQ(1, observer.Count());
+    EXPECT_EQ(1, LiveImpls());
+}
+
+TEST_F(TimerTest, DeletingWithExpiryInFlightIsSafe) {
+    CountingObserver observer;
+    auto blocker = Block();
+    auto* timer = new Timer(*proactor_);
+    timer->Attach(&observer);
+    timer->Start(1);
+    ASSERT_TRUE(WaitQueueEmpty());
+    delete timer;
+    EXPECT_EQ(1, LiveImpls());  // outlives its timer until the expiry
+    blocker->Release();
+    Flush();
+    EXPECT_EQ(0, LiveImpls());
+    EXPECT_EQ(0, observer.Count());
+
+    // Deleted while pending and while idle: gone at once.
+    timer = new Timer(*proactor_);
+    timer->Start(3600000);
+    delete timer;
+    timer = new Timer(*proactor_);
+    delete timer;
+    EXPECT_EQ(0, LiveImpls());
+}
+
+TEST_F(TimerTest, LongestDelayIsAccepted) {
+    Timer timer(*proactor_);
+    timer.Start(19999999);
+    EXPECT_TRUE(timer.IsRunning());
+    timer.Stop();
+    EXPECT_FALSE(timer.IsRunning());
+}
+
+using TimerDeathTest = TimerTest;
+
+TEST_F(TimerDeathTest, DelayOf20000SecondsAborts) {
+    GTEST_FLAG_SET(death_test_style, "threadsafe");
+    Timer timer(*proactor_);
+    EXPECT_DEATH(timer.Start(20000000), "ms<20000000");
+    EXPECT_FALSE(timer.IsRunning());
+}
+
+// CloseProactor is for good, so it is checked in a child process.
+void CheckClosedProactor(ACE_Proactor& proactor) {
+    Timer pending(proactor);
+    CountingObserver observer;
+    pending.Attach(&observer);
+    pending.Start(20);
+
+    Timer::CloseProactor();
+    Timer fresh(proactor);
+    fresh.Attach(&observer);
+    fresh.Start(1);
+    bool freshIdle = !fresh.IsRunning();
+    pending.Start(1);  // a no-op: the 20 ms expiry stays the only one
+
+    Probe sentinel(false);
+    proactor.schedule_timer(sentinel, nullptr, ACE_Time_Value(0, 200000));
+    bool sentinelFired = sentinel.WaitFired();
+    int updates = observer.Count();
+    fprintf(stderr, "idle=%d sentinel=%d updates=%d\n", freshIdle, sentinelFired, updates);
+    fflush(stderr);
+    _exit(freshIdle && sentinelFired && updates == 0 ? 0 : 1);
+}
+
+TEST_F(TimerDeathTest, AfterCloseProactorNothingIsStartedOrDelivered) {
+    GTEST_FLAG_SET(death_test_style, "threadsafe");
+    EXPECT_EXIT(CheckClosedProactor(*proactor_), ::testing::ExitedWithCode(0),
+                "idle=1 sentinel=1 updates=0");
+}
+
+TEST_F(TimerTest, ProcessProactorIsAiocbAndDeliversExpiries) {
+    // The signal-based default implementation would end the process at the
+    // first expiry.
+    EXPECT_NE(nullptr, dynamic_cast<ACE_POSIX_AIOCB_Proactor*>(proactor_->implementation()));
+    OxInitProactor();  // a second call keeps the instance
+    EXPECT_EQ(proactor_, ACE_Proactor::instance());
+
+    Timer timer(*ACE_Proactor::instance());
+    CountingObserver observer;
+    timer.Attach(&observer);
+    timer.Start(1);
+    EXPECT_TRUE(observer.WaitFor(1));
+}
+}  // namespace

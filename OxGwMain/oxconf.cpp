@@ -443,6 +443,8 @@ std::string OxConfiguration::Encode(const std::string& s) {
 }
 
 std::string OxConfiguration::Decode(const std::string& s) {
+    if (s.empty())
+        return "";
     std::vector<unsigned char> out(B64Convert::B64DecodeGetLength(s.length()));
     size_t written = B64Convert::B64Decode(s.data(), out.data(), s.length(), 0x3f);
     const char* text = reinterpret_cast<const char*>(out.data());

@@ -1,5 +1,6 @@
 #include "oxconf.h"
 #include "oxgwaycfg.h"
+#include "sandbox.h"
 #include "testprint.h"
 
 #include <gtest/gtest.h>
@@ -315,6 +316,7 @@ TEST(ConfigurationTexts, EncodeDecode) {
     }
     // Any text decodes without harm; the result stops at the first NUL.
     EXPECT_EQ("", OxConfiguration::Decode("?"));
+    EXPECT_EQ("", OxConfiguration::Decode(""));
     EXPECT_EQ(3u, B64Convert::B64DecodeGetLength(1));
 }
 
@@ -326,4 +328,30 @@ TEST(ConfigurationSingleton, PathsAndInstance) {
     EXPECT_EQ("/tmp/root/etc/torc2/oxgwcfg.xml", cfg->MakeAbsPath("/etc/torc2/oxgwcfg.xml"));
     EXPECT_EQ("/tmp/rootx", cfg->MakeAbsPath("x", false));
     cfg->SetAppPath(old);
+}
+
+TEST(ConfigurationFile, DocumentedExampleReadsAsDescribed) {
+    MaskRestore masks;
+    std::string doc = ReadWholeFile(std::string(OXGW_SOURCE_DIR) + "/docs/configuration.md");
+    size_t begin = doc.find("```xml\n");
+    ASSERT_NE(std::string::npos, begin);
+    begin += 7;
+    OxConfiguration cfg;
+    Load(cfg, doc.substr(begin, doc.find("```", begin) - begin));
+    EXPECT_EQ(2000, cfg.GetNetworkPort());
+    EXPECT_EQ(0x47ul, cfg.GetLogFileMask());
+    EXPECT_TRUE(cfg.ConnectToServer());
+    EXPECT_EQ(2001u, cfg.GetServerPort());
+    ASSERT_EQ(2, cfg.ProcessorInfo_Count());
+    EXPECT_EQ("Developer", cfg.GetProcessorName(0));
+    EXPECT_EQ(14, cfg.GetConnectionCfg(2).maxAgeDays);
+    EXPECT_TRUE(cfg.GetConnectionCfg(1).logAlarms);
+    ASSERT_EQ(2, cfg.GetEMailAccounts());
+    EXPECT_EQ((std::vector<std::string>{"shift@plant.local", "service@plant.local"}),
+              cfg.GetEMailReceiver(0));
+    EXPECT_EQ((std::vector<int>{3, 5, 6, 7, 12}), cfg.GetEMailAlarmType(0));
+    EXPECT_FALSE(cfg.GetEMailGroups(0));
+    EXPECT_TRUE(cfg.IsStatusEMail(1));
+    EXPECT_EQ(1440, cfg.GetEMailStatusInterval(1));
+    EXPECT_EQ(59355u, OxGWayCfg::Instance().GetPort());
 }

@@ -1,4 +1,7 @@
+#include "oxconf.h"
 #include "oxgwaycfg.h"
+#include "sandbox.h"
+#include "testprint.h"
 #include "xmlparser_recorder.h"
 
 #include <gtest/gtest.h>
@@ -232,4 +235,29 @@ TEST(XmlParserConfigBlock, ElementsInOrderAndBlockWalking) {
     p.Run(R"(<Configuration><GWay/><ConnectCom port="5"/>)");
     EXPECT_EQ(5u, OxGWayCfg::Instance().GetPort());
     EXPECT_FALSE(OxGWayCfg::Instance().IsEnabled());
+}
+
+// The debug line of every message goes to the console, whose form drops the
+// first nine characters of a line; a one-character client line must not make
+// that line too short.
+TEST(XmlParserDeathTest, ShortMessageSurvivesTheConsoleLog) {
+    Sandbox box;
+    EXPECT_EXIT(
+        {
+            OxConfiguration::Instance()->SetAppPath(box.Root());
+            logToConsole = true;
+            TestPrintTask::Instance();
+            RecordingParser p;
+            for (const char* text : {"a", "<A/>", "Configuration"})
+                p.Parse(text);
+            OxConfiguration cfg;  // its ClientRef is -2
+            cfg.Parse("x");
+            delete TestPrintTask::Instance();  // drains the queue, closes the file
+            std::string log = box.ReadFile("/var/log/debug/oxgw.log");
+            exit(log.find("#-2;a    \n") != std::string::npos &&
+                         log.find("#-2;x    \n") != std::string::npos
+                     ? 0
+                     : 3);
+        },
+        ::testing::ExitedWithCode(0), "");
 }

@@ -196,10 +196,15 @@ void OxConfiguration::OxEMailCfg(const std::string& smtp, const std::string& nam
         Lock lock(true);
         slot = accountCount_;
         if (slot >= MAX_EMAIL_ACCOUNTS) {
-            TestPrintF(4,
-                       "OxConfiguration::OxEMailCfg, e-mail account %d rejected, "
-                       "no more than %d accounts\n",
-                       slot + 1, static_cast<int>(MAX_EMAIL_ACCOUNTS));
+            // Reported once until the accounts are cleared: a damaged
+            // document can repeat an account many times.
+            if (!accountsRejected_) {
+                TestPrintF(4,
+                           "OxConfiguration::OxEMailCfg, more than %d e-mail accounts, "
+                           "further accounts rejected\n",
+                           static_cast<int>(MAX_EMAIL_ACCOUNTS));
+            }
+            accountsRejected_ = true;
             return;
         }
         EMailAccount& a = accounts_[slot];
@@ -259,6 +264,7 @@ void OxConfiguration::ClearEmail() {
         a.groups = a.parameters = a.inputDevices = a.outputDevices = a.definitions = false;
     }
     accountCount_ = 0;
+    accountsRejected_ = false;
 }
 
 void OxConfiguration::ClearConnectionCfg() {

@@ -186,6 +186,7 @@ class OxConfiguration : public OxXmlParser {
     unsigned long logFileComMaxSize_ = 20000000;
     EMailAccount accounts_[MAX_EMAIL_ACCOUNTS];
     int accountCount_ = 0;
+    bool accountsRejected_ = false;
     std::string dialUpEntry_;
     std::string dialUpUser_;
     std::string dialUpPassword_;

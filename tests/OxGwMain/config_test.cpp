@@ -1,0 +1,357 @@
+#include "oxconf.h"
+#include "oxgwaycfg.h"
+#include "sandbox.h"
+#include "testprint.h"
+
+#include <gtest/gtest.h>
+
+#include <sstream>
+
+namespace {
+
+// A configuration file as a machine carries it, on several lines.
+const char* kFullFile = R"(<?xml version="1.0"?>
+<Configuration version="3">
+  <DebugLogSetup stdoutMask="0x45" logFileMask="015" logFileMaxSize="500000" logFileComMaxSize="250000"/>
+  <ConnectServer ip="192.168.1.20" port="2300"/>
+  <Network port="2100"/>
+  <GWay port="59400" enabled="true"/>
+  <DialUp phoneBookEntry="provider"/>
+  <ConnectCom port="2">
+    <EventLog maxAgeDays="30" logAlarms="true"/>
+    <Processor name="Coater"/>
+  </ConnectCom>
+  <ConnectCom port="1">
+    <EventLog maxAgeDays="7" logAlarms="false"/>
+    <Processor name="Developer"/>
+  </ConnectCom>
+  <ConnectCom port="5">
+  </ConnectCom>
+  <Email SMTP="smtp.plant" Name="Line 4" From="line4@plant" To="a@plant;b@plant;" Subject="Alarm" Message="See log" MAPI="prof" AlarmType="3,5-7, 12" accessLevel="Admin" dialUp="true" active="true" emailType="Alarm" updateTime="0"/>
+  <Email SMTP="smtp.plant" Name="Line 4" From="line4@plant" To="boss@plant" Subject="Status" Message="" AlarmType="" accessLevel="Service" active="true" emailType="Status" updateTime="60" groups="true" parameters="true" inputDevices="false" outputDevices="true" definitions="true"/>
+</Configuration>
+)";
+
+class MaskRestore {
+  public:
+    MaskRestore() : out_(testPrint_stdOutMask), file_(testPrint_logFileMask) {}
+    ~MaskRestore() { TestPrintSetMask(out_, file_); }
+
+  private:
+    unsigned long out_, file_;
+};
+
+void Load(OxConfiguration& cfg, const std::string& text) {
+    std::istringstream in(text);
+    cfg.Parse(in);
+}
+
+class TimerRecorder : public OxStatusMailTimers {
+  public:
+    std::vector<std::string> calls;
+    void StartStatusTimer(int account) override {
+        calls.push_back("start " + std::to_string(account));
+    }
+    void StopStatusTimer(int account) override {
+        calls.push_back("stop " + std::to_string(account));
+    }
+};
+
+}  // namespace
+
+TEST(ConfigurationDefaults, ConstructorValues) {
+    OxConfiguration cfg;
+    EXPECT_EQ(2000, cfg.GetNetworkPort());
+    EXPECT_EQ("localhost", cfg.GetServerHost());
+    EXPECT_EQ(2001u, cfg.GetServerPort());
+    EXPECT_FALSE(cfg.ConnectToServer());
+    EXPECT_EQ(7ul, cfg.GetStdoutMask());
+    EXPECT_EQ(7ul, cfg.GetLogFileMask());
+    EXPECT_EQ(20000000ul, cfg.GetLogFileMaxSize());
+    EXPECT_EQ(20000000ul, cfg.GetLogFileComMaxSize());
+    EXPECT_EQ(0, cfg.GetEMailAccounts());
+    EXPECT_EQ(0, cfg.ProcessorInfo_Count());
+    for (int port = 1; port <= 10; ++port)
+        EXPECT_FALSE(cfg.GetConnectionCfg(port).used);
+    // Slots and indexes outside the tables give empty values.
+    EXPECT_EQ("", cfg.GetProcessorName(0));
+    EXPECT_EQ(0u, cfg.GetProcessorPort(-1));
+    EXPECT_EQ("", cfg.GetEMailSMTPServer(10));
+    EXPECT_TRUE(cfg.GetEMailReceiver(-1).empty());
+}
+
+TEST(ConfigurationFile, FullFileFillsEveryAccessor) {
+    MaskRestore masks;
+    OxConfiguration cfg;
+    TimerRecorder timers;
+    OxConfiguration::SetStatusMailTimers(&timers);
+    Load(cfg, kFullFile);
+    OxConfiguration::SetStatusMailTimers(nullptr);
+
+    EXPECT_EQ(0x45ul, cfg.GetStdoutMask());
+    EXPECT_EQ(015ul, cfg.GetLogFileMask());
+    EXPECT_EQ(500000ul, cfg.GetLogFileMaxSize());
+    EXPECT_EQ(250000ul, cfg.GetLogFileComMaxSize());
+    EXPECT_EQ(0x45ul, testPrint_stdOutMask);  // handed to the debug print
+    EXPECT_EQ(015ul, testPrint_logFileMask);
+
+    EXPECT_TRUE(cfg.ConnectToServer());
+    EXPECT_EQ("192.168.1.20", cfg.GetServerHost());
+    EXPECT_EQ(2300u, cfg.GetServerPort());
+    ACE_INET_Addr server = cfg.GetServerAddress();
+    EXPECT_EQ(2300, server.get_port_number());
+    EXPECT_STREQ("192.168.1.20", server.get_host_addr());
+    EXPECT_EQ(2100, cfg.GetNetworkPort());
+
+    EXPECT_EQ(59400u, OxGWayCfg::Instance().GetPort());
+    EXPECT_TRUE(OxGWayCfg::Instance().IsEnabled());
+    EXPECT_TRUE(OxGWayCfg::Instance().IsLoaded());
+
+    std::string entry = "x", user = "x", password = "x";
+    cfg.GetDialUpCfg(&entry, &user, &password);
+    EXPECT_EQ("provider", entry);
+    EXPECT_EQ("", user);
+    EXPECT_EQ("", password);
+
+    OxConnectionCfg c1 = cfg.GetConnectionCfg(1), c2 = cfg.GetConnectionCfg(2);
+    OxConnectionCfg c5 = cfg.GetConnectionCfg(5), c3 = cfg.GetConnectionCfg(3);
+    EXPECT_TRUE(c1.used);
+    EXPECT_EQ(7, c1.maxAgeDays);
+    EXPECT_FALSE(c1.logAlarms);
+    EXPECT_TRUE(c2.used);
+    EXPECT_EQ(30, c2.maxAgeDays);
+    EXPECT_TRUE(c2.logAlarms);
+    // Port 5 has no <EventLog of its own: the previous block's values stay.
+    EXPECT_TRUE(c5.used);
+    EXPECT_EQ(7, c5.maxAgeDays);
+    EXPECT_FALSE(c3.used);
+    // Processors in order of first appearance, not of port number.
+    ASSERT_EQ(3, cfg.ProcessorInfo_Count());
+    EXPECT_EQ("Coater", cfg.GetProcessorName(0));
+    EXPECT_EQ(2u, cfg.GetProcessorPort(0));
+    EXPECT_EQ("Developer", cfg.GetProcessorName(1));
+    EXPECT_EQ(1u, cfg.GetProcessorPort(1));
+    EXPECT_EQ("", cfg.GetProcessorName(2));
+    EXPECT_EQ(5u, cfg.GetProcessorPort(2));
+
+    ASSERT_EQ(2, cfg.GetEMailAccounts());
+    EXPECT_EQ("smtp.plant", cfg.GetEMailSMTPServer(0));
+    EXPECT_EQ("Line 4", cfg.GetEMailSenderName(0));
+    EXPECT_EQ("line4@plant", cfg.GetEMailSender(0));
+    EXPECT_EQ((std::vector<std::string>{"a@plant", "b@plant"}), cfg.GetEMailReceiver(0));
+    EXPECT_EQ("Alarm", cfg.GetEMailSubject(0));
+    EXPECT_EQ("See log", cfg.GetEMailMessage(0));
+    EXPECT_EQ("prof", cfg.GetEMailMapiProfile(0));
+    EXPECT_EQ((std::vector<int>{3, 5, 6, 7, 12}), cfg.GetEMailAlarmType(0));
+    EXPECT_EQ("Admin", cfg.GetEMailAccessLevel(0));
+    EXPECT_TRUE(cfg.GetEMailDialUp(0));
+    EXPECT_TRUE(cfg.GetEMailActive(0));
+    EXPECT_FALSE(cfg.IsStatusEMail(0));
+    // The first account names no sections, so the search from the front of
+    // the working copy finds those of the next account.
+    EXPECT_TRUE(cfg.GetEMailGroups(0));
+    EXPECT_FALSE(cfg.GetEMailInputDevices(0));
+
+    EXPECT_EQ((std::vector<std::string>{"boss@plant"}), cfg.GetEMailReceiver(1));
+    EXPECT_TRUE(cfg.GetEMailAlarmType(1).empty());
+    EXPECT_EQ(" ", cfg.GetEMailMessage(1));     // present but empty
+    EXPECT_EQ("", cfg.GetEMailMapiProfile(1));  // absent
+    EXPECT_TRUE(cfg.IsStatusEMail(1));
+    EXPECT_EQ(60, cfg.GetEMailStatusInterval(1));
+    EXPECT_EQ("Service", cfg.GetEMailAccessLevel(1));
+    EXPECT_FALSE(cfg.GetEMailDialUp(1));
+    EXPECT_TRUE(cfg.GetEMailGroups(1));
+    EXPECT_TRUE(cfg.GetEMailParameters(1));
+    EXPECT_FALSE(cfg.GetEMailInputDevices(1));
+    EXPECT_TRUE(cfg.GetEMailOutputDevices(1));
+    EXPECT_TRUE(cfg.GetEMailDefinitions(1));
+    // Only the status account touches its timer.
+    EXPECT_EQ((std::vector<std::string>{"start 1"}), timers.calls);
+}
+
+TEST(ConfigurationFile, PortTraps) {
+    OxConfiguration cfg;
+    Load(cfg, R"(<Configuration><Network port="2100"/></Configuration>)");
+    EXPECT_EQ(2100, cfg.GetNetworkPort());
+    Load(cfg, R"(<Configuration><Network port="0"/></Configuration>)");
+    EXPECT_EQ(2100, cfg.GetNetworkPort());
+    Load(cfg, R"(<Configuration><Network  port="2200"/></Configuration>)");
+    EXPECT_EQ(2100, cfg.GetNetworkPort());
+    Load(cfg, R"(<Configuration><Network enabled="1" port="2200"/></Configuration>)");
+    EXPECT_EQ(2100, cfg.GetNetworkPort());
+
+    // Port 11 leaves no trace, not even in the processor list.
+    Load(cfg, R"(<Configuration><ConnectCom port="11"><Processor name="X"/></ConnectCom>)"
+              R"(<ConnectCom port="0"></ConnectCom><ConnectCom port="-1"></ConnectCom>)");
+    EXPECT_EQ(0, cfg.ProcessorInfo_Count());
+    for (int port = 1; port <= 10; ++port)
+        EXPECT_FALSE(cfg.GetConnectionCfg(port).used);
+
+    // A repeated port: the last values win, the list keeps the first place.
+    Load(cfg, R"(<Configuration>)"
+              R"(<ConnectCom port="3"><EventLog maxAgeDays="5"/><Processor name="A"/></ConnectCom>)"
+              R"(<ConnectCom port="4"><Processor name="B"/></ConnectCom>)"
+              R"(<ConnectCom port="3"><EventLog maxAgeDays="8" logAlarms="true"/>)"
+              R"(<Processor name="C"/></ConnectCom></Configuration>)");
+    ASSERT_EQ(2, cfg.ProcessorInfo_Count());
+    EXPECT_EQ(3u, cfg.GetProcessorPort(0));
+    EXPECT_EQ("C", cfg.GetProcessorName(0));
+    EXPECT_EQ("B", cfg.GetProcessorName(1));
+    EXPECT_EQ(8, cfg.GetConnectionCfg(3).maxAgeDays);
+    EXPECT_TRUE(cfg.GetConnectionCfg(3).logAlarms);
+
+    cfg.ClearConnectionCfg();
+    EXPECT_EQ(0, cfg.ProcessorInfo_Count());
+    EXPECT_FALSE(cfg.GetConnectionCfg(3).used);
+    EXPECT_EQ(0, cfg.GetConnectionCfg(3).maxAgeDays);
+}
+
+TEST(ConfigurationDeathTest, ConnectionCfgOutsidePortsAborts) {
+    OxConfiguration cfg;
+    EXPECT_DEATH(cfg.GetConnectionCfg(11), "port >= 1 && port <= 10");
+    EXPECT_DEATH(cfg.GetConnectionCfg(0, false), "port >= 1 && port <= 10");
+}
+
+TEST(ConfigurationFile, NothingAppliedWithoutTheWord) {
+    MaskRestore masks;
+    OxConfiguration cfg;
+    Load(cfg, "");
+    Load(cfg, R"(<Config><Network port="2100"/><DebugLogSetup stdoutMask="1"/></Config>)");
+    EXPECT_EQ(2000, cfg.GetNetworkPort());
+    EXPECT_EQ(7ul, cfg.GetStdoutMask());
+    // An absent size stores 0, not the default.
+    Load(cfg, R"(<Configuration><DebugLogSetup stdoutMask="1" logFileMask="2"/>)");
+    EXPECT_EQ(1ul, cfg.GetStdoutMask());
+    EXPECT_EQ(0ul, cfg.GetLogFileMaxSize());
+    EXPECT_EQ(0ul, cfg.GetLogFileComMaxSize());
+}
+
+TEST(ConfigurationEmail, SplittingLimitsAndClear) {
+    EXPECT_EQ((std::vector<int>{3, 5, 6, 7}), OxConfiguration::SplitAlarmTypes("3,5-7"));
+    EXPECT_EQ((std::vector<int>{1, 2, 9}), OxConfiguration::SplitAlarmTypes("x1;2 9-"));
+    EXPECT_EQ((std::vector<int>{4, 6}), OxConfiguration::SplitAlarmTypes("4--6"));
+    // An empty range still consumes its end.
+    EXPECT_EQ((std::vector<int>{8}), OxConfiguration::SplitAlarmTypes("8-4"));
+    EXPECT_TRUE(OxConfiguration::SplitAlarmTypes(" ").empty());
+    EXPECT_EQ(10000u, OxConfiguration::SplitAlarmTypes("1-2000000000").size());
+    EXPECT_EQ((std::vector<std::string>{"a", "", "b"}), OxConfiguration::SplitReceivers("a;;b;"));
+    EXPECT_TRUE(OxConfiguration::SplitReceivers("").empty());
+
+    OxConfiguration cfg;
+    TimerRecorder timers;
+    OxConfiguration::SetStatusMailTimers(&timers);
+    std::string doc = "<Configuration>";
+    for (int i = 0; i < 11; ++i)
+        doc += "<Email SMTP=\"s" + std::to_string(i) + "\" emailType=\"Status\" active=\"" +
+               (i % 2 ? "true" : "false") + "\"/>";
+    Load(cfg, doc);
+    OxConfiguration::SetStatusMailTimers(nullptr);
+    // The eleventh account is rejected; the ten are intact.
+    ASSERT_EQ(10, cfg.GetEMailAccounts());
+    EXPECT_EQ("s9", cfg.GetEMailSMTPServer(9));
+    EXPECT_EQ("s0", cfg.GetEMailSMTPServer(0));
+    ASSERT_EQ(10u, timers.calls.size());
+    EXPECT_EQ("stop 0", timers.calls[0]);
+    EXPECT_EQ("start 9", timers.calls[9]);
+
+    cfg.ClearEmail();
+    EXPECT_EQ(0, cfg.GetEMailAccounts());
+    EXPECT_FALSE(cfg.GetEMailActive(1));
+    EXPECT_FALSE(cfg.IsStatusEMail(1));
+    EXPECT_EQ("User", cfg.GetEMailAccessLevel(1));
+    EXPECT_EQ("s1", cfg.GetEMailSMTPServer(1));  // overwritten only when filled again
+    // A fresh parse appends behind what is there.
+    Load(cfg, R"(<Configuration><Email SMTP="new" To="x@y"/>)");
+    Load(cfg, R"(<Configuration><Email SMTP="more"/>)");
+    EXPECT_EQ(2, cfg.GetEMailAccounts());
+    EXPECT_EQ("new", cfg.GetEMailSMTPServer(0));
+    EXPECT_EQ("more", cfg.GetEMailSMTPServer(1));
+}
+
+TEST(ConfigurationRestart, OnlyPortAndUsedFlagsNeedIt) {
+    MaskRestore masks;
+    OxConfiguration live;
+    Load(live, kFullFile);
+
+    OxConfiguration same;
+    Load(same, kFullFile);
+    EXPECT_FALSE(live.RestartNeeded(same));
+
+    std::string renamed = kFullFile;
+    renamed.replace(renamed.find("Coater"), 6, "Painter");
+    renamed.replace(renamed.find("\"30\""), 4, "\"99\"");
+    renamed.replace(renamed.find("192.168.1.20"), 12, "192.168.1.21");
+    OxConfiguration fresh1;
+    Load(fresh1, renamed);
+    EXPECT_FALSE(live.RestartNeeded(fresh1));
+
+    std::string lessPorts = kFullFile;
+    size_t from = lessPorts.find("<ConnectCom port=\"5\">");
+    lessPorts.erase(from, lessPorts.find("</ConnectCom>", from) + 13 - from);
+    OxConfiguration fresh2;
+    Load(fresh2, lessPorts);
+    EXPECT_TRUE(live.RestartNeeded(fresh2));
+
+    std::string otherPort = kFullFile;
+    otherPort.replace(otherPort.find("2100"), 4, "2101");
+    OxConfiguration fresh3;
+    Load(fresh3, otherPort);
+    EXPECT_TRUE(live.RestartNeeded(fresh3));
+}
+
+TEST(ConfigurationTexts, EncodeDecode) {
+    // Base64 of "abc" and a NUL, each character shifted by 0x3f.
+    EXPECT_EQ("WUHb????", OxConfiguration::Encode("abc"));
+    EXPECT_EQ("????", OxConfiguration::Encode(""));
+    EXPECT_EQ("OO??", OxConfiguration::Encode("A"));
+    EXPECT_EQ("abc", OxConfiguration::Decode("WUHb????"));
+    for (std::string s : {"", "a", "ab", "abc", "secret pw", "p\"<&>'w", "\xff\x80 high"}) {
+        std::string e = OxConfiguration::Encode(s);
+        EXPECT_EQ(B64Convert::B64EncodeGetLength(s.size() + 1), e.size());
+        for (char c : e) {
+            EXPECT_GE(static_cast<unsigned char>(c), 0x3f);
+            EXPECT_LE(static_cast<unsigned char>(c), 0x7e);
+        }
+        EXPECT_EQ(s, OxConfiguration::Decode(e));
+    }
+    // Any text decodes without harm; the result stops at the first NUL.
+    EXPECT_EQ("", OxConfiguration::Decode("?"));
+    EXPECT_EQ("", OxConfiguration::Decode(""));
+    EXPECT_EQ(3u, B64Convert::B64DecodeGetLength(1));
+}
+
+TEST(ConfigurationSingleton, PathsAndInstance) {
+    OxConfiguration* cfg = OxConfiguration::Instance();
+    EXPECT_EQ(cfg, OxConfiguration::Instance());
+    std::string old = cfg->GetAppPath();
+    cfg->SetAppPath("/tmp/root");
+    EXPECT_EQ("/tmp/root/etc/torc2/oxgwcfg.xml", cfg->MakeAbsPath("/etc/torc2/oxgwcfg.xml"));
+    EXPECT_EQ("/tmp/rootx", cfg->MakeAbsPath("x", false));
+    cfg->SetAppPath(old);
+}
+
+TEST(ConfigurationFile, DocumentedExampleReadsAsDescribed) {
+    MaskRestore masks;
+    std::string doc = ReadWholeFile(std::string(OXGW_SOURCE_DIR) + "/docs/configuration.md");
+    size_t begin = doc.find("```xml\n");
+    ASSERT_NE(std::string::npos, begin);
+    begin += 7;
+    OxConfiguration cfg;
+    Load(cfg, doc.substr(begin, doc.find("```", begin) - begin));
+    EXPECT_EQ(2000, cfg.GetNetworkPort());
+    EXPECT_EQ(0x47ul, cfg.GetLogFileMask());
+    EXPECT_TRUE(cfg.ConnectToServer());
+    EXPECT_EQ(2001u, cfg.GetServerPort());
+    ASSERT_EQ(2, cfg.ProcessorInfo_Count());
+    EXPECT_EQ("Developer", cfg.GetProcessorName(0));
+    EXPECT_EQ(14, cfg.GetConnectionCfg(2).maxAgeDays);
+    EXPECT_TRUE(cfg.GetConnectionCfg(1).logAlarms);
+    ASSERT_EQ(2, cfg.GetEMailAccounts());
+    EXPECT_EQ((std::vector<std::string>{"shift@plant.local", "service@plant.local"}),
+              cfg.GetEMailReceiver(0));
+    EXPECT_EQ((std::vector<int>{3, 5, 6, 7, 12}), cfg.GetEMailAlarmType(0));
+    EXPECT_FALSE(cfg.GetEMailGroups(0));
+    EXPECT_TRUE(cfg.IsStatusEMail(1));
+    EXPECT_EQ(1440, cfg.GetEMailStatusInterval(1));
+    EXPECT_EQ(59355u, OxGWayCfg::Instance().GetPort());
+}

@@ -1,0 +1,263 @@
+#include "oxconf.h"
+#include "oxgwaycfg.h"
+#include "sandbox.h"
+#include "testprint.h"
+#include "xmlparser_recorder.h"
+
+#include <gtest/gtest.h>
+
+#include <sstream>
+#include <utility>
+
+namespace {
+
+// One minimal message per row of the chain, and what it must dispatch to.
+const std::pair<const char*, const char*> kRows[] = {
+    {R"(<GetType id="5"/>)", "GetType(5)"},
+    {R"(<GetProcessorInfo/>)", "GetProcessorInfo()"},
+    {R"(<SaveParameters destination="usb" file="a.hmp"/>)", "SaveParms('usb','a.hmp')"},
+    {R"(<RestoreParameters file="a.hmp"/>)", "RestoreParms('a.hmp')"},
+    {R"(<GetConfiguration/>)", "GetConfig()"},
+    {R"(<ChangeNumParameter id="12" value="2.5"/>)", "ChangeNum(12,2.5)"},
+    {R"(<ChangeEnumParameter id="13" value="3"/>)", "ChangeEnum(13,3)"},
+    {R"(<SetOutput id="4" value="true"/>)", "SetOutput(4,T)"},
+    {R"(<ForceUpdate id="9"/>)", "ForceUpdate(9)"},
+    {R"(<SetMotor id="3" start="true" value="12.5"/>)", "SetMotor(3,T,12.5)"},
+    {R"(<SetSensor id="6" sensor="on"/>)", "SetDevice(6,2,0)"},
+    {R"(<SetTemperature id="8" temperature="55.5"/>)", "SetDevice(8,2,55.5)"},
+    {R"(<ExecuteFunction id="7" action="2" argument="1.5" argument="-2"/>)",
+     "ExecuteFunction(7,2,'[1.5 -2]')"},
+    {R"(<ActionRequestAlarm id="3" replyId="1"/>)", "ReplyAlarm(3,1)"},
+    {R"(<ReplyAlarm id="3" replyId="2"/>)", "ReplyAlarm(3,2)"},
+    {R"(<Connect><CommParm port="2" name="deu"/></Connect>)", "Connect(2,'deu')"},
+    {R"(<Logon level="Admin" userId="bob" protocol="2" autoTypeInfo="true" )"
+     R"(disableSerialNo="false" keepLast="true"/>)",
+     "Logon('Admin','bob','2',T,F,T)"},
+    {R"(<Disconnect/>)", "Disconnect()"},
+    {R"(<GetLanguages/>)", "Languages()"},
+    {R"(<Language name="deu"/>)", ""},
+    {R"(<AlivePoll/>)", "Alive()"},
+    {R"(<GetAlarmEvents year="2026" month="2" day="3"/>)", "GetAlarmEvents(2026,2,3)"},
+    {R"(<GetUserInfo/>)", "GetUserInfo()"},
+    {R"(<SetupSession testPrint="true"/>)", "SetupSession(T)"},
+    {R"(<Download command="CopyFile" file="x.bin"/>)", "CopyFile('x.bin')"},
+    {R"(<CopyFile file="f" data="abc" position="0x10" length="010" eof="true"/>)",
+     "ReadFile(16,8,'f',T,'abc')"},
+    {R"(<Configuration></Configuration>)", "Config()"},
+    {R"(<LinuxNetConfig domain="d" nameserver="n"/>)", "LinuxNetCfg('d','n')"},
+    {R"(<Telnet cmd="open" data="ls"/>)", "Telnet('open','ls')"},
+    {R"(<SystemCommand cmd="ls -l" timeout="5" linefeed="n"/>)", "SystemCommand('ls -l',5,110)"},
+    {R"(<GetIpConfig/>)", "GetIpConfig()"},
+    {R"(<SetIpConfig ethaddr="e" tftpip="t" ipaddr="i" netmask="m" gatewayip="g" DHCP="no" )"
+     R"(hostname="h" domain="d" autoDNS="a" primaryDNS="p" alternateDNS="q"/>)",
+     "IpCfg('e','t','i','m','g','no','','','','h','d','a','p','q')"},
+    {R"(<GetServerTime/>)", "GetTime()"},
+    {R"(<SetServerTime timezone="CET" year="2026" month="11" day="23" hour="9" min="40" )"
+     R"(sec="5"/>)",
+     "TimeMsg('CET',2026,11,23,9,40,5)"},
+};
+
+}  // namespace
+
+TEST(XmlParserDispatch, EveryRowBareWrappedAndEmbedded) {
+    RecordingParser p;
+    for (const auto& row : kRows) {
+        std::string msg = row.first;
+        EXPECT_EQ(row.second, p.Run(msg)) << msg;
+        EXPECT_EQ(row.second, p.Run("<Message>" + msg + "</Message>")) << msg;
+        EXPECT_EQ(row.second, p.Run("some words " + msg + " and more")) << msg;
+    }
+}
+
+TEST(XmlParserDispatch, PrecedenceAndKeyTraps) {
+    RecordingParser p;
+    // Caught at its own row, never reaching the configuration block.
+    EXPECT_EQ("GetConfig()", p.Run("<Message><GetConfiguration/></Message>"));
+    // The connect key holds the closing bracket: an element with attributes
+    // is no connect message.
+    EXPECT_EQ(R"(Error:Unknown command: <Connect port="2" name="x"/>)",
+              p.Run(R"(<Connect port="2" name="x"/>)"));
+    EXPECT_EQ("Connect(1,'')", p.Run(R"(<Message><Connect></Connect><P port="1"/></Message>)"));
+    // Keys without bracket hit anywhere, even inside another element's text.
+    EXPECT_EQ("SetupSession(F)", p.Run("<Message><Foo>SetupSession</Foo></Message>"));
+    EXPECT_EQ("Config()", p.Run("a word Configuration in free text"));
+    EXPECT_EQ("SetupSession(T)", p.Run(R"(<Configuration><SetupSession testPrint="true"/>)"));
+    // Two commands on one line: only the earlier row of the chain runs.
+    EXPECT_EQ("GetType(1)", p.Run(R"(<AlivePoll/><GetType id="1"/>)"));
+    EXPECT_EQ("Languages()", p.Run(R"(<Language name="x"/><GetLanguages/>)"));
+    // Keys are case-sensitive.
+    EXPECT_EQ(R"(Error:Unknown command: <gettype id="1"/>)", p.Run(R"(<gettype id="1"/>)"));
+    EXPECT_EQ("Error:Unknown command: hello", p.Run("hello"));
+    // Nothing at all for an empty message, from text or from a stream.
+    EXPECT_EQ("", p.Run(""));
+    std::istringstream empty("");
+    p.calls.clear();
+    p.Parse(empty);
+    EXPECT_TRUE(p.calls.empty());
+    std::istringstream whole("<Message>\n<GetType id=\"42\"/>\n</Message>\n");
+    p.Parse(whole);
+    EXPECT_EQ("GetType(42)", p.Last());
+}
+
+TEST(XmlParserDispatch, SpecialRows) {
+    RecordingParser p;
+    // Row 8: without value the output attribute overrides.
+    EXPECT_EQ("SetDevice(4,2,0)", p.Run(R"(<SetOutput id="4" output="on"/>)"));
+    EXPECT_EQ("SetDevice(4,1,0)", p.Run(R"(<SetOutput id="4" output="off"/>)"));
+    EXPECT_EQ("SetDevice(4,0,0)", p.Run(R"(<SetOutput id="4" output="On"/>)"));
+    EXPECT_EQ("SetDevice(4,0,0)", p.Run(R"(<SetOutput id="4"/>)"));
+    EXPECT_EQ("SetOutput(4,F)", p.Run(R"(<SetOutput id="4" value=""/>)"));
+    // Row 10: speed, with the override read from start as text.
+    EXPECT_EQ("SetMotor(3,F,0)", p.Run(R"(<SetMotor id="3" value="x"/>)"));
+    EXPECT_EQ("SetDevice(3,0,0)", p.Run(R"(<SetMotor id="3" speed="release" start="true"/>)"));
+    EXPECT_EQ("SetDevice(3,0,0)", p.Run(R"(<SetMotor id="3" start="true"/>)"));
+    EXPECT_EQ("SetDevice(3,2,40.5)", p.Run(R"(<SetMotor id="3" speed="40.5" start="true"/>)"));
+    EXPECT_EQ("SetDevice(3,1,40)", p.Run(R"(<SetMotor id="3" speed="40" start="yes"/>)"));
+    EXPECT_EQ("SetDevice(3,1,40)", p.Run(R"(<SetMotor id="3" speed="40"/>)"));
+    // Row 11 and 12.
+    EXPECT_EQ("SetDevice(6,1,0)", p.Run(R"(<SetSensor id="6" sensor="off"/>)"));
+    EXPECT_EQ("SetDevice(6,0,0)", p.Run(R"(<SetSensor id="6" sensor="auto"/>)"));
+    EXPECT_EQ("SetDevice(8,0,0)", p.Run(R"(<SetTemperature id="8" temperature="release"/>)"));
+    EXPECT_EQ("SetDevice(8,0,0)", p.Run(R"(<SetTemperature id="8"/>)"));
+    EXPECT_EQ("SetDevice(8,2,0)", p.Run(R"(<SetTemperature id="8" temperature="hot"/>)"));
+    // Row 25 without CopyFile, row 30 without its optional attributes.
+    EXPECT_EQ("Download('')", p.Run(R"(<Download/>)"));
+    EXPECT_EQ("Download('Start')", p.Run(R"(<Download command="Start" file="x"/>)"));
+    EXPECT_EQ("SystemCommand('ls',0,0)", p.Run(R"(<SystemCommand cmd="ls"/>)"));
+    EXPECT_EQ("SystemCommand('ls',0,32)", p.Run(R"(<SystemCommand cmd="ls" linefeed=""/>)"));
+    // Row 13: arguments in document order, a present empty one reads as 0.
+    EXPECT_EQ("ExecuteFunction(1,0,'[3 0 4]')",
+              p.Run(R"(<ExecuteFunction id="1" argument="3" argument="" argument="4"/>)"));
+    EXPECT_EQ("ExecuteFunction(1,0,'[]')", p.Run(R"(<ExecuteFunction id="1"/>)"));
+}
+
+TEST(XmlParserDispatch, HandlerExceptionIsReportedAndParserStaysUsable) {
+    RecordingParser p;
+    p.throwInHandler = true;
+    EXPECT_EQ(R"(Error:Error in message: <GetType id="1"/>)", p.Run(R"(<GetType id="1"/>)"));
+    EXPECT_EQ("GetType(2)", p.Run(R"(<GetType id="2"/>)"));
+    // Inside the configuration block, after some handlers already ran.
+    p.calls.clear();
+    p.throwInHandler = false;
+    std::string doc = R"(<Configuration><Network port="2100"/><Email SMTP="s"/></Configuration>)";
+    EXPECT_EQ(
+        "NetworkCfg(2100) | EMailCfg('s','','','','','','','',F,F,F,0,'',F,F,F,F,F) | Config()",
+        p.Run(doc));
+}
+
+TEST(XmlParserAttrib, FinderQuirks) {
+    using P = OxXmlParser;
+    // No word boundary: a longer name ending in the wanted one, standing
+    // earlier, is hit first.
+    EXPECT_EQ("7", P::GetAttrib(R"(<X myport="7" port="3"/>)", "port"));
+    // First hit counts, whatever element it stands in.
+    EXPECT_EQ("1", P::GetAttrib(R"(<A id="1"/><B id="2"/>)", "id"));
+    EXPECT_EQ("2", P::GetAttrib(R"(<A id="1"/><B id="2"/>)", "id", true));
+    EXPECT_EQ("", P::GetAttrib(R"(<A id="1"/>)", "id", true));
+    // Absent, present but empty, "=" at the very end.
+    EXPECT_EQ("", P::GetAttrib(R"(<A x="1"/>)", "id"));
+    EXPECT_EQ(" ", P::GetAttrib(R"(<A id=""/>)", "id"));
+    EXPECT_EQ(" ", P::GetAttrib("<A id=", "id"));
+    // One character behind "=" is skipped unseen; single quotes do not
+    // delimit; the value runs to the end without a closing quote.
+    EXPECT_EQ("2345", P::GetAttrib("a=12345", "a"));
+    EXPECT_EQ(R"(xy' b=)", P::GetAttrib(R"(a='xy' b="z")", "a"));
+    EXPECT_EQ("open", P::GetAttrib(R"(a="open)", "a"));
+    // No entity decoding.
+    EXPECT_EQ("&lt;b&gt;", P::GetAttrib(R"(a="&lt;b&gt;")", "a"));
+    // Case-sensitive names.
+    EXPECT_EQ("", P::GetAttrib(R"(ID="3")", "id"));
+}
+
+TEST(XmlParserAttrib, TypedGetters) {
+    using P = OxXmlParser;
+    EXPECT_EQ(12, P::GetAttribAsInt(R"(id="12abc")", "id"));
+    EXPECT_EQ(0, P::GetAttribAsInt(R"(id="abc")", "id"));
+    EXPECT_EQ(0, P::GetAttribAsInt(R"(id="")", "id"));
+    EXPECT_EQ(0, P::GetAttribAsInt(R"(x="5")", "id"));
+    EXPECT_EQ(-7, P::GetAttribAsInt(R"(id="-7")", "id"));
+    EXPECT_DOUBLE_EQ(2.5, P::GetAttribAsDouble(R"(v="2.5kg")", "v"));
+    EXPECT_DOUBLE_EQ(0.0, P::GetAttribAsDouble(R"(w="1")", "v"));
+    EXPECT_EQ(31ul, P::GetAttribAsULong(R"(m="0x1F")", "m"));
+    EXPECT_EQ(15ul, P::GetAttribAsULong(R"(m="017")", "m"));
+    EXPECT_EQ(4096ul, P::GetAttribAsULong(R"(m="4096 bytes")", "m"));
+    EXPECT_EQ(0ul, P::GetAttribAsULong(R"(m="")", "m"));
+    EXPECT_TRUE(P::GetAttribAsBool(R"(b="true")", "b"));
+    EXPECT_FALSE(P::GetAttribAsBool(R"(b="True")", "b"));
+    EXPECT_FALSE(P::GetAttribAsBool(R"(b="1")", "b"));
+    EXPECT_FALSE(P::GetAttribAsBool(R"(b="true ")", "b"));
+
+    std::list<std::string> values;
+    P::GetAttribList(R"(<F argument="1" x="2" argument="" argument="3e2"/>)", "argument", values);
+    EXPECT_EQ((std::list<std::string>{"1", " ", "3e2"}), values);
+}
+
+TEST(XmlParserConfigBlock, ElementsInOrderAndBlockWalking) {
+    RecordingParser p;
+    std::string doc =
+        R"(<Configuration><Email SMTP="mail" To="a@b" emailType="Status" updateTime="60"/>)"
+        R"(<ConnectCom port="1"><EventLog maxAgeDays="30" logAlarms="true"/>)"
+        R"(<Processor name="Line A"/></ConnectCom>)"
+        R"(<ConnectCom port="2"></ConnectCom>)"
+        R"(<DialUp phoneBookEntry="isp"/>)"
+        R"(<DebugLogSetup stdoutMask="0x10" logFileMask="5"/>)"
+        R"(<Network port="2100"/></Configuration>)";
+    p.Run(doc);
+    ASSERT_EQ(7u, p.calls.size());
+    EXPECT_EQ("DebugLogCfg(16,5,0,0)", p.calls[0]);
+    EXPECT_EQ("NetworkCfg(2100)", p.calls[1]);
+    EXPECT_EQ("DialUpCfg('isp','','')", p.calls[2]);
+    EXPECT_EQ("ConnectCfg(1,'Line A',30,T)", p.calls[3]);
+    // No <EventLog in the second block: the first block's values stay.
+    EXPECT_EQ("ConnectCfg(2,'',30,T)", p.calls[4]);
+    EXPECT_EQ("EMailCfg('mail','','','a@b','','','','',F,F,T,60,'',F,F,F,F,F)", p.calls[5]);
+    EXPECT_EQ("Config()", p.calls[6]);
+
+    // A block without <EventLog of its own takes the next one in the
+    // document; a self-closed block repeats until the cut passes it.
+    p.Run(R"(<Configuration><ConnectCom port="3"/>)"
+          R"(<ConnectCom port="4"><EventLog maxAgeDays="9"/></ConnectCom>)");
+    ASSERT_GE(p.calls.size(), 2u);
+    EXPECT_EQ("ConnectCfg(3,'',9,F)", p.calls.front());
+    EXPECT_EQ("Config()", p.calls.back());
+    for (size_t i = 0; i + 1 < p.calls.size(); ++i)
+        EXPECT_EQ("ConnectCfg(3,'',9,F)", p.calls[i]) << i;
+
+    // The exact network key, the server read from the whole document, and
+    // the GWay pair from behind its element.
+    EXPECT_EQ("NetworkCfg(0) | Config()", p.Run(R"(Configuration<Network  port="2100"/>)"));
+    EXPECT_EQ("ConnectServerCfg(2200,'10.0.0.1') | Config()",
+              p.Run(R"(Configuration<X port="2200"/><ConnectServer ip="10.0.0.1" port="7"/>)"));
+    p.Run(R"(<Configuration port="1"><GWay port="59000" enabled="true"/>)");
+    EXPECT_EQ(59000u, OxGWayCfg::Instance().GetPort());
+    EXPECT_TRUE(OxGWayCfg::Instance().IsEnabled());
+    EXPECT_TRUE(OxGWayCfg::Instance().IsLoaded());
+    p.Run(R"(<Configuration><GWay/><ConnectCom port="5"/>)");
+    EXPECT_EQ(5u, OxGWayCfg::Instance().GetPort());
+    EXPECT_FALSE(OxGWayCfg::Instance().IsEnabled());
+}
+
+// The debug line of every message goes to the console, whose form drops the
+// first nine characters of a line; a one-character client line must not make
+// that line too short.
+TEST(XmlParserDeathTest, ShortMessageSurvivesTheConsoleLog) {
+    Sandbox box;
+    EXPECT_EXIT(
+        {
+            OxConfiguration::Instance()->SetAppPath(box.Root());
+            logToConsole = true;
+            TestPrintTask::Instance();
+            RecordingParser p;
+            for (const char* text : {"a", "<A/>", "Configuration"})
+                p.Parse(text);
+            OxConfiguration cfg;  // its ClientRef is -2
+            cfg.Parse("x");
+            delete TestPrintTask::Instance();  // drains the queue, closes the file
+            std::string log = box.ReadFile("/var/log/debug/oxgw.log");
+            exit(log.find("#-2;a    \n") != std::string::npos &&
+                         log.find("#-2;x    \n") != std::string::npos
+                     ? 0
+                     : 3);
+        },
+        ::testing::ExitedWithCode(0), "");
+}

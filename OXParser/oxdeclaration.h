@@ -169,6 +169,7 @@ class OXAccessRightEnum : public OXAccessRight {
     long GetAccessRight(tagExecuteResult& result, OXObject& object) const override;
     const char* GetName() const { return pName; }
     long GetValue() const { return accessRight; }
+    OXClassManager& GetClassManager() const { return classManager; }
 
   private:
     long accessRight;

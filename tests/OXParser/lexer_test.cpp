@@ -41,7 +41,8 @@ class LexerTest : public ::testing::Test {
         buffer.push_back('\0');
         OXCommandLexer& lexer = parser.GetLexer();
         lexer.SetInputStr(buffer.data());
-        parser.GetNodeManager().StartTransaction();
+        // The value nodes of the previous scan are released.
+        parser.GetNodeManager().Rollback();
         std::string tokens;
         CaptureStdout();
         for (;;) {

@@ -47,7 +47,8 @@ std::vector<std::string> MakeCommands(int count) {
 void BM_ParseMixedCommands(benchmark::State& state) {
     std::vector<std::string> commands = MakeCommands(10000);
     size_t bytes = 0;
-    for (const std::string& command : commands) bytes += command.size();
+    for (const std::string& command : commands)
+        bytes += command.size();
     OXCommandParser parser;
     parser.Create(nullptr);
     std::vector<std::vector<char>> texts;
@@ -58,11 +59,11 @@ void BM_ParseMixedCommands(benchmark::State& state) {
     for (auto _ : state) {
         for (std::vector<char>& text : texts) {
             // Parse reads the text in place and does not change it.
-            if (parser.Parse(text.data()) != 0) state.SkipWithError(parser.GetErrorStr());
+            if (parser.Parse(text.data()) != 0)
+                state.SkipWithError(parser.GetErrorStr());
         }
     }
-    state.SetBytesProcessed(static_cast<int64_t>(state.iterations()) *
-                            static_cast<int64_t>(bytes));
+    state.SetBytesProcessed(static_cast<int64_t>(state.iterations()) * static_cast<int64_t>(bytes));
     state.counters["commands"] = static_cast<double>(commands.size());
 }
 BENCHMARK(BM_ParseMixedCommands)->Unit(benchmark::kMillisecond);

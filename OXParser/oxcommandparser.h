@@ -1,28 +1,72 @@
-// Parser of the machine link's command language.
-// Placeholder until the grammar lands: it accepts any text and builds nothing.
+// Parser of the machine link's command language. One per machine port: it
+// owns the lexer, the parse nodes of the running parse and the port's store.
 #pragma once
 
 #include "oxclassmanager.h"
+#include "oxcommandlexer.h"
 #include "oxobjecthandler.h"
 #include "oxobjectmanager.h"
+#include "oxparsernode.h"
 
 #include <string>
 
+class OXClassDeclaration;
+class OXCommand;
+class OXExpressionList;
+class OXObjectVisitor;
+class OXParserNumber;
+
 class OXCommandParser {
-public:
+  public:
+    OXCommandParser() = default;
+    ~OXCommandParser();
+
     bool Create(OXObjectHandler* handler);
-    // 0 on success, 1 on failure (message in GetErrorStr()).
+    // The whole cycle of one command: 0 on success, 1 on failure (message in
+    // GetErrorStr()).
     int Parse(char* text);
     void Reset();
 
-    const char* GetErrorStr() const { return errorStr_.c_str(); }
-    OXObjectManager& GetObjectManager() { return objectManager_; }
-    OXClassManager& GetClassManager() { return classManager_; }
+    OXCommand* GetCommand() const { return pCommand; }
+    const char* GetErrorStr() const { return errorStr.c_str(); }
+    OXParserNodeManager& GetNodeManager() { return nodeManager; }
+    OXObjectManager& GetObjectManager() { return objectManager; }
+    OXClassManager& GetClassManager() { return classManager; }
+    OXCommandLexer& GetLexer() { return lexer; }
+    void VisitObjects(OXObjectVisitor& visitor);
 
-private:
-    OXObjectHandler* handler_ = nullptr;
-    OXClassManager classManager_;
-    OXObjectManager objectManager_;
-    std::string errorStr_;
-    bool initialized_ = false;
+    // Called by the grammar.
+    void HandleCommand(OXCommand* command) { pCommand = command; }
+    void CmdNew(OXClassDeclaration* classDecl, OXExpressionList* expressionList);
+    void CmdDel(OXParserNumber* objectId, OXExpressionList* expressionList);
+    // Replaces the message and asks the grammar to stop with failure once the
+    // running action has ended.
+    void yyerror(const char* message);
+    bool StopRequested() const { return stopRequested; }
+    void ClearStopRequest() { stopRequested = false; }
+
+    OXCommandParser(const OXCommandParser&) = delete;
+    OXCommandParser& operator=(const OXCommandParser&) = delete;
+
+  private:
+    // Steps of Parse after a successful grammar run: execute the command on
+    // the store, notify the handler and clean up. Not wired to the store yet:
+    // the command tree is kept as the current command until the next Parse or
+    // Reset.
+    int ExecuteCommandPlaceholder();
+    void ReleaseKeptCommand();
+
+    // Declared first, so that it outlives every node the tables hold.
+    OXParserNodeManager nodeManager;
+    OXCommandLexer lexer;
+    OXClassManager classManager;
+    OXObjectManager objectManager;
+    OXObjectHandler* pHandler = nullptr;
+    OXCommand* pCommand = nullptr;
+    // The kept tree of the last successful parse (see ExecuteCommandPlaceholder).
+    OXCommand* pKeptCommand = nullptr;
+    char* pInputStr = nullptr;
+    std::string errorStr;
+    bool initialized = false;
+    bool stopRequested = false;
 };

@@ -1,0 +1,264 @@
+#include "oxcommandlexer.h"
+
+#include "oxcommandparser.h"
+#include "oxexpression.h"
+
+#include <cassert>
+#include <cerrno>
+#include <climits>
+#include <cmath>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+
+namespace {
+
+const size_t kInitialTextSize = 100;
+
+bool IsLetter(unsigned c) {
+    return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || c == '_';
+}
+
+bool IsDigit(unsigned c) {
+    return c >= '0' && c <= '9';
+}
+
+struct Keyword {
+    const char* text;
+    size_t length;
+    int token;
+};
+
+const Keyword kKeywords[] = {
+    {"class", 5, OXTK_KW_CLASS},
+    {"enum", 4, OXTK_KW_ENUM},
+    {"new", 3, OXTK_KW_NEW},
+    {"upd", 3, OXTK_KW_UPD},
+    {"del", 3, OXTK_KW_DEL},
+    {"exe", 3, OXTK_KW_EXE},
+    {"res", 3, OXTK_KW_RES},
+    {"exc", 3, OXTK_KW_EXC},
+    {"const", 5, OXTK_KW_CONST},
+    {"null", 4, OXTK_KW_NULL},
+    {"AR_USER", 7, OXTK_KW_AR_USER},
+    {"AR_ADMIN", 8, OXTK_KW_AR_ADMIN},
+    {"AR_SERVICE", 10, OXTK_KW_AR_SERVICE},
+    {"AR_RAD", 6, OXTK_KW_AR_RAD},
+    {"AR_NON", 6, OXTK_KW_AR_NON},
+};
+
+}  // namespace
+
+OXCommandLexer::OXCommandLexer() : maxTextSize(INT_MAX) {
+    textBuf = static_cast<char*>(malloc(kInitialTextSize));
+    if (textBuf == nullptr) {
+        fprintf(stderr, "lex text buffer overflow (%d)\n", 0);
+        exit(1);
+    }
+    textSize = kInitialTextSize;
+    textBuf[0] = '\0';
+}
+
+OXCommandLexer::~OXCommandLexer() {
+    free(textBuf);
+}
+
+bool OXCommandLexer::Create(OXCommandParser& parser) {
+    pParser = &parser;
+    pInputStr = nullptr;
+    textBuf[0] = '\0';
+    return true;
+}
+
+void OXCommandLexer::SetInputStr(char* text) {
+    pInputStr = text;
+}
+
+int OXCommandLexer::yygetchar() {
+    assert(pInputStr);
+    unsigned char c = static_cast<unsigned char>(*pInputStr);
+    if (c != 0)
+        ++pInputStr;
+    return c;
+}
+
+OXParserNodeManager& OXCommandLexer::GetNodeManager() {
+    return pParser->GetNodeManager();
+}
+
+void OXCommandLexer::SetText(const char* start, size_t length) {
+    // The buffer doubles until the token fits; when it cannot, the scanner
+    // gives up the process, as a generated scanner does.
+    while (length + 1 > textSize) {
+        size_t newSize = textSize * 2;
+        char* grown = nullptr;
+        if (textSize <= maxTextSize / 2)
+            grown = static_cast<char*>(realloc(textBuf, newSize));
+        if (grown == nullptr) {
+            fprintf(stderr, "lex text buffer overflow (%d)\n", static_cast<int>(textSize));
+            exit(1);
+        }
+        textBuf = grown;
+        textSize = newSize;
+    }
+    memcpy(textBuf, start, length);
+    textBuf[length] = '\0';
+}
+
+size_t OXCommandLexer::MatchString(const char* start) {
+    const unsigned char* p = reinterpret_cast<const unsigned char*>(start) + 1;
+    for (;;) {
+        unsigned c = *p;
+        if (c == '"')
+            return static_cast<size_t>(p + 1 - reinterpret_cast<const unsigned char*>(start));
+        if (c == 0 || c == '\n' || c == '\r')
+            return 0;
+        if (c == '\\') {
+            unsigned next = p[1];
+            if (next == 0 ||
+                (!IsDigit(next) && strchr("\"',?\\abfnrtv", static_cast<int>(next)) == nullptr)) {
+                return 0;
+            }
+            p += 2;
+        } else {
+            ++p;
+        }
+    }
+}
+
+int OXCommandLexer::KeywordOf(const char* text, size_t length) {
+    for (const Keyword& keyword : kKeywords) {
+        if (keyword.length == length && memcmp(keyword.text, text, length) == 0) {
+            return keyword.token;
+        }
+    }
+    return OXTK_SYMBOL;
+}
+
+int OXCommandLexer::Lex(OXParserNode*& value) {
+    assert(pInputStr);
+    value = nullptr;
+    for (;;) {
+        const char* start = pInputStr;
+        unsigned c = static_cast<unsigned char>(*start);
+        switch (c) {
+            case 0:
+                // The terminator: end of input, and the pointer stays on it.
+                textBuf[0] = '\0';
+                return OXTK_END_OF_INPUT;
+            case '\t':
+            case '\n':
+            case '\r':
+            case ' ':
+                ++pInputStr;
+                continue;
+            case '=':
+            case ';':
+            case ':':
+            case '!':
+            case '$':
+            case '@':
+            case '<':
+            case '>':
+            case '(':
+            case ')':
+            case '{':
+            case '}':
+            case ',':
+            case '*':
+            case '/':
+                SetText(start, 1);
+                ++pInputStr;
+                return static_cast<int>(c);
+            case '.':
+                if (start[1] == '.') {
+                    SetText(start, 2);
+                    pInputStr += 2;
+                    return OXTK_RANGE;
+                }
+                SetText(start, 1);
+                ++pInputStr;
+                return '.';
+            case '"': {
+                size_t length = MatchString(start);
+                if (length == 0)
+                    break;  // incomplete: the quote is an invalid character
+                SetText(start, length);
+                pInputStr += length;
+                value = ConvertString(textBuf);
+                return OXTK_STRING;
+            }
+            case '-':
+            case '+': {
+                if (!IsDigit(static_cast<unsigned char>(start[1])))
+                    break;
+                const char* end = start + 1;
+                while (IsDigit(static_cast<unsigned char>(*end)))
+                    ++end;
+                SetText(start, static_cast<size_t>(end - start));
+                pInputStr = const_cast<char*>(end);
+                value = ConvertNumber(textBuf, false);
+                return OXTK_SIGNED_NUMBER;
+            }
+            default:
+                if (IsDigit(c)) {
+                    const char* end = start + 1;
+                    while (IsDigit(static_cast<unsigned char>(*end)))
+                        ++end;
+                    SetText(start, static_cast<size_t>(end - start));
+                    pInputStr = const_cast<char*>(end);
+                    value = ConvertNumber(textBuf, false);
+                    return OXTK_UNSIGNED_NUMBER;
+                }
+                if (IsLetter(c)) {
+                    // L"..." is a string whose value keeps the opening quote;
+                    // an L before anything else starts a symbol.
+                    if (c == 'L' && start[1] == '"') {
+                        size_t length = MatchString(start + 1);
+                        if (length != 0) {
+                            SetText(start, length + 1);
+                            pInputStr += length + 1;
+                            value = ConvertString(textBuf);
+                            return OXTK_STRING;
+                        }
+                    }
+                    const char* end = start + 1;
+                    while (IsLetter(static_cast<unsigned char>(*end)) ||
+                           IsDigit(static_cast<unsigned char>(*end))) {
+                        ++end;
+                    }
+                    size_t length = static_cast<size_t>(end - start);
+                    SetText(start, length);
+                    pInputStr = const_cast<char*>(end);
+                    int token = KeywordOf(textBuf, length);
+                    if (token == OXTK_SYMBOL)
+                        value = ConvertSymbol(textBuf);
+                    return token;
+                }
+                break;
+        }
+        // A byte that starts no token is reported and skipped; the parser
+        // only sees the tokens around it.
+        printf("invalid character '0x%02x'\n", c);
+        ++pInputStr;
+    }
+}
+
+OXParserNode* OXCommandLexer::ConvertNumber(const char* text, bool) {
+    errno = 0;
+    double value = strtod(text, nullptr);
+    if ((value == HUGE_VAL || value == -HUGE_VAL) && errno == ERANGE)
+        printf("number too big\n");
+    return new OXParserNumber(&GetNodeManager(), value);
+}
+
+OXParserNode* OXCommandLexer::ConvertString(const char* text) {
+    // The token text less its first and last character; escapes stay as
+    // written, and for L"..." the L goes and the opening quote stays.
+    size_t length = strlen(text);
+    return new OXParserString(&GetNodeManager(), std::string(text + 1, length - 2));
+}
+
+OXParserNode* OXCommandLexer::ConvertSymbol(const char* text) {
+    return new OXParserSymbol(&GetNodeManager(), text);
+}

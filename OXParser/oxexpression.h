@@ -1,0 +1,109 @@
+// Leaf values of the command language (symbols, numbers, strings,
+// references) and the expression lists that carry the values of a command.
+#pragma once
+
+#include "oxparsernode.h"
+
+#include <string>
+#include <vector>
+
+class OXClassDeclaration;
+
+// Numbers of the language are doubles; where an integer is meant they are
+// converted as the controller board's processor does: saturated at the
+// limits of the type, NaN as 0. A peer's huge number is no undefined cast.
+long OXDoubleToLong(double value);
+int OXDoubleToInt(double value);
+
+class OXParserSymbol : public OXParserNode {
+  public:
+    OXParserSymbol(OXParserNodeManager* manager, const std::string& text)
+        : OXParserNode(manager), symbol(text) {}
+
+    const std::string& GetSymbol() const { return symbol; }
+    OXParserSymbol* Clone() const { return new OXParserSymbol(nullptr, symbol); }
+
+  private:
+    std::string symbol;
+};
+
+// A class name is written as a symbol.
+using OXClassName = OXParserSymbol;
+
+class OXExpression : public OXParserNode {
+  public:
+    explicit OXExpression(OXParserNodeManager* manager) : OXParserNode(manager) {}
+
+    // A single expression counts as a list of one: itself.
+    virtual int Count() const { return 1; }
+    virtual const OXExpression* Get(int index) const { return index == 0 ? this : nullptr; }
+    virtual const OXClassDeclaration* GetClassDecl() const { return nullptr; }
+    // Deep copy without a node manager.
+    virtual OXExpression* Clone() const = 0;
+};
+
+// Constants of the grammar are plain expressions.
+using OXConstant = OXExpression;
+
+class OXParserNumber : public OXExpression {
+  public:
+    OXParserNumber(OXParserNodeManager* manager, double v) : OXExpression(manager), value(v) {}
+
+    double GetValue() const { return value; }
+    OXExpression* Clone() const override { return new OXParserNumber(nullptr, value); }
+
+  private:
+    double value;
+};
+
+class OXParserString : public OXExpression {
+  public:
+    OXParserString(OXParserNodeManager* manager, const std::string& v)
+        : OXExpression(manager), value(v) {}
+
+    const std::string& GetValue() const { return value; }
+    OXExpression* Clone() const override { return new OXParserString(nullptr, value); }
+
+  private:
+    std::string value;
+};
+
+// "@id", and "null" as the reference to object 0.
+class OXReference : public OXExpression {
+  public:
+    OXReference(OXParserNodeManager* manager, OXParserNumber* reference);
+    ~OXReference() override;
+    void Rollback() override;
+
+    long GetObjectId() const { return OXDoubleToLong(pReference->GetValue()); }
+    const OXParserNumber* GetReference() const { return pReference; }
+    OXExpression* Clone() const override;
+
+  private:
+    OXParserNumber* pReference;
+};
+
+// "(a, b)" or "Class(a, b)": a list of expressions, tagged with a class in the
+// second form.
+class OXExpressionList : public OXExpression {
+  public:
+    // An empty list without arguments; a list of one element otherwise.
+    explicit OXExpressionList(OXParserNodeManager* manager, OXExpression* first = nullptr,
+                              OXClassDeclaration* classDecl = nullptr);
+    ~OXExpressionList() override;
+    void Rollback() override;
+
+    void Add(OXExpression* expression);
+    bool IsEmpty() const { return list.empty(); }
+    // Tags the list with a class; a list is tagged at most once.
+    void SetClassDecl(OXClassDeclaration* pCDecl);
+
+    int Count() const override { return static_cast<int>(list.size()); }
+    const OXExpression* Get(int index) const override;
+    const OXClassDeclaration* GetClassDecl() const override { return pClassDecl; }
+    OXExpression* Clone() const override;
+
+  private:
+    std::vector<OXExpression*> list;
+    OXClassDeclaration* pClassDecl;
+};

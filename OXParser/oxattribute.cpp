@@ -6,7 +6,9 @@ OXAttribute::OXAttribute(const OXAttributeDeclInterface& attributeDecl,
       pClassDecl(classDecl),
       pAttributeDecl(&attributeDecl) {}
 
-OXAttribute::~OXAttribute() { delete pClassDecl; }
+OXAttribute::~OXAttribute() {
+    delete pClassDecl;
+}
 
 const std::string& OXAttribute::GetClassName() const {
     static const std::string none;
@@ -15,11 +17,13 @@ const std::string& OXAttribute::GetClassName() const {
 
 tagExecuteResult OXAttribute::Update(OXClassManager& classes, OXObjectManager& objects,
                                      const OXExpressionInterface& expression) {
-    if (pClassDecl == nullptr) return OXExecuteResult::ER_UNKNOWN_CLASS;
+    if (pClassDecl == nullptr)
+        return OXExecuteResult::ER_UNKNOWN_CLASS;
     OXObject* value = nullptr;
     tagExecuteResult result =
         pClassDecl->CreateInstance(value, classes, objects, expression, SO_STORE_IF_OBJECT);
-    if (result != OXExecuteResult::ER_OK) return result;
+    if (result != OXExecuteResult::ER_OK)
+        return result;
     result = SetObjValue(value);
     // A refused value is destroyed unless it has a number: then it is an
     // object of the table (a reference, or a nested object already entered).
@@ -29,7 +33,8 @@ tagExecuteResult OXAttribute::Update(OXClassManager& classes, OXObjectManager& o
 }
 
 tagExecuteResult OXAttribute::AssignConstraints(OXObject& object) {
-    if (pAttributeDecl == nullptr) return OXExecuteResult::ER_OK;
+    if (pAttributeDecl == nullptr)
+        return OXExecuteResult::ER_OK;
     return pAttributeDecl->AssignConstraints(*this, object);
 }
 

@@ -9,7 +9,7 @@
 #include <string>
 
 class OXAttribute {
-public:
+  public:
     // The name is shared with the declaration, which outlives the attribute.
     // Takes ownership of the class declaration of the value.
     OXAttribute(const OXAttributeDeclInterface& attributeDecl, OXClassDeclInterface* classDecl);
@@ -46,14 +46,14 @@ public:
     void SetUnitDiv(long value) { unitDiv = value; }
     void SetAccessRight(long value) { accessRight = value; }
 
-protected:
+  protected:
     // Whether the attribute destroys its value: a value that had no object
     // number when it was stored is the attribute's own; one with a number
     // belongs to the object table. Deciding at store time keeps the
     // destructor off values that the table may already have destroyed.
     bool ownsValue = false;
 
-private:
+  private:
     const std::string* name;
     OXClassDeclInterface* pClassDecl;
     const OXAttributeDeclInterface* pAttributeDecl;
@@ -66,7 +66,7 @@ private:
 
 template <class T>
 class OXAttributeTpl : public OXAttribute {
-public:
+  public:
     // The value is cast to T; one of another kind is dropped (and destroyed if
     // nobody else holds it).
     OXAttributeTpl(const OXAttributeDeclInterface& attributeDecl, OXClassDeclInterface* classDecl,
@@ -77,7 +77,8 @@ public:
             delete value;
     }
     ~OXAttributeTpl() override {
-        if (ownsValue) delete pValue;
+        if (ownsValue)
+            delete pValue;
     }
 
     OXObject* GetAttrObject() const override { return pValue; }
@@ -85,14 +86,17 @@ public:
 
     tagExecuteResult SetObjValue(OXObject* value) override {
         T* typed = dynamic_cast<T*>(value);
-        if (value != nullptr && typed == nullptr) return OXExecuteResult::ER_INVALID_EXPRESSION_TYPE;
-        if (typed == pValue) return OXExecuteResult::ER_OK;
-        if (ownsValue) delete pValue;
+        if (value != nullptr && typed == nullptr)
+            return OXExecuteResult::ER_INVALID_EXPRESSION_TYPE;
+        if (typed == pValue)
+            return OXExecuteResult::ER_OK;
+        if (ownsValue)
+            delete pValue;
         pValue = typed;
         ownsValue = typed != nullptr && typed->GetObjectId() == 0;
         return OXExecuteResult::ER_OK;
     }
 
-private:
+  private:
     T* pValue = nullptr;
 };

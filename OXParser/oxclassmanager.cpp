@@ -6,20 +6,23 @@ namespace {
 // (OXListDefinition, OXNumberDefinition, OXStringDefinition,
 // OXVoidDefinition); it carries only the class name.
 class OXBuiltinDefinitionPlaceholder : public OXDefinitionInterface {
-public:
+  public:
     explicit OXBuiltinDefinitionPlaceholder(const char* name) : name(name) {}
     const std::string& GetClassName() const override { return name; }
 
-private:
+  private:
     std::string name;
 };
 
 }  // namespace
 
-OXClassManager::~OXClassManager() { Clear(); }
+OXClassManager::~OXClassManager() {
+    Clear();
+}
 
 void OXClassManager::Clear() {
-    for (auto& entry : definitions) delete entry.second;
+    for (auto& entry : definitions)
+        delete entry.second;
     definitions.clear();
 }
 

@@ -11,7 +11,7 @@
 #include <string_view>
 
 class OXClassManager {
-public:
+  public:
     OXClassManager() = default;
     OXClassManager(const OXClassManager&) = delete;
     OXClassManager& operator=(const OXClassManager&) = delete;
@@ -26,7 +26,7 @@ public:
     OXDefinitionInterface* Lookup(const std::string& className) const;
     size_t GetClassCount() const { return definitions.size(); }
 
-private:
+  private:
     void Clear();
 
     // Keys are the definitions' own names.

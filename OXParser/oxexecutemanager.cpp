@@ -1,7 +1,8 @@
 #include "oxexecutemanager.h"
 
 void OXExecuteManager::Add(long executeId, const OXClassDeclInterface& classDecl) {
-    if (executeId == 0 || declarations.count(executeId) != 0) return;
+    if (executeId == 0 || declarations.count(executeId) != 0)
+        return;
     declarations.emplace(executeId, classDecl.Clone());
 }
 
@@ -12,13 +13,15 @@ const OXClassDeclInterface* OXExecuteManager::Lookup(long executeId) const {
 
 std::unique_ptr<const OXClassDeclInterface> OXExecuteManager::Remove(long executeId) {
     auto it = declarations.find(executeId);
-    if (it == declarations.end()) return nullptr;
+    if (it == declarations.end())
+        return nullptr;
     std::unique_ptr<const OXClassDeclInterface> declaration(it->second);
     declarations.erase(it);
     return declaration;
 }
 
 void OXExecuteManager::Reset() {
-    for (auto& entry : declarations) delete entry.second;
+    for (auto& entry : declarations)
+        delete entry.second;
     declarations.clear();
 }

@@ -8,7 +8,7 @@
 #include <memory>
 
 class OXExecuteManager {
-public:
+  public:
     OXExecuteManager() = default;
     OXExecuteManager(const OXExecuteManager&) = delete;
     OXExecuteManager& operator=(const OXExecuteManager&) = delete;
@@ -24,6 +24,6 @@ public:
     void Reset();
     size_t GetCount() const { return declarations.size(); }
 
-private:
+  private:
     std::map<long, const OXClassDeclInterface*> declarations;
 };

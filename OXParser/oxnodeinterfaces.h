@@ -55,7 +55,7 @@ enum tagStoreOption {
 // A value of the command language as the store walks it: one expression, or a
 // list whose elements are taken by position.
 class OXExpressionInterface {
-public:
+  public:
     virtual ~OXExpressionInterface() = default;
     virtual int Count() const = 0;
     // The element at index, or null past the end.
@@ -65,7 +65,7 @@ public:
 // The class of a value (OXClassDeclaration): name and template parameters.
 // Objects and attributes own a private copy each.
 class OXClassDeclInterface {
-public:
+  public:
     virtual ~OXClassDeclInterface() = default;
     virtual const std::string& GetClassName() const = 0;
     // Deep copy, owned by the caller.
@@ -81,7 +81,7 @@ public:
 // The declaration of an attribute inside a class definition
 // (OXAttributeDeclaration). Attributes point at it; the definition owns it.
 class OXAttributeDeclInterface {
-public:
+  public:
     virtual ~OXAttributeDeclInterface() = default;
     // The text lives as long as the declaration; attributes share it.
     virtual const std::string& GetAttributeName() const = 0;
@@ -92,7 +92,7 @@ public:
 
 // The declaration of a function (OXFunctionDeclaration).
 class OXFunctionDeclInterface {
-public:
+  public:
     virtual ~OXFunctionDeclInterface() = default;
     virtual long GetFunctionId() const = 0;
     virtual const std::string& GetFunctionName() const = 0;
@@ -100,7 +100,7 @@ public:
 
 // A class definition in the class table (OXDefinition).
 class OXDefinitionInterface {
-public:
+  public:
     virtual ~OXDefinitionInterface() = default;
     virtual const std::string& GetClassName() const = 0;
 };

@@ -10,7 +10,8 @@
 #include <limits>
 
 long OXToLong(double value) {
-    if (std::isnan(value)) return 0;
+    if (std::isnan(value))
+        return 0;
     if (value >= static_cast<double>(std::numeric_limits<long>::max()))
         return std::numeric_limits<long>::max();
     if (value <= static_cast<double>(std::numeric_limits<long>::min()))
@@ -22,13 +23,17 @@ std::string OXNumberToString(double value) {
     // "%f" of the largest double is some 320 characters.
     char buffer[400];
     int n = std::snprintf(buffer, sizeof buffer, "%f", value);
-    if (n < 0) return "0";
+    if (n < 0)
+        return "0";
     std::string text(buffer, std::min<size_t>(static_cast<size_t>(n), sizeof buffer - 1));
     if (text.find('.') != std::string::npos) {
-        while (!text.empty() && text.back() == '0') text.pop_back();
-        if (!text.empty() && text.back() == '.') text.pop_back();
+        while (!text.empty() && text.back() == '0')
+            text.pop_back();
+        if (!text.empty() && text.back() == '.')
+            text.pop_back();
     }
-    if (text.empty()) return "0";
+    if (text.empty())
+        return "0";
     return text;
 }
 
@@ -36,15 +41,25 @@ std::string OXNumberToString(double value) {
 
 OXObject::OXObject(OXClassDeclInterface* classDecl) : pClassDecl(classDecl) {}
 
-OXObject::~OXObject() { delete pClassDecl; }
+OXObject::~OXObject() {
+    delete pClassDecl;
+}
 
-OXAttribute* OXObject::GetAttribute(const std::string&) const { return nullptr; }
+OXAttribute* OXObject::GetAttribute(const std::string&) const {
+    return nullptr;
+}
 
-const OXFunctionDeclInterface* OXObject::GetFunction(long) const { return nullptr; }
+const OXFunctionDeclInterface* OXObject::GetFunction(long) const {
+    return nullptr;
+}
 
-const OXFunctionDeclInterface* OXObject::GetFunction(const std::string&) const { return nullptr; }
+const OXFunctionDeclInterface* OXObject::GetFunction(const std::string&) const {
+    return nullptr;
+}
 
-bool OXObject::IsClass(const std::string& className) const { return GetClassName() == className; }
+bool OXObject::IsClass(const std::string& className) const {
+    return GetClassName() == className;
+}
 
 const std::string& OXObject::GetClassName() const {
     static const std::string none;
@@ -86,7 +101,8 @@ OXEnumObject* OXObject::GetEnumObject(const std::string& name) const {
 
 double OXObject::GetNumber(const std::string& name) const {
     OXAttributeTpl<OXNumberObject>* attribute = GetNumberAttr(name);
-    if (attribute == nullptr || attribute->GetValue() == nullptr) return 0;
+    if (attribute == nullptr || attribute->GetValue() == nullptr)
+        return 0;
     return attribute->GetValue()->GetValue(attribute->GetUnitMul(), attribute->GetUnitDiv());
 }
 
@@ -115,62 +131,75 @@ OXComplexObject::OXComplexObject(OXClassDeclInterface* classDecl, OXComplexObjec
     : OXObject(classDecl), pBase(base) {}
 
 OXComplexObject::~OXComplexObject() {
-    for (OXAttribute* attribute : attributes) delete attribute;
-    for (OXFunctionDeclInterface* function : functions) delete function;
+    for (OXAttribute* attribute : attributes)
+        delete attribute;
+    for (OXFunctionDeclInterface* function : functions)
+        delete function;
     delete pBase;
 }
 
 long OXComplexObject::GetObjectId() const {
     static const std::string objectClass("Object");
     static const std::string idName("Id");
-    if (!IsClass(objectClass)) return 0;
+    if (!IsClass(objectClass))
+        return 0;
     OXAttribute* attribute = LookupAttribute(idName);
-    if (attribute == nullptr) return 0;
+    if (attribute == nullptr)
+        return 0;
     auto* number = dynamic_cast<OXNumberObject*>(attribute->GetAttrObject());
     return number != nullptr ? OXToLong(number->GetValue(1, 1)) : 0;
 }
 
-void OXComplexObject::Accept(OXObjectVisitor& visitor) { visitor.Visit(this); }
+void OXComplexObject::Accept(OXObjectVisitor& visitor) {
+    visitor.Visit(this);
+}
 
 tagExecuteResult OXComplexObject::AssignConstraints() {
     for (OXAttribute* attribute : attributes) {
         tagExecuteResult result = attribute->AssignConstraints(*this);
-        if (result != OXExecuteResult::ER_OK) return result;
+        if (result != OXExecuteResult::ER_OK)
+            return result;
     }
     return OXExecuteResult::ER_OK;
 }
 
 OXAttribute* OXComplexObject::GetAttribute(const std::string& name) const {
     if (pBase != nullptr) {
-        if (OXAttribute* attribute = pBase->GetAttribute(name)) return attribute;
+        if (OXAttribute* attribute = pBase->GetAttribute(name))
+            return attribute;
     }
     for (OXAttribute* attribute : attributes)
-        if (attribute->GetAttrName() == name) return attribute;
+        if (attribute->GetAttrName() == name)
+            return attribute;
     return nullptr;
 }
 
 OXAttribute* OXComplexObject::LookupAttribute(const std::string& name) const {
     if (pBase != nullptr) {
-        if (OXAttribute* attribute = pBase->LookupAttribute(name)) return attribute;
+        if (OXAttribute* attribute = pBase->LookupAttribute(name))
+            return attribute;
     }
     return FindIndexed(name);
 }
 
 OXAttribute* OXComplexObject::FindIndexed(std::string_view name) const {
-    auto it = std::lower_bound(attributeIndex.begin(), attributeIndex.end(), name,
-                               [](const auto& entry, std::string_view key) { return entry.first < key; });
+    auto it =
+        std::lower_bound(attributeIndex.begin(), attributeIndex.end(), name,
+                         [](const auto& entry, std::string_view key) { return entry.first < key; });
     return it != attributeIndex.end() && it->first == name ? it->second : nullptr;
 }
 
 const OXFunctionDeclInterface* OXComplexObject::GetFunction(long functionId) const {
     for (OXFunctionDeclInterface* function : functions)
-        if (function->GetFunctionId() == functionId) return function;
+        if (function->GetFunctionId() == functionId)
+            return function;
     return pBase != nullptr ? pBase->GetFunction(functionId) : nullptr;
 }
 
 const OXFunctionDeclInterface* OXComplexObject::GetFunction(const std::string& name) const {
     for (OXFunctionDeclInterface* function : functions)
-        if (function->GetFunctionName() == name) return function;
+        if (function->GetFunctionName() == name)
+            return function;
     return pBase != nullptr ? pBase->GetFunction(name) : nullptr;
 }
 
@@ -180,45 +209,59 @@ long OXComplexObject::GetAttributeCount() const {
 }
 
 bool OXComplexObject::IsClass(const std::string& className) const {
-    if (GetClassName() == className) return true;
+    if (GetClassName() == className)
+        return true;
     return pBase != nullptr && pBase->IsClass(className);
 }
 
 void OXComplexObject::Add(OXAttribute& attribute) {
     attributes.push_back(&attribute);
     std::string_view name = attribute.GetAttrName();
-    auto it = std::lower_bound(attributeIndex.begin(), attributeIndex.end(), name,
-                               [](const auto& entry, std::string_view key) { return entry.first < key; });
-    if (it == attributeIndex.end() || it->first != name) attributeIndex.insert(it, {name, &attribute});
+    auto it =
+        std::lower_bound(attributeIndex.begin(), attributeIndex.end(), name,
+                         [](const auto& entry, std::string_view key) { return entry.first < key; });
+    if (it == attributeIndex.end() || it->first != name)
+        attributeIndex.insert(it, {name, &attribute});
 }
 
-void OXComplexObject::Add(OXFunctionDeclInterface& function) { functions.push_back(&function); }
+void OXComplexObject::Add(OXFunctionDeclInterface& function) {
+    functions.push_back(&function);
+}
 
 void OXComplexObject::VisitAttributes(OXAttributeVisitor& visitor) {
-    if (pBase != nullptr) pBase->VisitAttributes(visitor);
-    for (OXAttribute* attribute : attributes) attribute->Accept(visitor);
+    if (pBase != nullptr)
+        pBase->VisitAttributes(visitor);
+    for (OXAttribute* attribute : attributes)
+        attribute->Accept(visitor);
 }
 
 void OXComplexObject::VisitFunctions(OXFunctionVisitor& visitor) {
-    if (pBase != nullptr) pBase->VisitFunctions(visitor);
-    for (OXFunctionDeclInterface* function : functions) visitor.Visit(*function);
+    if (pBase != nullptr)
+        pBase->VisitFunctions(visitor);
+    for (OXFunctionDeclInterface* function : functions)
+        visitor.Visit(*function);
 }
 
 tagExecuteResult OXComplexObject::Update(OXClassManager& classes, OXObjectManager& objects,
                                          const OXExpressionInterface& expression, int& index) {
     tagExecuteResult result = OXExecuteResult::ER_OK;
-    if (pBase != nullptr) result = pBase->Update(classes, objects, expression, index);
+    if (pBase != nullptr)
+        result = pBase->Update(classes, objects, expression, index);
     if (result == OXExecuteResult::ER_OK) {
         for (OXAttribute* attribute : attributes) {
-            if (attribute->IsConst()) continue;
+            if (attribute->IsConst())
+                continue;
             const OXExpressionInterface* value = expression.Get(index);
-            if (value == nullptr) break;
+            if (value == nullptr)
+                break;
             result = attribute->Update(classes, objects, *value);
             ++index;
-            if (result != OXExecuteResult::ER_OK) break;
+            if (result != OXExecuteResult::ER_OK)
+                break;
         }
     }
-    if (result == OXExecuteResult::ER_OK) NotifyAll();
+    if (result == OXExecuteResult::ER_OK)
+        NotifyAll();
     return result;
 }
 
@@ -229,10 +272,13 @@ OXListObject::OXListObject(OXClassDeclInterface* classDecl, std::string elementC
 
 OXListObject::~OXListObject() {
     for (size_t i = 0; i < elements.size(); ++i)
-        if (owned[i]) delete elements[i];
+        if (owned[i])
+            delete elements[i];
 }
 
-void OXListObject::Accept(OXObjectVisitor& visitor) { visitor.Visit(this); }
+void OXListObject::Accept(OXObjectVisitor& visitor) {
+    visitor.Visit(this);
+}
 
 void OXListObject::VisitElements(OXObjectVisitor& visitor) {
     for (OXObject* element : elements) {
@@ -250,17 +296,28 @@ void OXListObject::Add(OXObject* element) {
 
 // Simple objects
 
-void OXNumberObject::Accept(OXObjectVisitor& visitor) { visitor.Visit(this); }
+void OXNumberObject::Accept(OXObjectVisitor& visitor) {
+    visitor.Visit(this);
+}
 
-std::string OXNumberObject::AsString() const { return OXNumberToString(value); }
+std::string OXNumberObject::AsString() const {
+    return OXNumberToString(value);
+}
 
 double OXNumberObject::GetValue(long mul, long div) const {
-    if (mul == 1 && div == 1) return value;
+    if (mul == 1 && div == 1)
+        return value;
     return value * static_cast<double>(mul) / static_cast<double>(div != 0 ? div : 1);
 }
 
-void OXStringObject::Accept(OXObjectVisitor& visitor) { visitor.Visit(this); }
+void OXStringObject::Accept(OXObjectVisitor& visitor) {
+    visitor.Visit(this);
+}
 
-void OXEnumObject::Accept(OXObjectVisitor& visitor) { visitor.Visit(this); }
+void OXEnumObject::Accept(OXObjectVisitor& visitor) {
+    visitor.Visit(this);
+}
 
-std::string OXEnumObject::AsString() const { return OXNumberToString(static_cast<double>(value)); }
+std::string OXEnumObject::AsString() const {
+    return OXNumberToString(static_cast<double>(value));
+}

@@ -32,7 +32,7 @@ class OXAttributeVisitor;
 class OXFunctionVisitor;
 
 class OXObject : public Subject<OXObject> {
-public:
+  public:
     // Takes ownership of the class declaration (a private copy).
     explicit OXObject(OXClassDeclInterface* classDecl);
     OXObject(const OXObject&) = delete;
@@ -73,12 +73,12 @@ public:
     // The object an attribute refers to; its GetObjectId is the number.
     OXComplexObject* GetReference(const std::string& name) const;
 
-private:
+  private:
     OXClassDeclInterface* pClassDecl;
 };
 
 class OXComplexObject : public OXObject {
-public:
+  public:
     // Owns the class declaration and the base object (null for a root class).
     OXComplexObject(OXClassDeclInterface* classDecl, OXComplexObject* base);
     ~OXComplexObject() override;
@@ -106,7 +106,7 @@ public:
 
     OXComplexObject* GetBase() const { return pBase; }
 
-private:
+  private:
     OXAttribute* FindIndexed(std::string_view name) const;
 
     OXComplexObject* pBase;
@@ -119,7 +119,7 @@ private:
 };
 
 class OXListObject : public OXObject {
-public:
+  public:
     OXListObject(OXClassDeclInterface* classDecl, std::string elementClassName);
     ~OXListObject() override;
 
@@ -134,19 +134,19 @@ public:
     const std::vector<OXObject*>* GetList() const { return &elements; }
     const std::string& GetElementClassName() const { return elementClassName; }
 
-private:
+  private:
     std::string elementClassName;
     std::vector<OXObject*> elements;
     std::vector<bool> owned;
 };
 
 class OXSimpleObject : public OXObject {
-public:
+  public:
     using OXObject::OXObject;
 };
 
 class OXNumberObject : public OXSimpleObject {
-public:
+  public:
     OXNumberObject(OXClassDeclInterface* classDecl, double value)
         : OXSimpleObject(classDecl), value(value) {}
 
@@ -156,12 +156,12 @@ public:
     double GetValue(long mul, long div) const;
     void SetValue(double v) { value = v; }
 
-private:
+  private:
     double value;
 };
 
 class OXStringObject : public OXSimpleObject {
-public:
+  public:
     OXStringObject(OXClassDeclInterface* classDecl, std::string value)
         : OXSimpleObject(classDecl), value(std::move(value)) {}
 
@@ -170,12 +170,12 @@ public:
     const std::string& GetValue() const { return value; }
     void SetValue(const std::string& v) { value = v; }
 
-private:
+  private:
     std::string value;
 };
 
 class OXEnumObject : public OXSimpleObject {
-public:
+  public:
     // enumStr points at the value's text in the enum definition (not owned),
     // null for a value the enum does not have.
     OXEnumObject(OXClassDeclInterface* classDecl, int value, const std::string* enumStr)
@@ -186,7 +186,7 @@ public:
     int GetValue() const { return value; }
     const std::string* GetEnumStr() const { return enumStr; }
 
-private:
+  private:
     int value;
     const std::string* enumStr;
 };

@@ -4,7 +4,9 @@
 
 #include <algorithm>
 
-OXObjectManager::~OXObjectManager() { Reset(); }
+OXObjectManager::~OXObjectManager() {
+    Reset();
+}
 
 void OXObjectManager::Reset() {
     // Newest first: an object made of nested numbered objects goes before
@@ -12,7 +14,8 @@ void OXObjectManager::Reset() {
     std::vector<OXObject*> doomed;
     doomed.swap(objects);
     objectMap.clear();
-    for (auto it = doomed.rbegin(); it != doomed.rend(); ++it) delete *it;
+    for (auto it = doomed.rbegin(); it != doomed.rend(); ++it)
+        delete *it;
 }
 
 void OXObjectManager::ReadObjectCount(const OXObject& object) {
@@ -39,9 +42,11 @@ void OXObjectManager::Remove(OXObject& object) {
     long id = object.GetObjectId();
     ReadObjectCount(object);
     auto it = std::find(objects.begin(), objects.end(), &object);
-    if (it != objects.end()) objects.erase(it);
+    if (it != objects.end())
+        objects.erase(it);
     auto entry = objectMap.find(id);
-    if (entry != objectMap.end() && entry->second == &object) objectMap.erase(entry);
+    if (entry != objectMap.end() && entry->second == &object)
+        objectMap.erase(entry);
     NotifyDelete(object);
 }
 
@@ -53,15 +58,18 @@ OXObject* OXObjectManager::Lookup(long objectId) const {
 // By index, so that a visitor or observer that changes the table does not
 // leave a stale iterator behind.
 void OXObjectManager::Visit(OXObjectVisitor& visitor) {
-    for (size_t i = 0; i < objects.size(); ++i) objects[i]->Accept(visitor);
+    for (size_t i = 0; i < objects.size(); ++i)
+        objects[i]->Accept(visitor);
 }
 
 void OXObjectManager::AttachUpdate(ListObserver<OXObjectManager, OXObject>& observer) {
-    for (size_t i = 0; i < objects.size(); ++i) observer.NewObject(*objects[i]);
+    for (size_t i = 0; i < objects.size(); ++i)
+        observer.NewObject(*objects[i]);
 }
 
 int OXObjectManager::InSync() const {
-    if (!objectCountKnown) return 0;
+    if (!objectCountKnown)
+        return 0;
     long mapped = static_cast<long>(objectMap.size());
     long listed = static_cast<long>(objects.size());
     return mapped == expectedObjectCount && listed == expectedObjectCount ? 1 : 2;

@@ -11,7 +11,7 @@
 class OXClassManager;
 
 class OXObjectManager : public ListSubject<OXObjectManager, OXObject> {
-public:
+  public:
     OXObjectManager() = default;
     OXObjectManager(const OXObjectManager&) = delete;
     OXObjectManager& operator=(const OXObjectManager&) = delete;
@@ -39,7 +39,7 @@ public:
     OXClassManager* GetClassManager() const { return classManager; }
     long GetExpectedObjectCount() const { return expectedObjectCount; }
 
-private:
+  private:
     void ReadObjectCount(const OXObject& object);
 
     OXClassManager* classManager = nullptr;

@@ -14,7 +14,7 @@ class OXAttribute;
 class OXFunctionDeclInterface;
 
 class OXObjectVisitor {
-public:
+  public:
     virtual ~OXObjectVisitor() = default;
     // Also called with null for a null element of a list.
     virtual void Visit(OXComplexObject* object) = 0;
@@ -25,13 +25,13 @@ public:
 };
 
 class OXAttributeVisitor {
-public:
+  public:
     virtual ~OXAttributeVisitor() = default;
     virtual void Visit(OXAttribute& attribute) = 0;
 };
 
 class OXFunctionVisitor {
-public:
+  public:
     virtual ~OXFunctionVisitor() = default;
     virtual void Visit(OXFunctionDeclInterface& function) = 0;
 };

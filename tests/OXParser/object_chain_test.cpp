@@ -13,7 +13,7 @@ namespace {
 
 // Records what a visitor sees.
 class Recorder : public OXObjectVisitor, public OXAttributeVisitor, public OXFunctionVisitor {
-public:
+  public:
     void Visit(OXComplexObject* o) override {
         seen.push_back(o != nullptr ? "complex:" + o->GetClassName() : "null");
     }
@@ -29,14 +29,14 @@ public:
 };
 
 class CountingObserver : public Observer<OXObject> {
-public:
+  public:
     void Update(OXObject*) override { ++updates; }
     int updates = 0;
 };
 
 // Object { const Id } <- Parent2 { X, P } <- Child { X, const C, Y }, number 5.
 class ObjectChain : public ::testing::Test {
-protected:
+  protected:
     void SetUp() override {
         root = TestWorld::Complex("Object");
         TestAttrDecl& id = world.AttrDecl("Id");
@@ -62,7 +62,8 @@ protected:
     // Values of base X, P, child X, C, Y.
     std::vector<double> Values() const {
         return {parent->GetNumber("X"), parent->GetNumber("P"),
-                static_cast<OXNumberObject*>(childX->GetAttrObject())->GetValue(1, 1), child->GetNumber("C"), child->GetNumber("Y")};
+                static_cast<OXNumberObject*>(childX->GetAttrObject())->GetValue(1, 1),
+                child->GetNumber("C"), child->GetNumber("Y")};
     }
 
     tagExecuteResult Update(const TestExpr& expression, int& index) {
@@ -130,8 +131,8 @@ TEST_F(ObjectChain, PositionalUpdateRunsBaseFirstAndSkipsConstants) {
 
     // Both X are written, base first; constants take no value.
     int index = 0;
-    ASSERT_EQ(Update(TestExpr::List({TestExpr::Num(1), TestExpr::Num(2), TestExpr::Num(3),
-                                     TestExpr::Num(4)}),
+    ASSERT_EQ(Update(TestExpr::List(
+                         {TestExpr::Num(1), TestExpr::Num(2), TestExpr::Num(3), TestExpr::Num(4)}),
                      index),
               OXExecuteResult::ER_OK);
     EXPECT_EQ(index, 4);
@@ -150,7 +151,8 @@ TEST_F(ObjectChain, PositionalUpdateRunsBaseFirstAndSkipsConstants) {
     // Surplus values are ignored.
     index = 0;
     std::vector<TestExpr> many;
-    for (int i = 0; i < 7; ++i) many.push_back(TestExpr::Num(100 + i));
+    for (int i = 0; i < 7; ++i)
+        many.push_back(TestExpr::Num(100 + i));
     ASSERT_EQ(Update(TestExpr::List(many), index), OXExecuteResult::ER_OK);
     EXPECT_EQ(index, 4);
     EXPECT_EQ(Values(), (std::vector<double>{100, 101, 102, -4, 103}));
@@ -176,8 +178,8 @@ TEST_F(ObjectChain, PositionalUpdateRunsBaseFirstAndSkipsConstants) {
 TEST_F(ObjectChain, ReplacedValuesDieOnlyWhenTheAttributeOwnsThem) {
     OXComplexObject* holder = world.Numbered(20, "Holder");
     TestAttrDecl& mediaDecl = world.AttrDecl("Media");
-    auto* media = world.AddAttr<OXComplexObject>(holder, mediaDecl, "Media", nullptr,
-                                                 world.MediaMaker());
+    auto* media =
+        world.AddAttr<OXComplexObject>(holder, mediaDecl, "Media", nullptr, world.MediaMaker());
     auto* value = world.AddAttr<OXNumberObject>(holder, "Value", "number", TestWorld::Number(1));
     world.objects.Add(*holder);
 
@@ -185,25 +187,30 @@ TEST_F(ObjectChain, ReplacedValuesDieOnlyWhenTheAttributeOwnsThem) {
     int live = LiveDecls();
     ASSERT_EQ(value->SetObjValue(TestWorld::Number(2)), OXExecuteResult::ER_OK);
     EXPECT_EQ(LiveDecls(), live);
-    ASSERT_EQ(value->Update(world.classes, world.objects, TestExpr::Num(3)), OXExecuteResult::ER_OK);
+    ASSERT_EQ(value->Update(world.classes, world.objects, TestExpr::Num(3)),
+              OXExecuteResult::ER_OK);
     EXPECT_EQ(LiveDecls(), live);
     EXPECT_EQ(holder->GetNumber("Value"), 3);
 
     // A nested numbered value enters the table; replacing it leaves it there.
-    ASSERT_EQ(media->Update(world.classes, world.objects, TestExpr::Num(42)), OXExecuteResult::ER_OK);
+    ASSERT_EQ(media->Update(world.classes, world.objects, TestExpr::Num(42)),
+              OXExecuteResult::ER_OK);
     OXObject* stored = world.objects.Lookup(42);
     ASSERT_NE(stored, nullptr);
     EXPECT_EQ(holder->GetReference("Media"), stored);
-    ASSERT_EQ(media->Update(world.classes, world.objects, TestExpr::Num(43)), OXExecuteResult::ER_OK);
+    ASSERT_EQ(media->Update(world.classes, world.objects, TestExpr::Num(43)),
+              OXExecuteResult::ER_OK);
     EXPECT_EQ(world.objects.Lookup(42), stored);
     EXPECT_EQ(stored->GetObjectId(), 42);
     EXPECT_EQ(holder->GetReference("Media")->GetObjectId(), 43);
     // A null reference empties the attribute without touching the object.
-    ASSERT_EQ(media->Update(world.classes, world.objects, TestExpr::Ref(0)), OXExecuteResult::ER_OK);
+    ASSERT_EQ(media->Update(world.classes, world.objects, TestExpr::Ref(0)),
+              OXExecuteResult::ER_OK);
     EXPECT_EQ(holder->GetReference("Media"), nullptr);
     EXPECT_EQ(world.objects.Lookup(43)->GetObjectId(), 43);
     // A reference to a missing object fails and keeps the value.
-    ASSERT_EQ(media->Update(world.classes, world.objects, TestExpr::Ref(42)), OXExecuteResult::ER_OK);
+    ASSERT_EQ(media->Update(world.classes, world.objects, TestExpr::Ref(42)),
+              OXExecuteResult::ER_OK);
     EXPECT_EQ(media->Update(world.classes, world.objects, TestExpr::Ref(99)),
               OXExecuteResult::ER_INVALID_OBJECT_ID);
     EXPECT_EQ(holder->GetReference("Media"), stored);
@@ -244,8 +251,7 @@ TEST_F(ObjectChain, ConstraintsComeFromSiblingsAndStopAtFirstError) {
     speed.mul = 2;
     speed.div = 100;
     speed.accessRight = 3;
-    auto* speedAttr =
-        world.AddAttr<OXNumberObject>(motor, speed, "number", TestWorld::Number(250));
+    auto* speedAttr = world.AddAttr<OXNumberObject>(motor, speed, "number", TestWorld::Number(250));
     TestAttrDecl& bad = world.AttrDecl("Bad");
     bad.unitFrom = "Speed";
     world.AddAttr<OXNumberObject>(motor, bad, "number", TestWorld::Number(1));
@@ -291,9 +297,8 @@ TEST_F(ObjectChain, VisitorsSeeOneObjectAndListsHandNullsOn) {
     EXPECT_EQ(top.seen, (std::vector<std::string>{"complex:Child"}));
     Recorder elements;
     list->VisitElements(elements);
-    EXPECT_EQ(elements.seen,
-              (std::vector<std::string>{"complex:Media", "null", "number:2.5", "enum:1", "string:t",
-                                        "list:number"}));
+    EXPECT_EQ(elements.seen, (std::vector<std::string>{"complex:Media", "null", "number:2.5",
+                                                       "enum:1", "string:t", "list:number"}));
     ASSERT_EQ(child->GetList("Items")->size(), 6u);
 
     // The list goes with its owner first; the numbered element belongs to the

@@ -13,7 +13,7 @@ namespace {
 
 // A "Motor" with a scaled number, a text, an enum, a list and a reference.
 class ObjectReaders : public ::testing::Test {
-protected:
+  protected:
     void SetUp() override {
         target = world.Numbered(7, "Sensor");
         world.objects.Add(*target);

@@ -51,7 +51,8 @@ struct TestExpr : OXExpressionInterface {
 
     int Count() const override { return kind == LIST ? static_cast<int>(items.size()) : 1; }
     const OXExpressionInterface* Get(int index) const override {
-        if (kind != LIST) return index == 0 ? this : nullptr;
+        if (kind != LIST)
+            return index == 0 ? this : nullptr;
         return index >= 0 && index < static_cast<int>(items.size()) ? &items[index] : nullptr;
     }
 };
@@ -66,7 +67,7 @@ inline int& LiveDecls() {
 // A class declaration. "number", "void", "string" and "list" create values
 // like the built-in definitions; other classes use a maker, if one is given.
 class TestDecl : public OXClassDeclInterface {
-public:
+  public:
     using Maker = std::function<OXObject*(const TestExpr&)>;
 
     explicit TestDecl(std::string name, Maker maker = nullptr)
@@ -95,10 +96,12 @@ public:
         OXObject* made = nullptr;
         tagExecuteResult result = OXExecuteResult::ER_OK;
         if (name == "number" || name == "void") {
-            if (expr.kind != TestExpr::NUMBER) return OXExecuteResult::ER_INVALID_EXPRESSION_TYPE;
+            if (expr.kind != TestExpr::NUMBER)
+                return OXExecuteResult::ER_INVALID_EXPRESSION_TYPE;
             made = new OXNumberObject(Clone(), expr.number);
         } else if (name == "string") {
-            if (expr.kind != TestExpr::STRING) return OXExecuteResult::ER_INVALID_EXPRESSION_TYPE;
+            if (expr.kind != TestExpr::STRING)
+                return OXExecuteResult::ER_INVALID_EXPRESSION_TYPE;
             made = new OXStringObject(Clone(), expr.text);
         } else if (name == "list") {
             auto* list = new OXListObject(Clone(), "number");
@@ -107,7 +110,8 @@ public:
                 OXObject* item = nullptr;
                 result = element.CreateInstance(item, classes, objects, *expr.Get(i),
                                                 SO_STORE_IF_OBJECT);
-                if (result == OXExecuteResult::ER_OK) list->Add(item);
+                if (result == OXExecuteResult::ER_OK)
+                    list->Add(item);
             }
             made = list;
         } else if (maker) {
@@ -134,7 +138,7 @@ public:
         return result;
     }
 
-private:
+  private:
     std::string name;
     Maker maker;
 };
@@ -142,17 +146,20 @@ private:
 // An attribute declaration with fixed constraints, or a unit text taken from
 // another string attribute of the same object (as a unit symbol does).
 class TestAttrDecl : public OXAttributeDeclInterface {
-public:
+  public:
     explicit TestAttrDecl(std::string name) : name(std::move(name)) {}
 
     const std::string& GetAttributeName() const override { return name; }
     tagExecuteResult AssignConstraints(OXAttribute& attribute, OXObject& object) const override {
-        if (isConst) attribute.SetConst(true);
+        if (isConst)
+            attribute.SetConst(true);
         if (!unitFrom.empty()) {
             OXAttribute* source = object.GetAttribute(unitFrom);
-            if (source == nullptr) return OXExecuteResult::ER_INVALID_UNIT_ID_ATTRIBUTE_NAME;
+            if (source == nullptr)
+                return OXExecuteResult::ER_INVALID_UNIT_ID_ATTRIBUTE_NAME;
             auto* text = dynamic_cast<OXStringObject*>(source->GetAttrObject());
-            if (text == nullptr) return OXExecuteResult::ER_UNIT_ID_NOT_A_STRING;
+            if (text == nullptr)
+                return OXExecuteResult::ER_UNIT_ID_NOT_A_STRING;
             attribute.SetUnitStr(text->GetValue());
         } else {
             attribute.SetUnitStr(unit);
@@ -173,12 +180,12 @@ public:
 };
 
 class TestFunctionDecl : public OXFunctionDeclInterface {
-public:
+  public:
     TestFunctionDecl(long id, std::string name) : id(id), name(std::move(name)) {}
     long GetFunctionId() const override { return id; }
     const std::string& GetFunctionName() const override { return name; }
 
-private:
+  private:
     long id;
     std::string name;
 };
@@ -186,7 +193,7 @@ private:
 // One port's store with the declarations that its objects point at. The
 // declarations are members ahead of the tables, so they outlive the objects.
 class TestWorld {
-public:
+  public:
     TestWorld() {
         classes.Initialize();
         objects.Initialize(classes);

@@ -12,16 +12,16 @@ using namespace storetest;
 namespace {
 
 class NamedDefinition : public OXDefinitionInterface {
-public:
+  public:
     explicit NamedDefinition(std::string name) : name(std::move(name)) {}
     const std::string& GetClassName() const override { return name; }
 
-private:
+  private:
     std::string name;
 };
 
 class RecordingListObserver : public ListObserver<OXObjectManager, OXObject> {
-public:
+  public:
     void NewObject(const OXObject& object) override {
         events.push_back("new " + std::to_string(object.GetObjectId()));
     }
@@ -32,7 +32,7 @@ public:
 };
 
 class VisitOrder : public OXObjectVisitor {
-public:
+  public:
     void Visit(OXComplexObject* o) override { ids.push_back(o->GetObjectId()); }
     void Visit(OXListObject*) override {}
     void Visit(OXEnumObject*) override {}
@@ -72,7 +72,7 @@ TEST(ClassManager, HoldsBuiltinsAndKeepsFirstDefinitionOfAName) {
 }
 
 class ObjectTable : public ::testing::Test {
-protected:
+  protected:
     // A numbered object that announces the object count.
     OXComplexObject* Counter(long id, double count) {
         OXComplexObject* object = world.Numbered(id, "Machine");
@@ -136,7 +136,8 @@ TEST_F(ObjectTable, InSyncFollowsTheAnnouncedCountOnAddAndRemove) {
 
 TEST_F(ObjectTable, VisitFollowsArrivalOrderAndLateObserversSeeEverything) {
     OXObjectManager& objects = world.objects;
-    for (long id : {30, 10, 20}) objects.Add(*world.Numbered(id, "Sensor"));
+    for (long id : {30, 10, 20})
+        objects.Add(*world.Numbered(id, "Sensor"));
     EXPECT_EQ(objects.Lookup(10)->GetObjectId(), 10);
     EXPECT_EQ(objects.Lookup(11), nullptr);
     EXPECT_EQ(objects.Lookup(0), nullptr);

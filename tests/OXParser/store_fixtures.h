@@ -64,8 +64,8 @@ inline int& LiveDecls() {
     return live;
 }
 
-// A class declaration. "number", "void", "string" and "list" create values
-// like the built-in definitions; other classes use a maker, if one is given.
+// A class declaration. "number", "void" and "string" create values like the
+// built-in definitions; other classes use a maker, if one is given.
 class TestDecl : public OXClassDeclInterface {
   public:
     using Maker = std::function<OXObject*(const TestExpr&)>;
@@ -79,7 +79,7 @@ class TestDecl : public OXClassDeclInterface {
     const std::string& GetClassName() const override { return name; }
     TestDecl* Clone() const override { return new TestDecl(name, maker); }
 
-    tagExecuteResult CreateInstance(OXObject*& out, OXClassManager& classes,
+    tagExecuteResult CreateInstance(OXObject*& out, OXClassManager& /*classes*/,
                                     OXObjectManager& objects,
                                     const OXExpressionInterface& expression,
                                     tagStoreOption storeOption) const override {
@@ -103,23 +103,12 @@ class TestDecl : public OXClassDeclInterface {
             if (expr.kind != TestExpr::STRING)
                 return OXExecuteResult::ER_INVALID_EXPRESSION_TYPE;
             made = new OXStringObject(Clone(), expr.text);
-        } else if (name == "list") {
-            auto* list = new OXListObject(Clone(), "number");
-            TestDecl element("number");
-            for (int i = 0; i < expr.Count() && result == OXExecuteResult::ER_OK; ++i) {
-                OXObject* item = nullptr;
-                result = element.CreateInstance(item, classes, objects, *expr.Get(i),
-                                                SO_STORE_IF_OBJECT);
-                if (result == OXExecuteResult::ER_OK)
-                    list->Add(item);
-            }
-            made = list;
         } else if (maker) {
             made = maker(expr);
         } else {
             return OXExecuteResult::ER_UNKNOWN_CLASS;
         }
-        if (result == OXExecuteResult::ER_OK && made != nullptr && storeOption != SO_NO_STORE) {
+        if (made != nullptr && storeOption != SO_NO_STORE) {
             long id = made->GetObjectId();
             if (id == 0 && storeOption == SO_STORE_OBJECT) {
                 result = OXExecuteResult::ER_NOT_AN_OBJECT_OBJECT;

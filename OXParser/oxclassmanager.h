@@ -1,8 +1,34 @@
-// Class table of one machine port.
-// Placeholder until the object store lands.
+// Class table of one machine port: class name to definition, owning the
+// definitions. After Initialize or Reset it holds the four built-in classes
+// "list", "number", "string" and "void".
 #pragma once
 
+#include "oxnodeinterfaces.h"
+
+#include <functional>
+#include <map>
+#include <string>
+#include <string_view>
+
 class OXClassManager {
-public:
-    void Reset() {}
+  public:
+    OXClassManager() = default;
+    OXClassManager(const OXClassManager&) = delete;
+    OXClassManager& operator=(const OXClassManager&) = delete;
+    ~OXClassManager();
+
+    void Initialize() { Reset(); }
+    // Destroys every definition and enters the built-in ones again.
+    void Reset();
+    // Takes ownership and returns true if the name is new; an existing name is
+    // left untouched and the caller keeps the definition (false).
+    bool Add(OXDefinitionInterface& definition);
+    OXDefinitionInterface* Lookup(const std::string& className) const;
+    size_t GetClassCount() const { return definitions.size(); }
+
+  private:
+    void Clear();
+
+    // Keys are the definitions' own names.
+    std::map<std::string_view, OXDefinitionInterface*, std::less<>> definitions;
 };

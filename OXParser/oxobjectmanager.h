@@ -1,10 +1,51 @@
-// Object table of one machine port.
-// Placeholder until the object store lands: it only answers InSync.
+// Object table of one machine port: object number to object, and the objects
+// in order of arrival. The table owns its objects.
 #pragma once
 
-class OXObjectManager {
-public:
-    // 0: object count never announced, 1: in step, 2: out of step.
-    int InSync() const { return 0; }
-    void Reset() {}
+#include "observer.h"
+#include "oxobject.h"
+
+#include <unordered_map>
+#include <vector>
+
+class OXClassManager;
+
+class OXObjectManager : public ListSubject<OXObjectManager, OXObject> {
+  public:
+    OXObjectManager() = default;
+    OXObjectManager(const OXObjectManager&) = delete;
+    OXObjectManager& operator=(const OXObjectManager&) = delete;
+    ~OXObjectManager() override;
+
+    // A late observer is told of every object first (AttachUpdate).
+    bool UpdateOnAttach() const override { return true; }
+    void AttachUpdate(ListObserver<OXObjectManager, OXObject>& observer) override;
+
+    void Initialize(OXClassManager& classes) { classManager = &classes; }
+    // Destroys all objects, newest first. The announced object count stays.
+    void Reset();
+    // Takes ownership. An object without a number is destroyed at once.
+    void Add(OXObject& object);
+    // Takes the object out of the table without destroying it; the caller
+    // then owns it.
+    void Remove(OXObject& object);
+    OXObject* Lookup(long objectId) const;
+    long GetObjectCount() const { return static_cast<long>(objects.size()); }
+    void Visit(OXObjectVisitor& visitor);
+    // 0: no object count announced yet; 1: the table holds exactly the
+    // announced count; 2: it does not.
+    int InSync() const;
+
+    OXClassManager* GetClassManager() const { return classManager; }
+    long GetExpectedObjectCount() const { return expectedObjectCount; }
+
+  private:
+    void ReadObjectCount(const OXObject& object);
+
+    OXClassManager* classManager = nullptr;
+    std::unordered_map<long, OXObject*> objectMap;
+    // Arrival order; owns the objects.
+    std::vector<OXObject*> objects;
+    long expectedObjectCount = 0;
+    bool objectCountKnown = false;
 };

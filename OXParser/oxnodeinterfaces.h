@@ -1,0 +1,106 @@
+// What the object store needs from the parse nodes of declarations and
+// definitions, and the result codes that store and commands share.
+//
+// The store keeps class declarations, attribute declarations, function
+// declarations and class definitions that the grammar builds. It only needs a
+// handful of operations on them, collected here as small abstract interfaces;
+// each node class derives from the interface of its role besides its parse node
+// base. Keeping the store on these interfaces lets it be built and tested
+// without the grammar.
+#pragma once
+
+#include <string>
+
+class OXObject;
+class OXAttribute;
+class OXClassManager;
+class OXObjectManager;
+
+// Result codes of store operations and commands. Command classes derive from
+// this holder, so the codes read as OXCommand::ER_OK there.
+struct OXExecuteResult {
+    enum tagExecuteResult {
+        ER_OK = 0,
+        ER_UNKNOWN_CLASS = 1,
+        ER_NON_COMPLEX_CLASS_BASE_CLASS = 2,
+        ER_DUPLICATED_CLASS_NAME = 3,
+        ER_WRONG_REFERENCE_CLASS = 4,
+        ER_INVALID_EXPRESSION_TYPE = 5,
+        ER_INVALID_EXPRESSION_COUNT = 6,
+        ER_INVALID_TEMPLATE_PARAMETER_COUNT = 7,
+        ER_UNEXCPETED_TEMPLATE_PARAMETERS = 8,
+        ER_INVALID_OBJECT_ID = 9,
+        ER_OBJECT_ALREADY_EXISTS = 10,
+        ER_NOT_AN_OBJECT_OBJECT = 11,
+        ER_FACTOR_NOT_A_NUMBER = 12,
+        ER_INVALID_FACTOR_ATTRIBUTE_NAME = 13,
+        ER_ACCESS_RIGHT_NOT_A_NUMBER = 14,
+        ER_ACCESS_RIGHT_ENUM_NOT_DEFINED = 15,
+        ER_INVALID_ACCESS_RIGHT_ATTRIBUTE_NAME = 16,
+        ER_UNIT_ID_NOT_A_STRING = 17,
+        ER_INVALID_UNIT_ID_ATTRIBUTE_NAME = 18,
+        ER_INVALID_FUNCTION_ID = 19,
+        ER_INVALID_EXECUTE_ID = 20,
+    };
+};
+using tagExecuteResult = OXExecuteResult::tagExecuteResult;
+
+// Where a newly created object goes (OXClassDeclaration::CreateInstance).
+enum tagStoreOption {
+    SO_NO_STORE = 0,         // never enter it in the object table
+    SO_STORE_IF_OBJECT = 1,  // enter it if it has an object number
+    SO_STORE_OBJECT = 2,     // enter it; having no number is an error
+};
+
+// A value of the command language as the store walks it: one expression, or a
+// list whose elements are taken by position.
+class OXExpressionInterface {
+  public:
+    virtual ~OXExpressionInterface() = default;
+    virtual int Count() const = 0;
+    // The element at index, or null past the end.
+    virtual const OXExpressionInterface* Get(int index) const = 0;
+};
+
+// The class of a value (OXClassDeclaration): name and template parameters.
+// Objects and attributes own a private copy each.
+class OXClassDeclInterface {
+  public:
+    virtual ~OXClassDeclInterface() = default;
+    virtual const std::string& GetClassName() const = 0;
+    // Deep copy, owned by the caller.
+    virtual OXClassDeclInterface* Clone() const = 0;
+    // Makes the value of an expression; out is set only on success and is null
+    // for a null reference.
+    virtual tagExecuteResult CreateInstance(OXObject*& out, OXClassManager& classes,
+                                            OXObjectManager& objects,
+                                            const OXExpressionInterface& expression,
+                                            tagStoreOption storeOption) const = 0;
+};
+
+// The declaration of an attribute inside a class definition
+// (OXAttributeDeclaration). Attributes point at it; the definition owns it.
+class OXAttributeDeclInterface {
+  public:
+    virtual ~OXAttributeDeclInterface() = default;
+    // The text lives as long as the declaration; attributes share it.
+    virtual const std::string& GetAttributeName() const = 0;
+    // Works out constant state, unit and access right of the attribute on this
+    // object.
+    virtual tagExecuteResult AssignConstraints(OXAttribute& attribute, OXObject& object) const = 0;
+};
+
+// The declaration of a function (OXFunctionDeclaration).
+class OXFunctionDeclInterface {
+  public:
+    virtual ~OXFunctionDeclInterface() = default;
+    virtual long GetFunctionId() const = 0;
+    virtual const std::string& GetFunctionName() const = 0;
+};
+
+// A class definition in the class table (OXDefinition).
+class OXDefinitionInterface {
+  public:
+    virtual ~OXDefinitionInterface() = default;
+    virtual const std::string& GetClassName() const = 0;
+};

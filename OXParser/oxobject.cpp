@@ -1,0 +1,323 @@
+#include "oxobject.h"
+
+#include "oxattribute.h"
+#include "oxobjectmanager.h"
+#include "oxobjectvisitor.h"
+
+#include <algorithm>
+#include <cmath>
+#include <cstdio>
+#include <limits>
+
+long OXToLong(double value) {
+    if (std::isnan(value))
+        return 0;
+    if (value >= static_cast<double>(std::numeric_limits<long>::max()))
+        return std::numeric_limits<long>::max();
+    if (value <= static_cast<double>(std::numeric_limits<long>::min()))
+        return std::numeric_limits<long>::min();
+    return static_cast<long>(value);
+}
+
+std::string OXNumberToString(double value) {
+    // "%f" of the largest double is some 320 characters.
+    char buffer[400];
+    int n = std::snprintf(buffer, sizeof buffer, "%f", value);
+    if (n < 0)
+        return "0";
+    std::string text(buffer, std::min<size_t>(static_cast<size_t>(n), sizeof buffer - 1));
+    if (text.find('.') != std::string::npos) {
+        while (!text.empty() && text.back() == '0')
+            text.pop_back();
+        if (!text.empty() && text.back() == '.')
+            text.pop_back();
+    }
+    if (text.empty())
+        return "0";
+    return text;
+}
+
+// OXObject
+
+OXObject::OXObject(OXClassDeclInterface* classDecl) : pClassDecl(classDecl) {}
+
+OXObject::~OXObject() {
+    delete pClassDecl;
+}
+
+OXAttribute* OXObject::GetAttribute(const std::string&) const {
+    return nullptr;
+}
+
+const OXFunctionDeclInterface* OXObject::GetFunction(long) const {
+    return nullptr;
+}
+
+const OXFunctionDeclInterface* OXObject::GetFunction(const std::string&) const {
+    return nullptr;
+}
+
+bool OXObject::IsClass(const std::string& className) const {
+    return GetClassName() == className;
+}
+
+const std::string& OXObject::GetClassName() const {
+    static const std::string none;
+    return pClassDecl != nullptr ? pClassDecl->GetClassName() : none;
+}
+
+OXObject* OXObject::GetAttrValue(const std::string& name) const {
+    OXAttribute* attribute = GetAttribute(name);
+    return attribute != nullptr ? attribute->GetAttrObject() : nullptr;
+}
+
+OXAttributeTpl<OXNumberObject>* OXObject::GetNumberAttr(const std::string& name) const {
+    return dynamic_cast<OXAttributeTpl<OXNumberObject>*>(GetAttribute(name));
+}
+
+OXAttributeTpl<OXStringObject>* OXObject::GetStringAttr(const std::string& name) const {
+    return dynamic_cast<OXAttributeTpl<OXStringObject>*>(GetAttribute(name));
+}
+
+OXAttributeTpl<OXEnumObject>* OXObject::GetEnumAttr(const std::string& name) const {
+    return dynamic_cast<OXAttributeTpl<OXEnumObject>*>(GetAttribute(name));
+}
+
+OXNumberObject* OXObject::GetNumberObject(const std::string& name) const {
+    return dynamic_cast<OXNumberObject*>(GetAttrValue(name));
+}
+
+OXStringObject* OXObject::GetStringObject(const std::string& name) const {
+    return dynamic_cast<OXStringObject*>(GetAttrValue(name));
+}
+
+OXListObject* OXObject::GetListObject(const std::string& name) const {
+    return dynamic_cast<OXListObject*>(GetAttrValue(name));
+}
+
+OXEnumObject* OXObject::GetEnumObject(const std::string& name) const {
+    return dynamic_cast<OXEnumObject*>(GetAttrValue(name));
+}
+
+double OXObject::GetNumber(const std::string& name) const {
+    OXAttributeTpl<OXNumberObject>* attribute = GetNumberAttr(name);
+    if (attribute == nullptr || attribute->GetValue() == nullptr)
+        return 0;
+    return attribute->GetValue()->GetValue(attribute->GetUnitMul(), attribute->GetUnitDiv());
+}
+
+std::string OXObject::GetString(const std::string& name) const {
+    OXStringObject* object = GetStringObject(name);
+    return object != nullptr ? object->GetValue() : std::string();
+}
+
+const std::vector<OXObject*>* OXObject::GetList(const std::string& name) const {
+    OXListObject* object = GetListObject(name);
+    return object != nullptr ? object->GetList() : nullptr;
+}
+
+int OXObject::GetEnum(const std::string& name) const {
+    OXEnumObject* object = GetEnumObject(name);
+    return object != nullptr ? object->GetValue() : 0;
+}
+
+OXComplexObject* OXObject::GetReference(const std::string& name) const {
+    return dynamic_cast<OXComplexObject*>(GetAttrValue(name));
+}
+
+// OXComplexObject
+
+OXComplexObject::OXComplexObject(OXClassDeclInterface* classDecl, OXComplexObject* base)
+    : OXObject(classDecl), pBase(base) {}
+
+OXComplexObject::~OXComplexObject() {
+    for (OXAttribute* attribute : attributes)
+        delete attribute;
+    for (OXFunctionDeclInterface* function : functions)
+        delete function;
+    delete pBase;
+}
+
+long OXComplexObject::GetObjectId() const {
+    static const std::string objectClass("Object");
+    static const std::string idName("Id");
+    if (!IsClass(objectClass))
+        return 0;
+    OXAttribute* attribute = LookupAttribute(idName);
+    if (attribute == nullptr)
+        return 0;
+    auto* number = dynamic_cast<OXNumberObject*>(attribute->GetAttrObject());
+    return number != nullptr ? OXToLong(number->GetValue(1, 1)) : 0;
+}
+
+void OXComplexObject::Accept(OXObjectVisitor& visitor) {
+    visitor.Visit(this);
+}
+
+tagExecuteResult OXComplexObject::AssignConstraints() {
+    for (OXAttribute* attribute : attributes) {
+        tagExecuteResult result = attribute->AssignConstraints(*this);
+        if (result != OXExecuteResult::ER_OK)
+            return result;
+    }
+    return OXExecuteResult::ER_OK;
+}
+
+OXAttribute* OXComplexObject::GetAttribute(const std::string& name) const {
+    if (pBase != nullptr) {
+        if (OXAttribute* attribute = pBase->GetAttribute(name))
+            return attribute;
+    }
+    for (OXAttribute* attribute : attributes)
+        if (attribute->GetAttrName() == name)
+            return attribute;
+    return nullptr;
+}
+
+OXAttribute* OXComplexObject::LookupAttribute(const std::string& name) const {
+    if (pBase != nullptr) {
+        if (OXAttribute* attribute = pBase->LookupAttribute(name))
+            return attribute;
+    }
+    return FindIndexed(name);
+}
+
+OXAttribute* OXComplexObject::FindIndexed(std::string_view name) const {
+    auto it =
+        std::lower_bound(attributeIndex.begin(), attributeIndex.end(), name,
+                         [](const auto& entry, std::string_view key) { return entry.first < key; });
+    return it != attributeIndex.end() && it->first == name ? it->second : nullptr;
+}
+
+const OXFunctionDeclInterface* OXComplexObject::GetFunction(long functionId) const {
+    for (OXFunctionDeclInterface* function : functions)
+        if (function->GetFunctionId() == functionId)
+            return function;
+    return pBase != nullptr ? pBase->GetFunction(functionId) : nullptr;
+}
+
+const OXFunctionDeclInterface* OXComplexObject::GetFunction(const std::string& name) const {
+    for (OXFunctionDeclInterface* function : functions)
+        if (function->GetFunctionName() == name)
+            return function;
+    return pBase != nullptr ? pBase->GetFunction(name) : nullptr;
+}
+
+long OXComplexObject::GetAttributeCount() const {
+    long count = static_cast<long>(attributeIndex.size());
+    return pBase != nullptr ? pBase->GetAttributeCount() + count : count;
+}
+
+bool OXComplexObject::IsClass(const std::string& className) const {
+    if (GetClassName() == className)
+        return true;
+    return pBase != nullptr && pBase->IsClass(className);
+}
+
+void OXComplexObject::Add(OXAttribute& attribute) {
+    attributes.push_back(&attribute);
+    std::string_view name = attribute.GetAttrName();
+    auto it =
+        std::lower_bound(attributeIndex.begin(), attributeIndex.end(), name,
+                         [](const auto& entry, std::string_view key) { return entry.first < key; });
+    if (it == attributeIndex.end() || it->first != name)
+        attributeIndex.insert(it, {name, &attribute});
+}
+
+void OXComplexObject::Add(OXFunctionDeclInterface& function) {
+    functions.push_back(&function);
+}
+
+void OXComplexObject::VisitAttributes(OXAttributeVisitor& visitor) {
+    if (pBase != nullptr)
+        pBase->VisitAttributes(visitor);
+    for (OXAttribute* attribute : attributes)
+        attribute->Accept(visitor);
+}
+
+void OXComplexObject::VisitFunctions(OXFunctionVisitor& visitor) {
+    if (pBase != nullptr)
+        pBase->VisitFunctions(visitor);
+    for (OXFunctionDeclInterface* function : functions)
+        visitor.Visit(*function);
+}
+
+tagExecuteResult OXComplexObject::Update(OXClassManager& classes, OXObjectManager& objects,
+                                         const OXExpressionInterface& expression, int& index) {
+    tagExecuteResult result = OXExecuteResult::ER_OK;
+    if (pBase != nullptr)
+        result = pBase->Update(classes, objects, expression, index);
+    if (result == OXExecuteResult::ER_OK) {
+        for (OXAttribute* attribute : attributes) {
+            if (attribute->IsConst())
+                continue;
+            const OXExpressionInterface* value = expression.Get(index);
+            if (value == nullptr)
+                break;
+            result = attribute->Update(classes, objects, *value);
+            ++index;
+            if (result != OXExecuteResult::ER_OK)
+                break;
+        }
+    }
+    if (result == OXExecuteResult::ER_OK)
+        NotifyAll();
+    return result;
+}
+
+// OXListObject
+
+OXListObject::OXListObject(OXClassDeclInterface* classDecl, std::string elementClassName)
+    : OXObject(classDecl), elementClassName(std::move(elementClassName)) {}
+
+OXListObject::~OXListObject() {
+    for (size_t i = 0; i < elements.size(); ++i)
+        if (owned[i])
+            delete elements[i];
+}
+
+void OXListObject::Accept(OXObjectVisitor& visitor) {
+    visitor.Visit(this);
+}
+
+void OXListObject::VisitElements(OXObjectVisitor& visitor) {
+    for (OXObject* element : elements) {
+        if (element != nullptr)
+            element->Accept(visitor);
+        else
+            visitor.Visit(static_cast<OXComplexObject*>(nullptr));
+    }
+}
+
+void OXListObject::Add(OXObject* element) {
+    elements.push_back(element);
+    owned.push_back(element != nullptr && element->GetObjectId() == 0);
+}
+
+// Simple objects
+
+void OXNumberObject::Accept(OXObjectVisitor& visitor) {
+    visitor.Visit(this);
+}
+
+std::string OXNumberObject::AsString() const {
+    return OXNumberToString(value);
+}
+
+double OXNumberObject::GetValue(long mul, long div) const {
+    if (mul == 1 && div == 1)
+        return value;
+    return value * static_cast<double>(mul) / static_cast<double>(div != 0 ? div : 1);
+}
+
+void OXStringObject::Accept(OXObjectVisitor& visitor) {
+    visitor.Visit(this);
+}
+
+void OXEnumObject::Accept(OXObjectVisitor& visitor) {
+    visitor.Visit(this);
+}
+
+std::string OXEnumObject::AsString() const {
+    return OXNumberToString(static_cast<double>(value));
+}

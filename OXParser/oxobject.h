@@ -1,0 +1,198 @@
+// Run-time objects of the machine's object world: the controller defines their
+// classes and fills them; everyone above reads them by object number and
+// attribute name.
+//
+//   OXObject
+//     OXComplexObject   an instance of a class definition, with attributes
+//     OXListObject      list<T>
+//     OXSimpleObject
+//       OXNumberObject  number (and void)
+//       OXStringObject  string
+//       OXEnumObject    an instance of an enum definition
+#pragma once
+
+#include "observer.h"
+#include "oxnodeinterfaces.h"
+
+#include <string>
+#include <string_view>
+#include <utility>
+#include <vector>
+
+class OXAttribute;
+template <class T>
+class OXAttributeTpl;
+class OXComplexObject;
+class OXListObject;
+class OXNumberObject;
+class OXStringObject;
+class OXEnumObject;
+class OXObjectVisitor;
+class OXAttributeVisitor;
+class OXFunctionVisitor;
+
+class OXObject : public Subject<OXObject> {
+  public:
+    // Takes ownership of the class declaration (a private copy).
+    explicit OXObject(OXClassDeclInterface* classDecl);
+    OXObject(const OXObject&) = delete;
+    OXObject& operator=(const OXObject&) = delete;
+    ~OXObject() override;
+
+    // The object number; 0 for anything that is not in the object table.
+    virtual long GetObjectId() const { return 0; }
+    virtual void Accept(OXObjectVisitor& visitor) = 0;
+    virtual tagExecuteResult AssignConstraints() { return OXExecuteResult::ER_OK; }
+    // Attribute by name, base classes first (a base attribute hides a derived
+    // one of the same name).
+    virtual OXAttribute* GetAttribute(const std::string& name) const;
+    virtual const OXFunctionDeclInterface* GetFunction(long functionId) const;
+    virtual const OXFunctionDeclInterface* GetFunction(const std::string& name) const;
+    virtual long GetAttributeCount() const { return 0; }
+    virtual std::string AsString() const { return std::string(); }
+    virtual bool IsClass(const std::string& className) const;
+
+    const std::string& GetClassName() const;
+    const OXClassDeclInterface* GetClassDecl() const { return pClassDecl; }
+
+    // Readers by attribute name. Each gives a neutral value (null, 0, empty
+    // text) when the attribute is missing or holds another kind of value.
+    OXObject* GetAttrValue(const std::string& name) const;
+    OXAttributeTpl<OXNumberObject>* GetNumberAttr(const std::string& name) const;
+    OXAttributeTpl<OXStringObject>* GetStringAttr(const std::string& name) const;
+    OXAttributeTpl<OXEnumObject>* GetEnumAttr(const std::string& name) const;
+    OXNumberObject* GetNumberObject(const std::string& name) const;
+    OXStringObject* GetStringObject(const std::string& name) const;
+    OXListObject* GetListObject(const std::string& name) const;
+    OXEnumObject* GetEnumObject(const std::string& name) const;
+    // The number scaled by the attribute's unit factors: value * mul / div.
+    double GetNumber(const std::string& name) const;
+    std::string GetString(const std::string& name) const;
+    const std::vector<OXObject*>* GetList(const std::string& name) const;
+    int GetEnum(const std::string& name) const;
+    // The object an attribute refers to; its GetObjectId is the number.
+    OXComplexObject* GetReference(const std::string& name) const;
+
+  private:
+    OXClassDeclInterface* pClassDecl;
+};
+
+class OXComplexObject : public OXObject {
+  public:
+    // Owns the class declaration and the base object (null for a root class).
+    OXComplexObject(OXClassDeclInterface* classDecl, OXComplexObject* base);
+    ~OXComplexObject() override;
+
+    long GetObjectId() const override;
+    void Accept(OXObjectVisitor& visitor) override;
+    tagExecuteResult AssignConstraints() override;
+    OXAttribute* GetAttribute(const std::string& name) const override;
+    const OXFunctionDeclInterface* GetFunction(long functionId) const override;
+    const OXFunctionDeclInterface* GetFunction(const std::string& name) const override;
+    long GetAttributeCount() const override;
+    bool IsClass(const std::string& className) const override;
+
+    // Both take ownership.
+    void Add(OXAttribute& attribute);
+    void Add(OXFunctionDeclInterface& function);
+    void VisitAttributes(OXAttributeVisitor& visitor);
+    void VisitFunctions(OXFunctionVisitor& visitor);
+    // Attribute by name through the name index of each level, base first.
+    OXAttribute* LookupAttribute(const std::string& name) const;
+    // Positional update: base attributes take the first expressions, constant
+    // attributes take none, missing trailing expressions keep old values.
+    tagExecuteResult Update(OXClassManager& classes, OXObjectManager& objects,
+                            const OXExpressionInterface& expression, int& index);
+
+    OXComplexObject* GetBase() const { return pBase; }
+
+  private:
+    OXAttribute* FindIndexed(std::string_view name) const;
+
+    OXComplexObject* pBase;
+    // This level's attributes in declaration order.
+    std::vector<OXAttribute*> attributes;
+    // The same attributes sorted by name, one entry per name (the first
+    // declared wins); its size is this level's attribute count.
+    std::vector<std::pair<std::string_view, OXAttribute*>> attributeIndex;
+    std::vector<OXFunctionDeclInterface*> functions;
+};
+
+class OXListObject : public OXObject {
+  public:
+    OXListObject(OXClassDeclInterface* classDecl, std::string elementClassName);
+    ~OXListObject() override;
+
+    void Accept(OXObjectVisitor& visitor) override;
+    std::string AsString() const override { return "list"; }
+    virtual void VisitElements(OXObjectVisitor& visitor);
+
+    // Appends an element; null stands for a null entry. An element without an
+    // object number is owned by the list; one with a number belongs to the
+    // object table.
+    void Add(OXObject* element);
+    const std::vector<OXObject*>* GetList() const { return &elements; }
+    const std::string& GetElementClassName() const { return elementClassName; }
+
+  private:
+    std::string elementClassName;
+    std::vector<OXObject*> elements;
+    std::vector<bool> owned;
+};
+
+class OXSimpleObject : public OXObject {
+  public:
+    using OXObject::OXObject;
+};
+
+class OXNumberObject : public OXSimpleObject {
+  public:
+    OXNumberObject(OXClassDeclInterface* classDecl, double value)
+        : OXSimpleObject(classDecl), value(value) {}
+
+    void Accept(OXObjectVisitor& visitor) override;
+    std::string AsString() const override;
+    // value * mul / div; unchanged for 1 and 1. A divisor of 0 is taken as 1.
+    double GetValue(long mul, long div) const;
+    void SetValue(double v) { value = v; }
+
+  private:
+    double value;
+};
+
+class OXStringObject : public OXSimpleObject {
+  public:
+    OXStringObject(OXClassDeclInterface* classDecl, std::string value)
+        : OXSimpleObject(classDecl), value(std::move(value)) {}
+
+    void Accept(OXObjectVisitor& visitor) override;
+    std::string AsString() const override { return value; }
+    const std::string& GetValue() const { return value; }
+    void SetValue(const std::string& v) { value = v; }
+
+  private:
+    std::string value;
+};
+
+class OXEnumObject : public OXSimpleObject {
+  public:
+    // enumStr points at the value's text in the enum definition (not owned),
+    // null for a value the enum does not have.
+    OXEnumObject(OXClassDeclInterface* classDecl, int value, const std::string* enumStr)
+        : OXSimpleObject(classDecl), value(value), enumStr(enumStr) {}
+
+    void Accept(OXObjectVisitor& visitor) override;
+    std::string AsString() const override;
+    int GetValue() const { return value; }
+    const std::string* GetEnumStr() const { return enumStr; }
+
+  private:
+    int value;
+    const std::string* enumStr;
+};
+
+// Number to long, saturating; NaN gives 0 (a controller's number never traps).
+long OXToLong(double value);
+
+// Number text as the clients see it: "%f" without trailing zeros and point.
+std::string OXNumberToString(double value);

@@ -1,0 +1,76 @@
+#include "oxobjectmanager.h"
+
+#include "oxattribute.h"
+
+#include <algorithm>
+
+OXObjectManager::~OXObjectManager() {
+    Reset();
+}
+
+void OXObjectManager::Reset() {
+    // Newest first: an object made of nested numbered objects goes before
+    // them, and its attributes leave numbered values to the table.
+    std::vector<OXObject*> doomed;
+    doomed.swap(objects);
+    objectMap.clear();
+    for (auto it = doomed.rbegin(); it != doomed.rend(); ++it)
+        delete *it;
+}
+
+void OXObjectManager::ReadObjectCount(const OXObject& object) {
+    static const std::string objectCountName("ObjectCount");
+    if (OXNumberObject* count = object.GetNumberObject(objectCountName)) {
+        expectedObjectCount = OXToLong(count->GetValue(1, 1));
+        objectCountKnown = true;
+    }
+}
+
+void OXObjectManager::Add(OXObject& object) {
+    long id = object.GetObjectId();
+    ReadObjectCount(object);
+    if (id == 0) {
+        delete &object;
+        return;
+    }
+    objects.push_back(&object);
+    objectMap[id] = &object;
+    NotifyNew(object);
+}
+
+void OXObjectManager::Remove(OXObject& object) {
+    long id = object.GetObjectId();
+    ReadObjectCount(object);
+    auto it = std::find(objects.begin(), objects.end(), &object);
+    if (it != objects.end())
+        objects.erase(it);
+    auto entry = objectMap.find(id);
+    if (entry != objectMap.end() && entry->second == &object)
+        objectMap.erase(entry);
+    NotifyDelete(object);
+}
+
+OXObject* OXObjectManager::Lookup(long objectId) const {
+    auto it = objectMap.find(objectId);
+    return it != objectMap.end() ? it->second : nullptr;
+}
+
+// By index, so that a visitor or observer that changes the table does not
+// leave a stale iterator behind.
+void OXObjectManager::Visit(OXObjectVisitor& visitor) {
+    for (size_t i = 0; i < objects.size(); ++i)
+        objects[i]->Accept(visitor);
+}
+
+void OXObjectManager::AttachUpdate(ListObserver<OXObjectManager, OXObject>& observer) {
+    for (size_t i = 0; i < objects.size(); ++i)
+        observer.NewObject(*objects[i]);
+}
+
+int OXObjectManager::InSync() const {
+    if (!objectCountKnown)
+        return 0;
+    long mapped = static_cast<long>(objectMap.size());
+    long listed = static_cast<long>(objects.size());
+    return mapped == expectedObjectCount && listed == expectedObjectCount ? 1 : 2;
+}

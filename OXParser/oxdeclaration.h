@@ -20,8 +20,6 @@ class OXTemplateParameterList;
 
 enum tagMemberModifier { OXMM_ANY = 0, OXMM_NORMAL = 1, OXMM_CONST = 2 };
 
-enum tagStoreOption { OXSO_NO_STORE = 0, OXSO_STORE_IF_OBJECT = 1, OXSO_STORE_OBJECT = 2 };
-
 class OXMemberModifier : public OXParserNode {
   public:
     OXMemberModifier(OXParserNodeManager* manager, tagMemberModifier modifier)

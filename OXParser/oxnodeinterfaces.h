@@ -41,6 +41,7 @@ struct OXExecuteResult {
         ER_INVALID_UNIT_ID_ATTRIBUTE_NAME = 18,
         ER_INVALID_FUNCTION_ID = 19,
         ER_INVALID_EXECUTE_ID = 20,
+        ER_COUNT
     };
 };
 using tagExecuteResult = OXExecuteResult::tagExecuteResult;

@@ -28,31 +28,16 @@ int Accept_Handler::handle_exception(ACE_HANDLE) {
 }
 
 int Accept_Handler::handle_signal(int signum, siginfo_t*, ucontext_t*) {
-    const char* name = nullptr;
-    switch (signum) {
-        case SIGINT:
-            if (!shuttingDown_) {
-                shuttingDown_ = true;
-                TestPrintF(8, "SIGINT received, shutting down!\n");
-                ACE_Reactor::instance()->end_reactor_event_loop();
-            }
-            return 0;
-        case SIGILL:
-            name = "SIGILL";
-            break;
-        case SIGABRT:
-            name = "SIGABRT";
-            break;
-        case SIGBUS:
-            name = "SIGBUS";
-            break;
-        case SIGSEGV:
-            name = "Invalid memory reference";
-            break;
-        default:
-            TestPrintF(4, "Unhandled signal received: %d\n", signum);
-            return 0;
+    if (signum == SIGINT) {
+        // Only the first one counts; a later SIGINT is ignored.
+        if (!shuttingDown_) {
+            shuttingDown_ = true;
+            TestPrintF(8, "SIGINT received, shutting down!\n");
+            ACE_Reactor::instance()->end_reactor_event_loop();
+        }
+        return 0;
     }
-    TestPrintF(4, "%s (signal=%d), shutting down!\n", name, signum);
-    backtrace();
+    // A crash signal does not come back from here.
+    if (!CrashSignal(signum)) TestPrintF(4, "Unhandled signal received: %d\n", signum);
+    return 0;
 }

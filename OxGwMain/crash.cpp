@@ -1,10 +1,12 @@
 #include "crash.h"
 
 #include "oxconf.h"
+#include "testprint.h"
 
 #include <ace/Date_Time.h>
 #include <ace/OS_NS_sys_time.h>
 
+#include <csignal>
 #include <cstdio>
 #include <cstdlib>
 #include <execinfo.h>
@@ -36,6 +38,39 @@ void backtrace() {
     int fd = creat(marker.c_str(), 0700);
     if (fd >= 0) close(fd);
     exit(-1);
+}
+
+bool CrashSignal(int signum) {
+    const char* name = nullptr;
+    switch (signum) {
+        case SIGILL:
+            name = "SIGILL";
+            break;
+        case SIGABRT:
+            name = "SIGABRT";
+            break;
+        case SIGBUS:
+            name = "SIGBUS";
+            break;
+        case SIGSEGV:
+            name = "Invalid memory reference";
+            break;
+        default:
+            return false;
+    }
+    TestPrintF(4, "%s (signal=%d), shutting down!\n", name, signum);
+    backtrace();
+}
+
+namespace {
+void StartupCrashHandler(int signum) { CrashSignal(signum); }
+}  // namespace
+
+void InstallStartupCrashHandlers() {
+    struct sigaction action {};
+    action.sa_handler = StartupCrashHandler;
+    sigemptyset(&action.sa_mask);
+    for (int sig : {SIGSEGV, SIGABRT, SIGBUS, SIGILL}) sigaction(sig, &action, nullptr);
 }
 
 void Pause() {

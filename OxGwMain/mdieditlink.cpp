@@ -193,6 +193,10 @@ int MDIEditLink::socketConnect() {
 }
 
 void MDIEditLink::socketClose() {
+    // Out of the reactor before the handle goes: a closed handle can no longer
+    // be found there, and the entry would outlive the handler.
+    ACE_Reactor::instance()->remove_handler(
+        socketHandler_, ACE_Event_Handler::ALL_EVENTS_MASK | ACE_Event_Handler::DONT_CALL);
     socketHandler_->peer().close();
     connector_->close();
     if (pConnection_ != nullptr) pConnection_->LinkModeChange(OXLink::OXLM_NONE);

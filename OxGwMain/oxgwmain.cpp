@@ -60,6 +60,7 @@ int OxGwMain(int argc, char** argv) {
     OxParseCommandLine(argc, argv);
     // 3.
     TestPrintTask::Instance();
+    InstallStartupCrashHandlers();
     // 4.
     TestPrintF(4, "OxGw, version: %s\n", kOxGwVersion);
     TestPrintF(8, "Working directory: %s\n", OxConfiguration::Instance()->GetAppPath().c_str());
@@ -104,6 +105,11 @@ int OxGwMain(int argc, char** argv) {
     OxEMailTask::Instance()->end_event_loop();
     TestPrintTask::Instance()->end_event_loop();
     Timer::CloseProactor();
+    // The proactor keeps two helper threads of its own (timer queue and
+    // pseudo-task) until it is closed; close it once its loop has returned,
+    // so that the wait below is for our threads and not ten seconds long.
+    proactorTask.wait();
+    OxCloseProactor();
     ACE_Time_Value deadline = ACE_OS::gettimeofday() + ACE_Time_Value(10);
     ACE_Thread_Manager::instance()->wait(&deadline);
 

@@ -2,7 +2,10 @@
 
 #include "oxconf.h"
 #include "oxconn.h"
+#include "oxsession.h"
 #include "testprint.h"
+
+#include <ace/Reactor.h>
 
 #include <cassert>
 #include <fstream>
@@ -36,25 +39,46 @@ void OxService::ReadConfiguration(OxConfiguration& cfg) {
     if (!configStream.good()) {
         TestPrintF(4, "the configuration file could not be opened! (%s)\n", path.c_str());
     }
+    // A gateway without its configuration is of no use: end through the
+    // crash path rather than run on invented defaults.
     assert(configStream.good());
-    // Reading the file into the store comes with the configuration reader.
+    cfg.Parse(configStream);
 }
 
 void OxService::StartOxService() {
-    ReadConfiguration(*OxConfiguration::Instance());
+    OxConfiguration* cfg = OxConfiguration::Instance();
+    ReadConfiguration(*cfg);
     for (int i = 0; i < kPorts; ++i) connections_[i] = nullptr;
-    // Until the configuration reader lands, port 1 is the one active port.
-    connections_[0] = OxConnectionMan::Instance()->OxGetConnection(1, true);
+    for (int port = 1; port <= kPorts; ++port) {
+        if (cfg->GetConnectionCfg(port, true).used && connections_[port - 1] == nullptr)
+            connections_[port - 1] = OxConnectionMan::Instance()->OxGetConnection(port, true);
+    }
+    // The plant host gateway service is started here once it exists.
 }
 
 void OxService::StopOxService() {
+    OxSessionManager::Instance()->DestroyAll();
     for (int i = 0; i < kPorts; ++i) {
         if (connections_[i] != nullptr) OxConnectionMan::Instance()->Release(connections_[i]);
-        connections_[i] = nullptr;
     }
+    OxConfiguration::Instance()->ClearConnectionCfg();
 }
 
-void OxService::RestartOxService() {}
+void OxService::RestartOxService() {
+    bool restart;
+    {
+        OxConfiguration scratch;
+        ReadConfiguration(scratch);
+        restart = OxConfiguration::Instance()->RestartNeeded(scratch);
+    }
+    if (!restart) return;
+    if (ACE_Reactor::instance()->schedule_timer(this, nullptr, ACE_Time_Value(5),
+                                                ACE_Time_Value::zero) == -1) {
+        TestPrintF(4, "Unable to restart Remote Service!\n");
+    } else {
+        TestPrintF(1, "Restarting Remote Service. Pleace Wait\n");
+    }
+}
 
 int OxService::handle_timeout(const ACE_Time_Value&, const void*) {
     StopOxService();

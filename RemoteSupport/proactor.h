@@ -11,7 +11,12 @@
 // A new proactor with the AIOCB implementation, owned by the caller.
 ACE_Proactor* OxCreateProactor();
 
-// Installs such a proactor as ACE's process-wide instance (owned by ACE from
-// then on). Call before the first ACE_Proactor::instance(); later calls do
-// nothing.
+// Installs such a proactor as ACE's process-wide instance. Call before the
+// first ACE_Proactor::instance(); later calls do nothing. ACE does not delete
+// it at exit: the crash report exits from a signal handler while the proactor
+// thread may still run in it, so its end belongs to OxCloseProactor.
 void OxInitProactor();
+
+// Deletes the instance installed by OxInitProactor, once its event loop has
+// returned; this also ends the proactor's own helper threads.
+void OxCloseProactor();

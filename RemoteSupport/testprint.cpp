@@ -61,7 +61,9 @@ void TestPrintF(unsigned long mask, const char* format, ...) {
         fprintf(stderr, "len=%d\n", static_cast<int>(strlen(format)));
         fprintf(stderr, "msg=%s\n", format);
         fprintf(stderr, "pBuffer=%s", text);
-        assert(len < 512);
+        // clang-format off
+        assert(len <512);
+        // clang-format on
     }
     TestPrintTask* task = theTask;
     if (task == nullptr) {
@@ -90,7 +92,8 @@ void FileLog::OpenStream() {
 }
 
 void FileLog::Log(const std::string& text) {
-    stream_ << text;
+    // Flushed at once: a crash must not take the last lines with it.
+    stream_ << text << std::flush;
     if (!stream_.fail() && !stream_.bad()) {
         logErrors_ = 0;
     } else if (logErrors_ < kMaxErrors) {

@@ -121,7 +121,7 @@ TEST(Process, LinkConnectsAndReconnectsAfterControllerDrops) {
     ASSERT_TRUE(gw->WaitForStdout(Shown("pConnection->LinkModeChange(OXLink::OXLM_TORC)\n"), 3000));
 
     // Garbage, empty frames and a frame in pieces do not harm the link.
-    ctl.Send(std::string("\x01\xff garbage\0\0upd", 16));
+    ctl.Send(std::string("\x01\xff garbage\0\0upd", 15));
     ctl.Send(std::string(" 3;\0", 4));
     ASSERT_TRUE(gw->WaitForStdout(Shown("Empty Command Received\n"), 3000));
     ASSERT_TRUE(gw->WaitForStdout(Shown("Command = upd 3;\n"), 3000)) << gw->Stdout();

@@ -116,9 +116,9 @@ TEST_F(TestPrintTaskTest, RoutesStampsSkipsColumnsAndEchoesWarnings) {
     std::string err = testing::internal::GetCapturedStderr();
 
     // Console: the stamp, then the text without its first nine characters.
-    EXPECT_NE(std::string::npos, out.find(" TransmitCommand x\n"));
-    EXPECT_EQ(std::string::npos, out.find("MDIEditLink::"));
-    EXPECT_NE(std::string::npos, out.find(" established\n"));
+    EXPECT_NE(std::string::npos, out.find(" nk::TransmitCommand x\n"));
+    EXPECT_EQ(std::string::npos, out.find("MDIEditLi"));
+    EXPECT_NE(std::string::npos, out.find(" n established\n"));
     EXPECT_EQ(std::string::npos, out.find("Listening"));
     EXPECT_EQ(std::string::npos, out.find("Socket error"));
     EXPECT_NE(std::string::npos, out.find("Testprint task terminates.\n"));

@@ -13,7 +13,9 @@
 
 struct GatewayOptions {
     std::vector<int> ports{1};        // active machine ports
-    unsigned long stdoutMask = 0xffff;  // debug print masks in the configuration
+    // Debug print masks in the configuration. Mask 4096 would echo every
+    // machine text on the console, where a text under nine characters is fatal.
+    unsigned long stdoutMask = 0xefff;
     unsigned long logFileMask = 0xffff;
     std::string extraConfig;          // more elements inside <Configuration>
     bool writeConfig = true;

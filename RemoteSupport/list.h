@@ -1,4 +1,6 @@
-// A growing contiguous array: data, count and capacity in one object.
+// A growing contiguous array: data, count and capacity in one object. The
+// storage is allocated at the first Add, since most observed objects of the
+// store never get an observer and their lists stay empty.
 #pragma once
 
 #include "error.h"
@@ -7,8 +9,7 @@ template <class T>
 class List {
 public:
     explicit List(int capacity = 10)
-        : data_(new T[capacity > 0 ? capacity : 1]), count_(0),
-          capacity_(capacity > 0 ? capacity : 1) {}
+        : data_(nullptr), count_(0), capacity_(capacity > 0 ? capacity : 1) {}
     List(const List& other) : List(other.capacity_) { CopyFrom(other); }
     List& operator=(const List& other) {
         if (this != &other) {
@@ -24,7 +25,10 @@ public:
     virtual ~List() { delete[] data_; }
 
     void Add(const T& item) {
-        if (count_ == capacity_) Increase();
+        if (data_ == nullptr)
+            data_ = new T[capacity_];
+        else if (count_ == capacity_)
+            Increase();
         data_[count_++] = item;
     }
 
@@ -63,6 +67,7 @@ private:
         capacity_ = capacity;
     }
     void CopyFrom(const List& other) {
+        if (other.count_ > 0 && data_ == nullptr) data_ = new T[capacity_];
         for (int i = 0; i < other.count_; ++i) data_[i] = other.data_[i];
         count_ = other.count_;
     }

@@ -5,7 +5,8 @@ OxEMailTask* theMailTask = nullptr;
 }
 
 OxEMailTask* OxEMailTask::Instance() {
-    if (theMailTask == nullptr) theMailTask = new OxEMailTask();
+    if (theMailTask == nullptr)
+        theMailTask = new OxEMailTask();
     return theMailTask;
 }
 

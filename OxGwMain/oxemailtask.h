@@ -3,7 +3,7 @@
 #pragma once
 
 class OxEMailTask {
-public:
+  public:
     static OxEMailTask* Instance();
     static void DeleteInstance();
     void end_event_loop() {}

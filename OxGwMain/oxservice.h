@@ -10,7 +10,7 @@ class OxConfiguration;
 class OxConnection;
 
 class OxService : public ACE_Event_Handler {
-public:
+  public:
     static OxService* Instance();
     static void DeleteInstance();
     ~OxService() override;
@@ -23,14 +23,14 @@ public:
 
     OxConnection* GetConnection(int port) const;
 
-private:
+  private:
     OxService();
     OxConnection** connections_;
 };
 
 // All open connections, one per port, shared by reference count.
 class OxConnectionMan {
-public:
+  public:
     static OxConnectionMan* Instance();
     static void DeleteInstance();
 
@@ -41,6 +41,6 @@ public:
     void DeleteAll();
     size_t Count() const { return connections_.size(); }
 
-private:
+  private:
     std::vector<OxConnection*> connections_;
 };

@@ -1,0 +1,267 @@
+// The event log and the retention job with real files in a sandbox root, and
+// a clock of the test's own for the change of day.
+#include "eventlog.h"
+#include "oxconf.h"
+#include "sandbox.h"
+
+#include <gtest/gtest.h>
+
+#include <chrono>
+#include <string>
+#include <sys/stat.h>
+#include <sys/time.h>
+#include <thread>
+#include <vector>
+
+namespace {
+
+class TestClock : public OxClock {
+  public:
+    time_t Now() const override { return now; }
+    time_t now = 0;
+};
+
+// Local noon of a day; the log names its files by local date.
+time_t Noon(int year, int month, int day) {
+    struct tm t = {};
+    t.tm_year = year - 1900;
+    t.tm_mon = month - 1;
+    t.tm_mday = day;
+    t.tm_hour = 12;
+    t.tm_isdst = -1;
+    return mktime(&t);
+}
+
+void SetAge(const std::string& path, int days) {
+    struct timeval times[2];
+    gettimeofday(&times[0], nullptr);
+    times[0].tv_sec -= static_cast<time_t>(days) * 86400 + 60;
+    times[1] = times[0];
+    ASSERT_EQ(utimes(path.c_str(), times), 0) << path;
+}
+
+bool WaitIdle(DeleteFiles& job) {
+    for (int i = 0; i < 500 && job.IsRunning(); ++i)
+        std::this_thread::sleep_for(std::chrono::milliseconds(10));
+    return !job.IsRunning();
+}
+
+int CountLines(const std::string& text, const std::string& what) {
+    int n = 0;
+    for (size_t p = text.find(what); p != std::string::npos; p = text.find(what, p + 1))
+        ++n;
+    return n;
+}
+
+class EventLogTest : public ::testing::Test {
+  protected:
+    void SetUp() override {
+        OxConfiguration::Instance()->SetAppPath(box.Root());
+        clock.now = Noon(2026, 2, 3);
+    }
+    void TearDown() override { OxConfiguration::Instance()->SetAppPath(""); }
+    std::string Day(int d) {
+        return "/var/log/oxgw/eventLog_4711_2602" + std::string(d < 10 ? "0" : "") +
+               std::to_string(d) + ".txt";
+    }
+
+    Sandbox box;
+    TestClock clock;
+};
+
+TEST_F(EventLogTest, NamesAppendsAfterRestartAndChangesFileAtMidnight) {
+    {
+        EventLog log(clock);
+        log.Open("4711");
+        EXPECT_TRUE(box.Exists(Day(3)));
+        struct stat st;
+        ASSERT_EQ(stat(box.Path(Day(3)).c_str(), &st), 0);
+        EXPECT_EQ(st.st_mode & 0777, 0664u);
+        log.Log("<a/>\n");
+    }
+    {
+        EventLog log(clock);  // a restart on the same day appends
+        log.Open("4711");
+        log.Log("<b/>\n");
+        clock.now = Noon(2026, 2, 4) - 12 * 3600 + 1;  // 00:00:01 next day
+        log.Log("<c/>\n");
+    }
+    EXPECT_EQ(box.ReadFile(Day(3)), "<a/>\n<b/>\n");
+    EXPECT_EQ(box.ReadFile(Day(4)), "<c/>\n");
+}
+
+TEST_F(EventLogTest, OverflowLineOnceADayAndAgainAfterRestart) {
+    box.WriteFile(Day(3), std::string(EventLog::kMaxDaySize - 1, 'x'));
+    {
+        EventLog log(clock);
+        log.Open("4711");
+        log.Log("<last/>\n");  // below the limit: written, passing it
+        log.Log("<dropped/>\n");
+        log.Log("<dropped too/>\n");
+    }
+    std::string text = box.ReadFile(Day(3));
+    EXPECT_EQ(text.size(), static_cast<size_t>(EventLog::kMaxDaySize) + 7 +
+                               text.substr(text.find("<last/>\n") + 8).size());
+    EXPECT_NE(text.find("<last/>\n"), std::string::npos);
+    EXPECT_EQ(text.find("dropped"), std::string::npos);
+    EXPECT_EQ(
+        CountLines(text, "<Message><HistoricServerState state=\"Log Overflow\"><Time year=\""), 1);
+    EXPECT_EQ(text.back(), '\n');
+    {
+        EventLog log(clock);
+        log.Open("4711");
+        log.Log("<after restart/>\n");
+    }
+    text = box.ReadFile(Day(3));
+    EXPECT_EQ(CountLines(text, "state=\"Log Overflow\""), 2);
+    EXPECT_EQ(text.find("after restart"), std::string::npos);
+
+    // Exactly at the limit the next entry is dropped.
+    box.WriteFile(Day(3), std::string(EventLog::kMaxDaySize, 'y'));
+    EventLog log(clock);
+    log.Open("4711");
+    log.Log("<dropped/>\n");
+    text = box.ReadFile(Day(3));
+    EXPECT_EQ(text.find("dropped"), std::string::npos);
+    EXPECT_EQ(CountLines(text, "Log Overflow"), 1);
+}
+
+TEST_F(EventLogTest, ReadsForwardsAndBackwards) {
+    EventLog log(clock);
+    log.Open("4711");
+    for (const char* line : {"one\n", "two\n", "three\n"})
+        log.Log(line);
+    std::string line;
+    log.SeekToStart();
+    std::vector<std::string> lines;
+    while (log.ReadNextLine(line))
+        lines.push_back(line);
+    EXPECT_EQ(lines, (std::vector<std::string>{"one", "two", "three"}));
+
+    log.SeekToEnd();
+    log.SeekBackNLines(0);
+    ASSERT_TRUE(log.ReadNextLine(line));
+    EXPECT_EQ(line, "three");
+    log.SeekToEnd();
+    log.SeekBackNLines(1);
+    ASSERT_TRUE(log.ReadNextLine(line));
+    EXPECT_EQ(line, "two");
+    log.SeekToEnd();
+    log.SeekBackNLines(10);  // more than there are: from the start
+    ASSERT_TRUE(log.ReadNextLine(line));
+    EXPECT_EQ(line, "one");
+
+    char buffer[16];
+    log.SeekToEnd();
+    std::vector<std::string> backwards;
+    while (char* previous = log.ReadPreviousLine(buffer, sizeof buffer))
+        backwards.push_back(previous);
+    EXPECT_EQ(backwards, (std::vector<std::string>{"three", "two", "one"}));
+    // A line longer than the buffer gives null.
+    log.Log("a line that is longer than sixteen bytes\n");
+    log.SeekToEnd();
+    EXPECT_EQ(log.ReadPreviousLine(buffer, sizeof buffer), nullptr);
+    // Appending after reading still goes to the end.
+    log.SeekToStart();
+    log.Log("four\n");
+    EXPECT_EQ(box.ReadFile(Day(3)).substr(box.ReadFile(Day(3)).size() - 5), "four\n");
+
+    // An empty day and a missing one.
+    box.WriteFile("/var/log/oxgw/eventLog_empty_260203.txt", "");
+    EventLog empty(clock);
+    ASSERT_TRUE(empty.OpenForRead("empty", 2026, 2, 3));
+    empty.SeekToEnd();
+    EXPECT_EQ(empty.ReadPreviousLine(buffer, sizeof buffer), nullptr);
+    EXPECT_FALSE(empty.ReadNextLine(line));
+    EventLog missing(clock);
+    EXPECT_FALSE(missing.OpenForRead("4711", 2026, 1, 1));
+    EXPECT_FALSE(box.Exists("/var/log/oxgw/eventLog_4711_260101.txt"));
+}
+
+TEST_F(EventLogTest, TimeAndServerStateMessages) {
+    ACE_Date_Time date(ACE_Time_Value(Noon(2026, 2, 3)));
+    std::ostringstream plain, timed;
+    OxTimeMsg_ToXml(plain, &date, false);
+    OxTimeMsg_ToXml(timed, &date, true);
+    EXPECT_EQ(plain.str(), "<Time year=\"2026\" month=\"2\" day=\"3\"/>");
+    EXPECT_EQ(timed.str(),
+              "<Time year=\"2026\" month=\"2\" day=\"3\" hour=\"12\" min=\"0\" sec=\"0\"/>");
+    std::ostringstream state;
+    OxHistoricServerStateMsg_ToXml(state, SS_STOPPED);
+    EXPECT_EQ(state.str().rfind("<Message><HistoricServerState state=\"Stopped\"><Time year=\"", 0),
+              0u);
+    const std::string tail = "\"/></HistoricServerState></Message>";
+    ASSERT_GT(state.str().size(), tail.size());
+    EXPECT_EQ(state.str().substr(state.str().size() - tail.size()), tail);
+}
+
+TEST_F(EventLogTest, RetentionByAgeAndBySize) {
+    const std::string dir = box.Path("/var/retention/");
+    box.MakeDir("/var/retention");
+    box.WriteFile("/var/retention/thirty", "a");
+    box.WriteFile("/var/retention/thirtyone", "b");
+    SetAge(dir + "thirty", 30);
+    SetAge(dir + "thirtyone", 31);
+    DeleteFiles job;
+    std::string path = dir;
+    ASSERT_TRUE(job.Run(path, DeleteFilesArg::AGE, 30));
+    ASSERT_TRUE(WaitIdle(job));
+    EXPECT_TRUE(box.Exists("/var/retention/thirty"));
+    EXPECT_FALSE(box.Exists("/var/retention/thirtyone"));
+
+    // Two files of 400 kBytes, limit 500: the older goes, the loop ends.
+    box.WriteFile("/var/retention/old", std::string(400 * 1024, 'o'));
+    box.WriteFile("/var/retention/new", std::string(400 * 1024, 'n'));
+    SetAge(dir + "old", 2);
+    SetAge(dir + "new", 1);
+    SetAge(dir + "thirty", 1);
+    ASSERT_TRUE(job.Run(path, DeleteFilesArg::SIZE, 500));
+    ASSERT_TRUE(WaitIdle(job));
+    EXPECT_FALSE(box.Exists("/var/retention/old"));
+    EXPECT_TRUE(box.Exists("/var/retention/new"));
+    EXPECT_TRUE(box.Exists("/var/retention/thirty"));
+
+    // The newest file survives alone above the limit.
+    box.WriteFile("/var/retention/huge", std::string(700 * 1024, 'h'));
+    ASSERT_TRUE(job.Run(path, DeleteFilesArg::SIZE, 500));
+    ASSERT_TRUE(WaitIdle(job));
+    EXPECT_TRUE(box.Exists("/var/retention/huge"));
+    EXPECT_FALSE(box.Exists("/var/retention/new"));
+    EXPECT_FALSE(box.Exists("/var/retention/thirty"));
+
+    // A missing directory is done at once.
+    std::string nowhere = box.Path("/nowhere/");
+    ASSERT_TRUE(job.Run(nowhere, DeleteFilesArg::SIZE, 1));
+    EXPECT_TRUE(WaitIdle(job));
+}
+
+TEST_F(EventLogTest, RetentionRunsAtOpenAndAgainAtTheChangeOfDay) {
+    box.MakeDir("/var/log/oxgw");
+    const std::string dir = box.Path("/var/log/oxgw/");
+    box.WriteFile("/var/log/oxgw/eventLog_1_250101.txt", std::string(300 * 1024, 'a'));
+    box.WriteFile("/var/log/oxgw/eventLog_1_250102.txt", std::string(300 * 1024, 'b'));
+    SetAge(dir + "eventLog_1_250101.txt", 20);
+    SetAge(dir + "eventLog_1_250102.txt", 19);
+    {
+        EventLog log(clock);
+        log.Open("4711");
+        log.Log("<a/>\n");
+        // The job of the constructor has trimmed the oldest file.
+        for (int i = 0; i < 500 && box.Exists("/var/log/oxgw/eventLog_1_250101.txt"); ++i)
+            std::this_thread::sleep_for(std::chrono::milliseconds(10));
+        EXPECT_FALSE(box.Exists("/var/log/oxgw/eventLog_1_250101.txt"));
+        EXPECT_TRUE(box.Exists("/var/log/oxgw/eventLog_1_250102.txt"));
+
+        // Another old file; the first entry after midnight starts the job again.
+        box.WriteFile("/var/log/oxgw/eventLog_1_250103.txt", std::string(300 * 1024, 'c'));
+        SetAge(dir + "eventLog_1_250103.txt", 18);
+        clock.now = Noon(2026, 2, 4);
+        log.Log("<b/>\n");
+        for (int i = 0; i < 500 && box.Exists("/var/log/oxgw/eventLog_1_250102.txt"); ++i)
+            std::this_thread::sleep_for(std::chrono::milliseconds(10));
+        EXPECT_FALSE(box.Exists("/var/log/oxgw/eventLog_1_250102.txt"));
+    }
+    EXPECT_EQ(box.ReadFile(Day(4)), "<b/>\n");
+}
+
+}  // namespace

@@ -119,9 +119,8 @@ void OXStatusVisitor::Visit(OXComplexObject* object) {
                className == "Setter" || className == "DigitalOutput") {
         if (!filter.outputDevices)
             return;
-        // The element name runs into "id" without a blank: that is the
-        // report's form for these classes, kept as it is.
-        status << "<" << className << "id=\"" << id << "\" val=\"" << DeviceValue(*object, "Value")
+        // The class name is the element name, like the fixed ones above.
+        status << "<" << className << " id=\"" << id << "\" val=\"" << DeviceValue(*object, "Value")
                << "\" ";
         if (filter.definitions)
             AddObjectDefs(*object);

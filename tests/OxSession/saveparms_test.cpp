@@ -1,0 +1,103 @@
+// Parameter files: a world of parameters built from controller texts, saved
+// to a real file and compared line by line; the checksum checker and the
+// tokenizer that restoring rests on.
+#include "oxcommandparser.h"
+#include "oxsaveparmsvisitor.h"
+#include "sandbox.h"
+
+#include <gtest/gtest.h>
+
+#include <string>
+#include <vector>
+
+namespace {
+
+void Feed(OXCommandParser& parser, const std::vector<std::string>& texts) {
+    for (const std::string& text : texts) {
+        std::vector<char> buffer(text.begin(), text.end());
+        buffer.push_back('\0');
+        ASSERT_EQ(parser.Parse(buffer.data()), 0) << text << ": " << parser.GetErrorStr();
+    }
+}
+
+TEST(SaveParms, WritesNumberAndEnumParametersWithChecksum) {
+    OXCommandParser parser;
+    ASSERT_TRUE(parser.Create(nullptr));
+    Feed(parser, {
+                     "class Object { const number Id; };",
+                     "enum Mode { \"Manual\"=0, \"Auto\"=1, \"Service\"=2, };",
+                     "class NumParameter : Object { number Section; string Name; string Unit; "
+                     "number Value : Unit * 1 / 10; number Default : Unit * 1 / 10; };",
+                     "class RawParameter : Object { string Name; string Unit; number Value; number "
+                     "Default; };",
+                     "class SetParameter : Object { number Section; string Name; Mode Value; Mode "
+                     "Default; };",
+                     "class Motor : Object { number Value; };",
+                     "new NumParameter(2001, 3, \"Tank temperature\", \"C\", 125, 100);",
+                     "new NumParameter(2002, 0, \"Level\", \"mm\", -5, -5);",
+                     "new SetParameter(2003, 1, \"Mode\", 1, 0);",
+                     "new SetParameter(2004, 0, \"Start\", 2, 2);",
+                     "new Motor(2005, 7);",
+                     "class NumParameterBig : NumParameter { };",
+                     "new NumParameter(2006, 0, \"Big\", \"\", 1234567890123, 0);",
+                 });
+    Sandbox box;
+    std::string path = box.Path("/save.hmp");
+    double checksum;
+    {
+        OXSaveParmsVisitor visitor(path.c_str());
+        parser.VisitObjects(visitor);
+        checksum = visitor.GetChecksum();
+    }
+    const std::string expected =
+        "#HMP Version 1.0\n"
+        "2001,125, # S3 -> Tank temperature (1/10 C)  [Def: 10]\n"
+        "2002,-5, # Level (1/10 mm) \n"
+        "2003,1, # S1 -> Mode (Auto)  [Def: Manual (0)]\n"
+        "2004,2, # Start (Service) \n"
+        "2006,1234567890123, # Big (1/10 )  [Def: 0]\n"
+        "#Checksum: 1234567900262\n";
+    EXPECT_EQ(box.ReadFile("/save.hmp"), expected);
+    EXPECT_DOUBLE_EQ(checksum,
+                     2001 + 125 + 2002 - 5 + 2003 + 1 + 2004 + 2 + 2006 + 1234567890123.0);
+
+    // What was written passes the check and becomes the restore arguments.
+    HMParCheckSumChecker checker(expected);
+    EXPECT_TRUE(checker.valid);
+    EXPECT_EQ(checker.major, 1);
+    EXPECT_EQ(checker.minor, 0);
+    EXPECT_EQ(checker.commands, "2001,125,2002,-5,2003,1,2004,2,2006,1234567890123,");
+}
+
+TEST(SaveParms, ChecksumCheckerBoundariesAndBadFiles) {
+    auto valid = [](const std::string& text) { return HMParCheckSumChecker(text).valid; };
+    // Sum of the data lines: 10 + 90 = 100.
+    const std::string data = "#HMP Version 1.0\n10,90, # comment 5,6 (1/10 C)\n";
+    EXPECT_TRUE(valid(data + "#Checksum: 100.0099\n"));
+    EXPECT_TRUE(valid(data + "#Checksum: 99.9901\n"));
+    EXPECT_FALSE(valid(data + "#Checksum: 100.01\n"));
+    EXPECT_FALSE(valid(data + "#Checksum: 99.99\n"));
+    EXPECT_FALSE(valid(data));  // no checksum line
+    EXPECT_FALSE(valid(data + "#Checksum: nan\n"));
+    // Lines after the checksum are not read; rounding goes to the machine.
+    HMParCheckSumChecker checker(data + "  10.6 , 3.4\n#Checksum: 114\n7,7,\n");
+    EXPECT_TRUE(checker.valid);
+    EXPECT_EQ(checker.commands, "10,90,11,3,");
+    EXPECT_DOUBLE_EQ(checker.fileChecksum, 114);
+    EXPECT_FALSE(valid("garbage\n\n#Checksum: 1\n"));
+    EXPECT_TRUE(valid("garbage\n\n#Checksum: 0\n"));
+}
+
+TEST(SaveParms, TokenizeLeavesOutEmptyPieces) {
+    std::vector<std::string> tokens;
+    HMTokenize("\n\na\nbb\n\nc", tokens, "\n");
+    EXPECT_EQ(tokens, (std::vector<std::string>{"a", "bb", "c"}));
+    tokens.clear();
+    HMTokenize("x, y;z", tokens, ",; ");
+    EXPECT_EQ(tokens, (std::vector<std::string>{"x", "y", "z"}));
+    tokens.clear();
+    HMTokenize("", tokens, "\n");
+    EXPECT_TRUE(tokens.empty());
+}
+
+}  // namespace

@@ -36,6 +36,10 @@ GatewayProcess::GatewayProcess(const std::string& root, const std::vector<std::s
         dup2(out, 1);
         dup2(err, 2);
         setenv("OXGW_ROOT", root.c_str(), 1);
+        // The stand-ins for the board's programs (saveparams, ...) come first.
+        std::string path = std::string(OXGW_SOURCE_DIR) + "/tools/board";
+        if (const char* old = getenv("PATH")) path += std::string(":") + old;
+        setenv("PATH", path.c_str(), 1);
         for (const auto& [k, v] : env)
             setenv(k.c_str(), v.c_str(), 1);
         std::vector<char*> argv;

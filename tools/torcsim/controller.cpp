@@ -115,6 +115,8 @@ Reply Controller::Exe(const ExeCall& call) {
             return SetMotor(call, *object);
         case 8:
             if (machine && call.method == 106) {
+                if (!call.args.empty())
+                    return Exc(id, EXC_BAD_ARGUMENTS, "the boot takes no arguments");
                 Reply r;
                 r.texts.push_back(Res(id));
                 r.restart = true;

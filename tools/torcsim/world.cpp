@@ -97,8 +97,7 @@ bool NeedsBlank(const Token& prev, const Token& cur) {
 
 class Parser {
   public:
-    Parser(const std::vector<Token>& tokens, const std::string& name)
-        : tokens_(tokens), name_(name) {}
+    explicit Parser(const std::vector<Token>& tokens) : tokens_(tokens) {}
 
     bool AtEnd() const { return Peek().kind == Token::End; }
     size_t Position() const { return pos_; }
@@ -391,7 +390,6 @@ class Parser {
 
   private:
     const std::vector<Token>& tokens_;
-    std::string name_;
     size_t pos_ = 0;
     std::string error_;
     int errorLine_ = 0;
@@ -536,7 +534,7 @@ bool ParseValue(const std::string& text, Value& out, std::string& error) {
             return false;
         }
     }
-    Parser parser(tokens, "value");
+    Parser parser(tokens);
     out = Value();
     if (!parser.Expression(out)) {
         error = parser.Error();
@@ -603,7 +601,7 @@ bool World::LoadText(const std::string& text, const std::string& name, std::stri
         }
     }
 
-    Parser parser(tokens, name);
+    Parser parser(tokens);
     bool rightsDefined = false;
     while (!parser.AtEnd()) {
         size_t start = parser.Position();

@@ -1,0 +1,567 @@
+// The machine controller simulator, run as the real build/torcsim binary on a
+// loopback address of its own; the test plays the gateway over a real socket
+// and reads every text it gets with the gateway's own command parser.
+#include "fakecontroller.h"
+#include "gatewayprocess.h"
+#include "oxcommandparser.h"
+#include "sandbox.h"
+
+#include <gtest/gtest.h>
+
+#include <arpa/inet.h>
+#include <chrono>
+#include <netinet/in.h>
+#include <poll.h>
+#include <random>
+#include <regex>
+#include <set>
+#include <sys/socket.h>
+#include <thread>
+#include <unistd.h>
+
+namespace {
+
+using ::testing::internal::CaptureStdout;
+using ::testing::internal::GetCapturedStdout;
+
+constexpr int kWaitMs = 15000;
+
+std::string WorldPath() {
+    return std::string(OXGW_SOURCE_DIR) + "/tools/torcsim/worlds/line.oxw";
+}
+std::string TorcsimPath() {
+    return std::string(OXGW_BUILD_DIR) + "/torcsim";
+}
+
+// The gateway's end of the link.
+class Link {
+  public:
+    ~Link() { Close(); }
+    bool Connect(const std::string& ip, int port) {
+        Close();
+        fd_ = socket(AF_INET, SOCK_STREAM, 0);
+        sockaddr_in addr{};
+        addr.sin_family = AF_INET;
+        addr.sin_port = htons(static_cast<uint16_t>(port));
+        inet_pton(AF_INET, ip.c_str(), &addr.sin_addr);
+        pending_.clear();
+        return connect(fd_, reinterpret_cast<sockaddr*>(&addr), sizeof addr) == 0;
+    }
+    void Close() {
+        if (fd_ >= 0)
+            close(fd_);
+        fd_ = -1;
+    }
+    bool SendRaw(const std::string& bytes) {
+        size_t done = 0;
+        while (done < bytes.size()) {
+            ssize_t n = send(fd_, bytes.data() + done, bytes.size() - done, MSG_NOSIGNAL);
+            if (n <= 0)
+                return false;
+            done += static_cast<size_t>(n);
+        }
+        return true;
+    }
+    bool Send(const std::string& text) { return SendRaw(text + std::string(1, '\0')); }
+    // One text; false on timeout or when the simulator closed the link.
+    bool Read(std::string& text, int timeoutMs = kWaitMs) {
+        auto deadline = std::chrono::steady_clock::now() + std::chrono::milliseconds(timeoutMs);
+        for (;;) {
+            size_t zero = pending_.find('\0');
+            if (zero != std::string::npos) {
+                text = pending_.substr(0, zero);
+                pending_.erase(0, zero + 1);
+                return true;
+            }
+            if (!Fill(deadline))
+                return false;
+        }
+    }
+    // Texts up to and including the first that starts with prefix.
+    bool ReadUntil(const std::string& prefix, std::vector<std::string>& texts) {
+        std::string t;
+        while (Read(t)) {
+            texts.push_back(t);
+            if (t.compare(0, prefix.size(), prefix) == 0)
+                return true;
+        }
+        return false;
+    }
+    bool WaitForClose() {
+        auto deadline = std::chrono::steady_clock::now() + std::chrono::milliseconds(kWaitMs);
+        while (Fill(deadline)) {
+        }
+        return closed_;
+    }
+    const std::string& Unread() const { return pending_; }
+
+  private:
+    bool Fill(std::chrono::steady_clock::time_point deadline) {
+        closed_ = false;
+        int left = static_cast<int>(std::chrono::duration_cast<std::chrono::milliseconds>(
+                                        deadline - std::chrono::steady_clock::now())
+                                        .count());
+        pollfd p{fd_, POLLIN, 0};
+        if (fd_ < 0 || left <= 0 || poll(&p, 1, left) <= 0)
+            return false;
+        char buffer[65536];
+        ssize_t n = recv(fd_, buffer, sizeof buffer, 0);
+        if (n <= 0) {
+            closed_ = true;
+            return false;
+        }
+        pending_.append(buffer, static_cast<size_t>(n));
+        return true;
+    }
+
+    int fd_ = -1;
+    std::string pending_;
+    bool closed_ = false;
+};
+
+// Feeds texts to the gateway's parser, in order, as the link would.
+class GatewayParser {
+  public:
+    GatewayParser() { EXPECT_TRUE(parser_.Create(nullptr)); }
+    // Empty when the text is good, otherwise what the parser said.
+    std::string Check(const std::string& text) {
+        std::vector<char> buffer(text.begin(), text.end());
+        buffer.push_back('\0');
+        CaptureStdout();
+        int result = parser_.Parse(buffer.data());
+        std::string printed = GetCapturedStdout();
+        if (result != 0)
+            return std::string("rejected: ") + parser_.GetErrorStr();
+        if (printed.find("invalid character") != std::string::npos ||
+            printed.find("number too big") != std::string::npos)
+            return "lexer: " + printed;
+        return std::string();
+    }
+    // The gateway empties its store before it asks for a complete transfer.
+    void Reset() { parser_.Reset(); }
+    void CheckAll(const std::vector<std::string>& texts) {
+        for (const std::string& t : texts)
+            EXPECT_EQ("", Check(t)) << t;
+    }
+
+  private:
+    OXCommandParser parser_;
+};
+
+// The values between the outer brackets of a text, split at the commas that
+// are not inside strings or nested brackets.
+std::vector<std::string> Values(const std::string& text) {
+    std::vector<std::string> out;
+    size_t open = text.find('(');
+    size_t close = text.rfind(')');
+    if (open == std::string::npos || close == std::string::npos || close < open)
+        return out;
+    std::string current;
+    int depth = 0;
+    bool quoted = false;
+    for (size_t i = open + 1; i < close; ++i) {
+        char c = text[i];
+        if (c == '"')
+            quoted = !quoted;
+        if (!quoted && c == '(')
+            ++depth;
+        if (!quoted && c == ')')
+            --depth;
+        if (!quoted && depth == 0 && c == ',') {
+            out.push_back(current);
+            current.clear();
+            continue;
+        }
+        if (!(current.empty() && c == ' '))
+            current += c;
+    }
+    out.push_back(current);
+    return out;
+}
+
+const std::string* FindNew(const std::vector<std::string>& texts, long id) {
+    std::regex head("^new [A-Za-z_<>, ]+\\(" + std::to_string(id) + ",");
+    for (const std::string& t : texts)
+        if (std::regex_search(t, head))
+            return &t;
+    return nullptr;
+}
+
+class TorcsimTest : public ::testing::Test {
+  protected:
+    std::unique_ptr<GatewayProcess> Start(const std::vector<std::string>& extra = {}) {
+        ip_ = UniqueLoopbackIp();
+        std::vector<std::string> args = {"--address", ip_, "--port", "1", "--world", WorldPath()};
+        args.insert(args.end(), extra.begin(), extra.end());
+        auto sim = std::make_unique<GatewayProcess>(
+            box_.Root(), args, std::map<std::string, std::string>{}, TorcsimPath());
+        EXPECT_TRUE(sim->WaitForStdout("torcsim: listening on " + ip_ + ":2001", kWaitMs))
+            << sim->Stdout() << sim->Stderr();
+        return sim;
+    }
+
+    bool Connect() { return link_.Connect(ip_, 2001); }
+
+    // The gateway's start conversation. Keeps the texts of the world transfer.
+    void StartConversation() {
+        transfer_.clear();
+        gateway_.Reset();
+        ASSERT_TRUE(link_.Send("exe 1 $ 100.101 (-1);"));
+        ASSERT_TRUE(link_.ReadUntil("res ", transfer_));
+        ASSERT_EQ("res 1 : 0;", transfer_.back());
+        gateway_.CheckAll(transfer_);
+        transfer_.pop_back();
+
+        ASSERT_TRUE(link_.Send("exe 11 $ 100.109();"));
+        std::string t;
+        ASSERT_TRUE(link_.Read(t));
+        std::smatch m;
+        ASSERT_TRUE(std::regex_match(t, m, std::regex("res 11 : (\\d+);"))) << t;
+        EXPECT_GT(std::stod(m[1]), 1.6e9) << "the machine's time in seconds";
+        EXPECT_EQ("", gateway_.Check(t));
+
+        ASSERT_TRUE(link_.Send("exe 2  $   100 . 102 (5);"));
+        ASSERT_TRUE(link_.Read(t));
+        EXPECT_EQ("res 2 : 0;", t);
+        EXPECT_EQ("", gateway_.Check(t));
+    }
+
+    size_t NewCount() const {
+        size_t n = 0;
+        for (const std::string& t : transfer_)
+            n += t.compare(0, 4, "new ") == 0 ? 1 : 0;
+        return n;
+    }
+
+    // Sends an exe and reads the answers up to its res or exc.
+    std::vector<std::string> Call(const std::string& exe) {
+        std::vector<std::string> texts;
+        EXPECT_TRUE(link_.Send(exe));
+        std::string t;
+        while (link_.Read(t)) {
+            texts.push_back(t);
+            EXPECT_EQ("", gateway_.Check(t)) << t;
+            if (t.compare(0, 4, "res ") == 0 || t.compare(0, 4, "exc ") == 0)
+                break;
+        }
+        return texts;
+    }
+
+    Sandbox box_;
+    std::string ip_;
+    Link link_;
+    GatewayParser gateway_;
+    std::vector<std::string> transfer_;
+};
+
+TEST_F(TorcsimTest, SampleWorldIsTransferredInAFormTheGatewayReads) {
+    auto sim = Start();
+    ASSERT_TRUE(Connect());
+    ASSERT_NO_FATAL_FAILURE(StartConversation());
+
+    std::regex classHead("^class ([A-Za-z_]\\w*)");
+    std::regex enumHead("^enum ([A-Za-z_]\\w*)");
+    std::regex newHead("^new ([A-Za-z_]\\w*)[^(]*\\((-?\\d+),");
+    std::set<std::string> classes, enums;
+    std::set<long> ids;
+    size_t rightsAt = transfer_.size(), firstRightUse = transfer_.size();
+    for (size_t i = 0; i < transfer_.size(); ++i) {
+        const std::string& t = transfer_[i];
+        std::smatch m;
+        if (std::regex_search(t, m, classHead)) {
+            EXPECT_TRUE(classes.insert(m[1]).second) << "defined twice: " << t;
+            if (t.find("! AR_") != std::string::npos && firstRightUse == transfer_.size())
+                firstRightUse = i;
+        } else if (std::regex_search(t, m, enumHead)) {
+            EXPECT_TRUE(enums.insert(m[1]).second) << "defined twice: " << t;
+            if (m[1] == "tagAccessRight")
+                rightsAt = i;
+        } else if (std::regex_search(t, m, newHead)) {
+            EXPECT_TRUE(classes.count(m[1])) << "class not defined before: " << t;
+            long id = std::stol(m[2]);
+            // Every reference names an object that the gateway already has.
+            std::regex ref("@(-?\\d+)");
+            for (std::sregex_iterator r(t.begin(), t.end(), ref), end; r != end; ++r)
+                EXPECT_TRUE(ids.count(std::stol((*r)[1]))) << t;
+            EXPECT_TRUE(ids.insert(id).second) << "object number used twice: " << t;
+        } else {
+            ADD_FAILURE() << "unexpected text in the transfer: " << t;
+        }
+    }
+    EXPECT_LT(rightsAt, firstRightUse) << "tagAccessRight must come before the rights it names";
+    for (const char* name :
+         {"Object",       "Exception",   "Alarm",       "Group",         "SetParameter",
+          "NumParameter", "Temperature", "CondProbe",   "Sensor",        "Dose",
+          "Heater",       "Indicator",   "Setter",      "DigitalOutput", "Motor",
+          "Function",     "FunctionNum", "FunctionAct", "Media",         "Link"})
+        EXPECT_TRUE(classes.count(name)) << name;
+    for (long id : {100L, 124L, 125L, 134L, 401L})
+        EXPECT_TRUE(ids.count(id)) << id;
+
+    // The names the gateway reads from objects are in the definitions.
+    auto definition = [&](const std::string& name) {
+        for (const std::string& t : transfer_)
+            if (t.compare(0, 6 + name.size() + 1, "class " + name + " ") == 0 ||
+                t.compare(0, 6 + name.size() + 1, "class " + name + "<") == 0)
+                return t;
+        return std::string();
+    };
+    for (const char* attr : {"Id", "Name", "Parent", "Section", "ReadAccess", "WriteAccess"})
+        EXPECT_NE(std::string::npos, definition("Object").find(std::string(" ") + attr + ";"))
+            << attr;
+    for (const char* attr : {"ObjectCount", "AlarmType", "Priority", "Text", "Owner", "ReplyIdList",
+                             "ReplyStringList", "ReplyObjectList"})
+        EXPECT_NE(std::string::npos, definition("Alarm").find(std::string(" ") + attr + ";"))
+            << attr;
+
+    // The object count the machine announces is the number of objects sent.
+    std::vector<std::string> answer = Call("exe 9 $ 100.204;");
+    ASSERT_EQ(2u, answer.size());
+    EXPECT_EQ("upd 100 (" + std::to_string(NewCount()) + ");", answer[0]);
+    EXPECT_EQ("res 9 : 0;", answer[1]);
+
+    // Each text is one line of the simulator's output, the direction in front.
+    EXPECT_EQ(1, sim->CountStdout("\n<- exe 1 $ 100.101 (-1);\n"));
+    EXPECT_EQ(1, sim->CountStdout("\n-> res 1 : 0;\n"));
+    EXPECT_EQ(1, sim->CountStdout("\n-> " + transfer_[0] + "\n"));
+}
+
+TEST_F(TorcsimTest, ParameterChangesComeBackAsUpdatesAndErrorsAsExceptions) {
+    auto sim = Start();
+    ASSERT_TRUE(Connect());
+    ASSERT_NO_FATAL_FAILURE(StartConversation());
+
+    // A temperature in tenths of a degree: 29.5 is stored as 295.
+    EXPECT_EQ((std::vector<std::string>{"upd 2101 (1, 295);", "res 5 : 0;"}),
+              Call("exe 5 $2101.201(29.5);"));
+    // An enumeration takes its values only.
+    EXPECT_EQ((std::vector<std::string>{"upd 2301 (1, 3);", "res 5 : 0;"}),
+              Call("exe 5 $2301.201(3);"));
+
+    struct Case {
+        const char* exe;
+        const char* answer;  // start of the exc
+    } refused[] = {
+        {"exe 5 $2101.201(35.1);", "exc 5 : (4, "},   // above the maximum 35.0
+        {"exe 5 $2301.201(4);", "exc 5 : (4, "},      // no value of the enumeration
+        {"exe 5 $2101.201();", "exc 5 : (3, "},       // no value
+        {"exe 5 $2101.201(1e400);", "exc 5 : (3, "},  // no finite number
+        {"exe 5 $134.201(1);", "exc 5 : (2, "},       // the system state has no function 201
+        {"exe 5 $777.201(1);", "exc 5 : (1, "},       // no such object
+        {"exe 77 $ 100.100();", "exc 77 : (5, "},     // an exe the machine does not know
+        {"exe 1 $ 100.100();", "exc 1 : (5, "},       // exe 1 is no reset
+        {"exe 12 $ abc;", "exc 12 : (6, "},           // malformed
+        {"exe 1002l 100.105(2101, 30, 2102, 99);", "exc 1002 : (4, "},
+    };
+    for (const Case& c : refused) {
+        std::vector<std::string> answer = Call(c.exe);
+        ASSERT_EQ(1u, answer.size()) << c.exe;
+        EXPECT_EQ(0u, answer[0].find(c.answer)) << c.exe << " -> " << answer[0];
+    }
+
+    // The refused dataset wrote nothing, not even its good first pair; the
+    // next transfer carries what was changed.
+    gateway_.Reset();
+    std::vector<std::string> texts = Call("exe 1 $ 100.101 (-1);");
+    const std::string* p2101 = FindNew(texts, 2101);
+    const std::string* p2301 = FindNew(texts, 2301);
+    ASSERT_NE(nullptr, p2101);
+    ASSERT_NE(nullptr, p2301);
+    EXPECT_EQ("295", Values(*p2101)[8]) << *p2101;
+    EXPECT_EQ("3", Values(*p2301)[8]) << *p2301;
+}
+
+TEST_F(TorcsimTest, OutputsMotorsOverridesFunctionsAlarmsAndBoot) {
+    auto sim = Start();
+    ASSERT_TRUE(Connect());
+    ASSERT_NO_FATAL_FAILURE(StartConversation());
+    size_t objects = NewCount();
+
+    // Outputs come without brackets; 202 switches off.
+    EXPECT_EQ((std::vector<std::string>{"upd 4301 (0, 0);", "res 6 : 0;"}),
+              Call("exe 6 $4301.202;"));
+    EXPECT_EQ((std::vector<std::string>{"upd 4001 (0, 40);", "res 7 : 0;"}),
+              Call("exe 7 $4001.201(40);"));
+    EXPECT_EQ((std::vector<std::string>{"upd 4001 (0, 0);", "res 7 : 0;"}),
+              Call("exe 7 $4001.202;"));
+    EXPECT_EQ((std::vector<std::string>{"upd 3102 (2, 900);", "res 8 : 0;"}),
+              Call("exe 8 $3102.201(900);"));
+    EXPECT_EQ((std::vector<std::string>{"upd 3102 (0, 900);", "res 8 : 0;"}),
+              Call("exe 8 $3102.203(0);"));
+    EXPECT_EQ((std::vector<std::string>{"upd 6001 (1, 1, \"Running\", 0, 0);", "res 101 : 0;"}),
+              Call("exe 101 $6001.100(-1);"));
+
+    // A reply the alarm offers answers it, and it goes with the new count.
+    std::vector<std::string> wrongReply = Call("exe 102 $9001.100(9);");
+    ASSERT_EQ(1u, wrongReply.size());
+    EXPECT_EQ(0u, wrongReply[0].find("exc 102 : (4, "));
+    std::vector<std::string> reply = Call("exe 102 $9001.100(1);");
+    ASSERT_EQ(2u, reply.size());
+    EXPECT_EQ(0u, reply[0].find("del 9001 (" + std::to_string(objects - 1) + ", ")) << reply[0];
+    EXPECT_EQ("res 102 : 0;", reply[1]);
+
+    // Restore: values in the machine's own scale, shown after the boot.
+    EXPECT_EQ((std::vector<std::string>{"res 1000 : 0;"}), Call("exe 1000l $ 100.110 (1);"));
+    EXPECT_EQ((std::vector<std::string>{"res 1001 : 0;"}),
+              Call("exe 1001l $ 100.107 (2101,300,2301,1,);"));
+    EXPECT_EQ((std::vector<std::string>{"res 8 : 0;"}), Call("exe 8 $ 100.106();"));
+    EXPECT_TRUE(link_.WaitForClose()) << "the machine restarts";
+
+    ASSERT_TRUE(Connect());
+    ASSERT_NO_FATAL_FAILURE(StartConversation());
+    EXPECT_EQ(objects - 1, NewCount()) << "the answered alarm stays away";
+    ASSERT_NE(nullptr, FindNew(transfer_, 2101));
+    EXPECT_EQ("300", Values(*FindNew(transfer_, 2101))[8]);
+    EXPECT_EQ("1", Values(*FindNew(transfer_, 2301))[8]);
+    EXPECT_EQ(nullptr, FindNew(transfer_, 9001));
+}
+
+TEST_F(TorcsimTest, ScriptedActionsArriveAsCommands) {
+    box_.WriteFile("/run.oxs",
+                   "# drive the line\n"
+                   "timeout 20000\n"
+                   "wait attached\n"
+                   "set 3102 Value 301\n"
+                   "raise 9002\n"
+                   "set 2101 Minimum 1\n"
+                   "clear 9002\n"
+                   "wait recv exe 9 $ 4001\n"
+                   "update 134\n"
+                   "drop\n"
+                   "wait attached\n"
+                   "quit 7\n");
+    auto sim = Start({"--script", box_.Path("/run.oxs")});
+    ASSERT_TRUE(Connect());
+    ASSERT_NO_FATAL_FAILURE(StartConversation());
+    size_t objects = NewCount();
+
+    std::string t;
+    ASSERT_TRUE(link_.Read(t));
+    EXPECT_EQ("upd 3102 (0, 301);", t);
+    EXPECT_EQ("", gateway_.Check(t));
+    ASSERT_TRUE(link_.Read(t));
+    ASSERT_EQ(0u, t.find("new Alarm(9002, ")) << t;
+    EXPECT_EQ(std::to_string(objects + 1), Values(t)[7]) << "the alarm announces the new count";
+    EXPECT_EQ("", gateway_.Check(t));
+    // The constant minimum cannot go by upd: the script says so and goes on.
+    ASSERT_TRUE(link_.Read(t));
+    EXPECT_EQ(0u, t.find("del 9002 (" + std::to_string(objects) + ", ")) << t;
+    EXPECT_EQ("", gateway_.Check(t));
+    EXPECT_TRUE(sim->WaitForStdout("script: line 6: attribute Minimum is constant", kWaitMs));
+
+    std::vector<std::string> texts;
+    ASSERT_TRUE(link_.Send("exe 9 $ 4001.204;"));
+    ASSERT_TRUE(link_.ReadUntil("upd 134 ", texts));
+    EXPECT_EQ((std::vector<std::string>{"upd 4001 (0, 25);", "res 9 : 0;", "upd 134 (2);"}), texts);
+    EXPECT_TRUE(link_.WaitForClose()) << "the script drops the link";
+
+    ASSERT_TRUE(Connect());
+    ASSERT_NO_FATAL_FAILURE(StartConversation());
+    EXPECT_EQ(objects, NewCount());
+    ASSERT_NE(nullptr, FindNew(transfer_, 3102));
+    EXPECT_EQ("301", Values(*FindNew(transfer_, 3102)).back());
+    EXPECT_TRUE(link_.WaitForClose());
+    EXPECT_EQ(7, sim->Wait(kWaitMs));
+}
+
+TEST_F(TorcsimTest, ScriptWaitEndsTheRunWhenItsTimeIsOver) {
+    box_.WriteFile("/wait.oxs", "timeout 200\nwait connected\necho never\n");
+    auto sim = Start({"--script", box_.Path("/wait.oxs")});
+    EXPECT_EQ(3, sim->Wait(kWaitMs));
+    EXPECT_NE(std::string::npos, sim->Stdout().find("script: line 2: wait timed out"));
+    EXPECT_EQ(std::string::npos, sim->Stdout().find("\nnever\n"));
+}
+
+TEST_F(TorcsimTest, HostileInputNeitherCrashesNorStopsTheAnswers) {
+    auto sim = Start();
+    ASSERT_TRUE(Connect());
+    std::string junk;
+    std::mt19937 random(4711);
+    for (int i = 0; i < 300; ++i) {
+        size_t length = random() % 200;
+        for (size_t k = 0; k < length; ++k)
+            junk.push_back(static_cast<char>(1 + random() % 255));
+        junk.push_back('\0');
+    }
+    for (const char* text :
+         {"exe", "exe 99999999999999999999 $ 100.100();", "exe 5 $2101.201(nan);",
+          "exe 5 $2101.201(\"x);", "exe 5 $2101.201((((;", "exe 7 $4001.201(1e300);",
+          "exe 1001l 100.105(2101);", "exe 1001l 100.107(,,);", "exe 102 $9001.100(1, 2);",
+          "exe 8 $ 100.106(5, \"boot\")", "res 1 : 0;", ""})
+        junk += std::string(text) + std::string(1, '\0');
+    junk += std::string(2 << 20, 'x') + std::string(1, '\0');
+    ASSERT_TRUE(link_.SendRaw(junk));
+
+    std::vector<std::string> texts;
+    ASSERT_TRUE(link_.Send("exe 9 $ 100.204;"));
+    ASSERT_TRUE(link_.ReadUntil("upd 100 ", texts)) << sim->Stdout().substr(0, 2000);
+    ASSERT_TRUE(sim->Running());
+    for (const std::string& t : texts) {
+        EXPECT_TRUE(t.compare(0, 4, "exc ") == 0 || t.compare(0, 4, "upd ") == 0) << t;
+        EXPECT_EQ("", gateway_.Check(t)) << t;
+    }
+    EXPECT_NE(std::string::npos, sim->Stdout().find("passed over up to its zero byte"));
+
+    // A second connection takes over from the first.
+    Link second;
+    ASSERT_TRUE(second.Connect(ip_, 2001));
+    EXPECT_TRUE(link_.WaitForClose());
+    ASSERT_TRUE(second.Send("exe 4 $ 100.100();"));
+    std::string t;
+    ASSERT_TRUE(second.Read(t));
+    EXPECT_EQ("res 4 : 0;", t);
+}
+
+TEST_F(TorcsimTest, CheckReportsWhatIsWrongWithAWorld) {
+    auto check = [&](const std::string& world, int& code) {
+        box_.WriteFile("/bad.oxw", world);
+        GatewayProcess sim(box_.Root(), {"--check", "--world", box_.Path("/bad.oxw")}, {},
+                           TorcsimPath());
+        code = sim.Wait(kWaitMs);
+        return sim.Stderr();
+    };
+    const std::string base = "class Object { const number Id; const string Name; };\n";
+    struct Case {
+        std::string world;
+        const char* message;
+    } cases[] = {
+        {base + "class A : Object { number X }\n", "bad.oxw:2: expected ';' near '}'"},
+        {base + "new A(1, \"a\");\n", "bad.oxw:2: new of A, which is no class defined before"},
+        {base + "class A : Object { number X; };\nnew A(1, \"a\");\n",
+         "bad.oxw:3: A needs 3 values, 2 given"},
+        {base + "class A : Object { Object R; };\nnew A(1, \"a\", @7);\n",
+         "bad.oxw:3: reference @7 to an object not defined before"},
+        {base + "class A : Object { number X; };\nnew A(1, \"a\", 5);\n\nnew A(1, \"b\", 6);\n",
+         "bad.oxw:5: object number 1 is used twice"},
+        {base + "class A : Object { number X; };\nnew A(1, \"a\", \"five\");\n",
+         "value 3 (X) of A has the wrong kind"},
+        {base + "upd 1 (5);\n", "bad.oxw:2: a world holds class, enum and new commands only"},
+        {base + "class B { number X {0..1}; };\n", "bad.oxw:2: expected ';' near '{'"},
+        {"enum E { A=1, };\n", "bad.oxw:1: expected the text of an enum value"},
+        {"enum E { \"A\"=1 };\n", "bad.oxw:1: expected ','"},
+        {base + "\nnew Object(1, \"a\" ~);\n", "bad.oxw:3: invalid character 0x7e"},
+        {"class Exception { number Code; };\nclass Exception { string Text; };\n",
+         "bad.oxw:2: class Exception is defined twice"},
+    };
+    for (const Case& c : cases) {
+        int code = 0;
+        std::string errors = check(c.world, code);
+        EXPECT_EQ(2, code) << c.world;
+        EXPECT_NE(std::string::npos, errors.find(c.message)) << c.world << "\n" << errors;
+    }
+
+    // A world that works but lacks what the gateway relies on is warned about.
+    int code = 0;
+    std::string warnings = check(base + "new Object(5, \"x\");\n", code);
+    EXPECT_EQ(0, code) << warnings;
+    EXPECT_NE(std::string::npos, warnings.find("no enum tagAccessRight"));
+    EXPECT_NE(std::string::npos, warnings.find("no class Exception"));
+    EXPECT_NE(std::string::npos, warnings.find("no object announces ObjectCount"));
+
+    // The sample world is clean.
+    GatewayProcess sample(box_.Root(), {"--check", "--world", WorldPath()}, {}, TorcsimPath());
+    EXPECT_EQ(0, sample.Wait(kWaitMs));
+    EXPECT_EQ("", sample.Stderr());
+}
+
+}  // namespace

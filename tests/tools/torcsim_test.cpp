@@ -475,6 +475,9 @@ TEST_F(TorcsimTest, ScriptWaitEndsTheRunWhenItsTimeIsOver) {
 TEST_F(TorcsimTest, HostileInputNeitherCrashesNorStopsTheAnswers) {
     auto sim = Start();
     ASSERT_TRUE(Connect());
+    // The gateway's store holds the world, so that the answers can be checked
+    // as the gateway would execute them.
+    ASSERT_NO_FATAL_FAILURE(StartConversation());
     std::string junk;
     std::mt19937 random(4711);
     for (int i = 0; i < 300; ++i) {

@@ -30,6 +30,15 @@ tagExecuteResult CreateOfClass(const char* className, OXObject*& out, OXClassMan
     return declaration.CreateInstance(out, classes, objects, expression, SO_NO_STORE);
 }
 
+// A value made without storing is the command's own, but a reference gives
+// an object of the table, which the command must leave alone.
+bool IsTableObject(OXObjectManager& objects, const OXObject* object) {
+    if (object == nullptr)
+        return false;
+    long id = object->GetObjectId();
+    return id != 0 && objects.Lookup(id) == object;
+}
+
 }  // namespace
 
 // ------------------------------------------------------------ new
@@ -227,7 +236,8 @@ OXResultCommand::OXResultCommand(OXParserNodeManager* manager, OXParserNumber* e
 OXResultCommand::~OXResultCommand() {
     delete pExecuteId;
     delete pExpression;
-    delete pResultObject;
+    if (ownsResult)
+        delete pResultObject;
 }
 
 void OXResultCommand::Rollback() {
@@ -250,6 +260,7 @@ tagExecuteResult OXResultCommand::Execute(OXClassManager& classes, OXObjectManag
         // An unregistered result is expected to be a number.
         result = CreateOfClass("number", pResultObject, classes, objects, *pExpression);
     }
+    ownsResult = !IsTableObject(objects, pResultObject);
     return result;
 }
 
@@ -275,7 +286,8 @@ OXExceptionCommand::OXExceptionCommand(OXParserNodeManager* manager, OXParserNum
 OXExceptionCommand::~OXExceptionCommand() {
     delete pExecuteId;
     delete pExpression;
-    delete pExceptionObject;
+    if (ownsException)
+        delete pExceptionObject;
 }
 
 void OXExceptionCommand::Rollback() {
@@ -292,7 +304,9 @@ tagExecuteResult OXExceptionCommand::Execute(OXClassManager& classes, OXObjectMa
     executions.Remove(OXDoubleToLong(pExecuteId->GetValue()));
     // The class "Exception" comes from the controller; without it the
     // exception cannot be made (ER_UNKNOWN_CLASS).
-    return CreateOfClass("Exception", pExceptionObject, classes, objects, *pExpression);
+    result = CreateOfClass("Exception", pExceptionObject, classes, objects, *pExpression);
+    ownsException = !IsTableObject(objects, pExceptionObject);
+    return result;
 }
 
 void OXExceptionCommand::Notify(OXObjectHandler& handler) {

@@ -113,8 +113,9 @@ class OXResultCommand : public OXCommand {
   private:
     OXParserNumber* pExecuteId;
     OXExpression* pExpression;
-    // Owned.
+    // Owned, unless the result names an object of the table (a reference).
     OXObject* pResultObject = nullptr;
+    bool ownsResult = true;
 };
 
 // "exc executeId : value;"
@@ -135,6 +136,7 @@ class OXExceptionCommand : public OXCommand {
   private:
     OXParserNumber* pExecuteId;
     OXExpression* pExpression;
-    // Owned.
+    // Owned, unless the value names an object of the table (a reference).
     OXObject* pExceptionObject = nullptr;
+    bool ownsException = true;
 };

@@ -298,6 +298,13 @@ TEST_F(ScenarioTest, ResultsExceptionsAndExecutions) {
     EXPECT_EQ(Run("exc 8 : (3, \"broken\");"), "ok");
     EXPECT_EQ(handler.Take(), Calls{"exc 8 Exception broken"});
     RunAll({"class Motor : Object { number Speed; };", "new Motor(5, 1);"});
+    // A result or exception that names an object of the table leaves it there.
+    EXPECT_EQ(Run("res 9 : @5;"), "ok");
+    EXPECT_EQ(Run("exc 9 : @5;"), "ok");
+    handler.Take();
+    ASSERT_NE(Object(5), nullptr);
+    EXPECT_EQ(Run("upd 5 (2);"), "ok");
+    EXPECT_DOUBLE_EQ(Object(5)->GetNumber("Speed"), 2);
     EXPECT_EQ(Run("exe 1 $ 5.1();"), "Semantic Error: ER_INVALID_FUNCTION_ID");
     EXPECT_EQ(Run("exe 1 $ 6.1();"), "Semantic Error: ER_INVALID_OBJECT_ID");
     // The store's objects stay; no result made it into the table.

@@ -23,6 +23,10 @@ class OXAttribute {
     // nothing and gives ER_INVALID_EXPRESSION_TYPE.
     virtual tagExecuteResult SetObjValue(OXObject* value) = 0;
 
+    // The value, if this attribute destroys it with itself (a value without
+    // an object number); null for a value of the table or none.
+    OXObject* GetOwnedValue() const { return ownsValue ? GetAttrObject() : nullptr; }
+
     // Makes a new value from the expression and stores it.
     tagExecuteResult Update(OXClassManager& classes, OXObjectManager& objects,
                             const OXExpressionInterface& expression);

@@ -214,6 +214,17 @@ bool OXComplexObject::IsClass(const std::string& className) const {
     return pBase != nullptr && pBase->IsClass(className);
 }
 
+void OXComplexObject::ForgetReferencesTo(const OXObject& gone) {
+    for (OXAttribute* attribute : attributes) {
+        if (attribute->GetAttrObject() == &gone)
+            attribute->SetObjValue(nullptr);  // not owned: it has a number
+        else if (OXObject* owned = attribute->GetOwnedValue())
+            owned->ForgetReferencesTo(gone);
+    }
+    if (pBase != nullptr)
+        pBase->ForgetReferencesTo(gone);
+}
+
 void OXComplexObject::Add(OXAttribute& attribute) {
     attributes.push_back(&attribute);
     std::string_view name = attribute.GetAttrName();
@@ -286,6 +297,15 @@ void OXListObject::VisitElements(OXObjectVisitor& visitor) {
             element->Accept(visitor);
         else
             visitor.Visit(static_cast<OXComplexObject*>(nullptr));
+    }
+}
+
+void OXListObject::ForgetReferencesTo(const OXObject& gone) {
+    for (size_t i = 0; i < elements.size(); ++i) {
+        if (elements[i] == &gone)
+            elements[i] = nullptr;  // a null element, as the controller writes one
+        else if (owned[i] && elements[i] != nullptr)
+            elements[i]->ForgetReferencesTo(gone);
     }
 }
 

@@ -51,6 +51,10 @@ class OXObject : public Subject<OXObject> {
     virtual long GetAttributeCount() const { return 0; }
     virtual std::string AsString() const { return std::string(); }
     virtual bool IsClass(const std::string& className) const;
+    // Clears every attribute value and list element that points at gone, in
+    // this object and in the nested values it owns: an object of the table
+    // that is deleted must not be left behind as a dangling reference.
+    virtual void ForgetReferencesTo(const OXObject& /*gone*/) {}
 
     const std::string& GetClassName() const;
     const OXClassDeclInterface* GetClassDecl() const { return pClassDecl; }
@@ -91,6 +95,7 @@ class OXComplexObject : public OXObject {
     const OXFunctionDeclInterface* GetFunction(const std::string& name) const override;
     long GetAttributeCount() const override;
     bool IsClass(const std::string& className) const override;
+    void ForgetReferencesTo(const OXObject& gone) override;
 
     // Both take ownership.
     void Add(OXAttribute& attribute);
@@ -125,6 +130,7 @@ class OXListObject : public OXObject {
 
     void Accept(OXObjectVisitor& visitor) override;
     std::string AsString() const override { return "list"; }
+    void ForgetReferencesTo(const OXObject& gone) override;
     virtual void VisitElements(OXObjectVisitor& visitor);
 
     // Appends an element; null stands for a null entry. An element without an

@@ -47,6 +47,10 @@ void OXObjectManager::Remove(OXObject& object) {
     auto entry = objectMap.find(id);
     if (entry != objectMap.end() && entry->second == &object)
         objectMap.erase(entry);
+    // Objects of the table may point at the one that goes; it is destroyed
+    // after the observers have seen it, so they must not keep pointing.
+    for (OXObject* other : objects)
+        other->ForgetReferencesTo(object);
     NotifyDelete(object);
 }
 

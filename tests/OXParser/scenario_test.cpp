@@ -211,6 +211,18 @@ TEST_F(ScenarioTest, InheritanceTemplatesListsAndNestedObjects) {
     EXPECT_EQ(Object(7), nullptr);
     EXPECT_NE(Object(8), nullptr);
     EXPECT_EQ(Object(5)->GetString("Label"), "i");
+
+    // An object of the table that is deleted leaves no dangling reference:
+    // the attribute and the list element that pointed at it read null.
+    EXPECT_EQ(Run("del 5 ();"), "ok");
+    EXPECT_EQ(Run("del 6 ();"), "ok");
+    EXPECT_EQ(Object(4)->GetReference("Inner"), nullptr);
+    kids = Object(4)->GetList("Kids");
+    ASSERT_EQ(kids->size(), 3u);
+    EXPECT_EQ((*kids)[0], nullptr);
+    EXPECT_EQ((*kids)[2], Object(1));
+    EXPECT_EQ(Run("upd 4 (@1);"), "ok");
+    EXPECT_EQ(Object(4)->GetReference("Inner"), Object(1));
 }
 
 TEST_F(ScenarioTest, TemplateAndClassErrors) {

@@ -561,8 +561,12 @@ void OXClassDeclaration::Rollback() {
 
 OXAttribute* OXClassDeclaration::CreateAttribute(OXClassManager& classes, OXObject*& value,
                                                  const OXAttributeDeclaration& declaration) {
+    // The class of an attribute can be missing although its value was made:
+    // a class tag or a reference stands in for it ("Undefined U;" given @0).
+    // That is the controller's error, not ours: no attribute (null).
     auto* pDefinition = dynamic_cast<OXDefinition*>(classes.Lookup(GetClassName()));
-    assert(pDefinition);
+    if (pDefinition == nullptr)
+        return nullptr;
     return pDefinition->CreateAttribute(declaration, *this, value);
 }
 

@@ -402,7 +402,8 @@ class OXClassDeclaration : public OXParserNode, public OXClassDeclInterface {
     const OXTemplateParameterList* GetParameterList() const { return pTemplateParameterList; }
     // There is no subclass check: a class tag overrides the declared class.
     bool IsSubClass(const OXClassDeclaration&) const { return true; }
-    // The attribute that fits the class's definition, holding value.
+    // The attribute that fits the class's definition, holding value; null if
+    // the class is not in the table.
     OXAttribute* CreateAttribute(OXClassManager& classes, OXObject*& value,
                                  const OXAttributeDeclaration& declaration);
     // Makes the value of an expression: a class tag on the expression

@@ -226,7 +226,17 @@ tagExecuteResult OXClassDefinition::CreateInstance(OXObject*& out, OXClassManage
             delete classDecl;
             break;
         }
-        object->Add(*classDecl->CreateAttribute(classes, attributeValue, *attributeDecl));
+        OXAttribute* attribute =
+            classDecl->CreateAttribute(classes, attributeValue, *attributeDecl);
+        if (attribute == nullptr) {
+            // A value of the table (a reference) stays where it is.
+            if (attributeValue != nullptr && attributeValue->GetObjectId() == 0)
+                delete attributeValue;
+            delete classDecl;
+            result = ER_UNKNOWN_CLASS;
+            break;
+        }
+        object->Add(*attribute);
     }
     if (result != ER_OK) {
         delete object;

@@ -243,6 +243,11 @@ TEST_F(ScenarioTest, TemplateAndClassErrors) {
     EXPECT_EQ(Run("new Nothing(1);"), "Semantic Error: ER_UNKNOWN_CLASS");
     EXPECT_EQ(Run("new Box<Nothing>(1, 2);"), "Semantic Error: ER_UNKNOWN_CLASS");
     EXPECT_EQ(Run("new Box<number>(1, @99);"), "Semantic Error: ER_INVALID_OBJECT_ID");
+    // An attribute of a class that does not exist, given a value that needs
+    // no class (a null reference, or a value with a class tag).
+    RunAll({"class Odd : Object { Undefined U; };", "class Plain { number A; };"});
+    EXPECT_EQ(Run("new Odd(1, @0);"), "Semantic Error: ER_UNKNOWN_CLASS");
+    EXPECT_EQ(Run("new Odd(1, Plain(5));"), "Semantic Error: ER_UNKNOWN_CLASS");
     EXPECT_EQ(Count(), 0);
     // A class tag simply overrides the declared class; the base part of a
     // tagged value is made of the same values.

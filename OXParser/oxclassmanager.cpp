@@ -1,20 +1,6 @@
 #include "oxclassmanager.h"
 
-namespace {
-
-// Stand-in for the built-in definitions of the grammar's node files
-// (OXListDefinition, OXNumberDefinition, OXStringDefinition,
-// OXVoidDefinition); it carries only the class name.
-class OXBuiltinDefinitionPlaceholder : public OXDefinitionInterface {
-  public:
-    explicit OXBuiltinDefinitionPlaceholder(const char* name) : name(name) {}
-    const std::string& GetClassName() const override { return name; }
-
-  private:
-    std::string name;
-};
-
-}  // namespace
+#include "oxdefinition.h"
 
 OXClassManager::~OXClassManager() {
     Clear();
@@ -28,10 +14,10 @@ void OXClassManager::Clear() {
 
 void OXClassManager::Reset() {
     Clear();
-    Add(*new OXBuiltinDefinitionPlaceholder("list"));
-    Add(*new OXBuiltinDefinitionPlaceholder("number"));
-    Add(*new OXBuiltinDefinitionPlaceholder("string"));
-    Add(*new OXBuiltinDefinitionPlaceholder("void"));
+    Add(*new OXListDefinition());
+    Add(*new OXNumberDefinition());
+    Add(*new OXStringDefinition());
+    Add(*new OXVoidDefinition());
 }
 
 bool OXClassManager::Add(OXDefinitionInterface& definition) {

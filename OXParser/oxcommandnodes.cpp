@@ -1,14 +1,36 @@
 #include "oxcommandnodes.h"
 
+#include "oxattribute.h"
+#include "oxclassmanager.h"
+#include "oxexecutemanager.h"
+#include "oxobject.h"
 #include "oxobjecthandler.h"
+#include "oxobjectmanager.h"
 #include "testprint.h"
 
 #include <cassert>
 
-// Execute works on the store and is filled in by the execution layer; until
-// then each command gives the base's success and keeps no object. The objects
-// a command owns (deleted, result and exception objects) are destroyed with
-// the command once the store provides them.
+namespace {
+
+// The object of the table that a command names, as a complex object; null
+// for number 0 and for numbers not in the table.
+OXComplexObject* LookupComplex(OXObjectManager& objects, const OXParserNumber& number) {
+    long id = OXDoubleToLong(number.GetValue());
+    if (id == 0)
+        return nullptr;
+    return dynamic_cast<OXComplexObject*>(objects.Lookup(id));
+}
+
+// Makes a value of a class named in the command itself ("number" for an
+// unregistered result, "Exception" for an exception), without storing it.
+tagExecuteResult CreateOfClass(const char* className, OXObject*& out, OXClassManager& classes,
+                               OXObjectManager& objects, const OXExpression& expression) {
+    OXClassDeclaration declaration(nullptr, new OXClassName(nullptr, className),
+                                   new OXTemplateParameterList(nullptr));
+    return declaration.CreateInstance(out, classes, objects, expression, SO_NO_STORE);
+}
+
+}  // namespace
 
 // ------------------------------------------------------------ new
 
@@ -31,7 +53,11 @@ void OXNewCommand::Rollback() {
 
 tagExecuteResult OXNewCommand::Execute(OXClassManager& classes, OXObjectManager& objects,
                                        OXExecuteManager& executions) {
-    return OXCommand::Execute(classes, objects, executions);
+    tagExecuteResult result = OXCommand::Execute(classes, objects, executions);
+    if (result != ER_OK)
+        return result;
+    return pClassDecl->CreateInstance(pNewObject, classes, objects, *pExpressionList,
+                                      SO_STORE_OBJECT);
 }
 
 void OXNewCommand::Notify(OXObjectHandler& handler) {
@@ -66,7 +92,20 @@ void OXUpdateCommand::Rollback() {
 
 tagExecuteResult OXUpdateCommand::Execute(OXClassManager& classes, OXObjectManager& objects,
                                           OXExecuteManager& executions) {
-    return OXCommand::Execute(classes, objects, executions);
+    tagExecuteResult result = OXCommand::Execute(classes, objects, executions);
+    if (result != ER_OK)
+        return result;
+    long id = OXDoubleToLong(pObjectId->GetValue());
+    OXObject* object = id != 0 ? objects.Lookup(id) : nullptr;
+    if (object == nullptr)
+        return ER_INVALID_OBJECT_ID;
+    // Only objects with a number are in the table, and only complex ones have one.
+    auto* complex = dynamic_cast<OXComplexObject*>(object);
+    assert(complex);
+    int index = 0;
+    result = complex->Update(classes, objects, *pExpressionList, index);
+    pUpdateObject = complex;
+    return result;
 }
 
 void OXUpdateCommand::Notify(OXObjectHandler& handler) {
@@ -93,6 +132,7 @@ OXDeletionCommand::OXDeletionCommand(OXParserNodeManager* manager, OXParserNumbe
 OXDeletionCommand::~OXDeletionCommand() {
     delete pObjectId;
     delete pExpressionList;
+    delete pDeletedObject;
 }
 
 void OXDeletionCommand::Rollback() {
@@ -103,7 +143,19 @@ void OXDeletionCommand::Rollback() {
 
 tagExecuteResult OXDeletionCommand::Execute(OXClassManager& classes, OXObjectManager& objects,
                                             OXExecuteManager& executions) {
-    return OXCommand::Execute(classes, objects, executions);
+    tagExecuteResult result = OXCommand::Execute(classes, objects, executions);
+    if (result != ER_OK)
+        return result;
+    OXComplexObject* object = LookupComplex(objects, *pObjectId);
+    if (object == nullptr)
+        return ER_INVALID_OBJECT_ID;
+    // The last values are written before the object goes; it goes also when
+    // they do not fit.
+    int index = 0;
+    result = object->Update(classes, objects, *pExpressionList, index);
+    objects.Remove(*object);
+    pDeletedObject = object;
+    return result;
 }
 
 void OXDeletionCommand::Notify(OXObjectHandler& handler) {
@@ -145,7 +197,23 @@ void OXExecutionCommand::Rollback() {
 
 tagExecuteResult OXExecutionCommand::Execute(OXClassManager& classes, OXObjectManager& objects,
                                              OXExecuteManager& executions) {
-    return OXCommand::Execute(classes, objects, executions);
+    tagExecuteResult result = OXCommand::Execute(classes, objects, executions);
+    if (result != ER_OK)
+        return result;
+    OXObject* object = objects.Lookup(OXDoubleToLong(pObjectId->GetValue()));
+    if (object == nullptr)
+        return ER_INVALID_OBJECT_ID;
+    auto* function = dynamic_cast<const OXFunctionDeclaration*>(
+        object->GetFunction(OXDoubleToLong(pFunctionId->GetValue())));
+    if (function == nullptr)
+        return ER_INVALID_FUNCTION_ID;
+    executions.Add(OXDoubleToLong(pExecuteId->GetValue()), *function->GetResultDeclaration());
+    return ER_OK;
+}
+
+// Nothing to tell; the node has done its work and is released like the others.
+void OXExecutionCommand::Cleanup() {
+    delete this;
 }
 
 // ------------------------------------------------------------ res
@@ -159,6 +227,7 @@ OXResultCommand::OXResultCommand(OXParserNodeManager* manager, OXParserNumber* e
 OXResultCommand::~OXResultCommand() {
     delete pExecuteId;
     delete pExpression;
+    delete pResultObject;
 }
 
 void OXResultCommand::Rollback() {
@@ -169,7 +238,19 @@ void OXResultCommand::Rollback() {
 
 tagExecuteResult OXResultCommand::Execute(OXClassManager& classes, OXObjectManager& objects,
                                           OXExecuteManager& executions) {
-    return OXCommand::Execute(classes, objects, executions);
+    tagExecuteResult result = OXCommand::Execute(classes, objects, executions);
+    if (result != ER_OK)
+        return result;
+    long executeId = OXDoubleToLong(pExecuteId->GetValue());
+    if (const OXClassDeclInterface* declaration = executions.Lookup(executeId)) {
+        result =
+            declaration->CreateInstance(pResultObject, classes, objects, *pExpression, SO_NO_STORE);
+        executions.Remove(executeId);
+    } else {
+        // An unregistered result is expected to be a number.
+        result = CreateOfClass("number", pResultObject, classes, objects, *pExpression);
+    }
+    return result;
 }
 
 void OXResultCommand::Notify(OXObjectHandler& handler) {
@@ -194,6 +275,7 @@ OXExceptionCommand::OXExceptionCommand(OXParserNodeManager* manager, OXParserNum
 OXExceptionCommand::~OXExceptionCommand() {
     delete pExecuteId;
     delete pExpression;
+    delete pExceptionObject;
 }
 
 void OXExceptionCommand::Rollback() {
@@ -204,7 +286,13 @@ void OXExceptionCommand::Rollback() {
 
 tagExecuteResult OXExceptionCommand::Execute(OXClassManager& classes, OXObjectManager& objects,
                                              OXExecuteManager& executions) {
-    return OXCommand::Execute(classes, objects, executions);
+    tagExecuteResult result = OXCommand::Execute(classes, objects, executions);
+    if (result != ER_OK)
+        return result;
+    executions.Remove(OXDoubleToLong(pExecuteId->GetValue()));
+    // The class "Exception" comes from the controller; without it the
+    // exception cannot be made (ER_UNKNOWN_CLASS).
+    return CreateOfClass("Exception", pExceptionObject, classes, objects, *pExpression);
 }
 
 void OXExceptionCommand::Notify(OXObjectHandler& handler) {

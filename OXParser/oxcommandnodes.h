@@ -81,6 +81,7 @@ class OXExecutionCommand : public OXCommand {
     void Rollback() override;
     tagExecuteResult Execute(OXClassManager& classes, OXObjectManager& objects,
                              OXExecuteManager& executions) override;
+    void Cleanup() override;
 
     const OXParserNumber* GetExecuteId() const { return pExecuteId; }
     const OXParserNumber* GetObjectId() const { return pObjectId; }

@@ -9,13 +9,15 @@
 OXCommandParser::~OXCommandParser() {
     if (initialized)
         Reset();
-    ReleaseKeptCommand();
 }
 
 bool OXCommandParser::Create(OXObjectHandler* handler) {
     pHandler = handler;
-    classManager.Reset();
+    OXCommand::InitializeExeResString();
+    classManager.Initialize();
+    objectManager.Initialize(classManager);
     objectManager.Reset();
+    executeManager.Reset();
     if (!lexer.Create(*this))
         return false;
     errorStr.clear();
@@ -24,8 +26,18 @@ bool OXCommandParser::Create(OXObjectHandler* handler) {
 }
 
 int OXCommandParser::Parse(char* text) {
+    if (ParseTree(text) != 0)
+        return 1;
+    return ExecuteCommand();
+}
+
+void OXCommandParser::DropCommand() {
+    delete pCommand;
+    pCommand = nullptr;
+}
+
+int OXCommandParser::ParseTree(char* text) {
     assert(initialized);
-    ReleaseKeptCommand();
     errorStr.clear();
     stopRequested = false;
     pCommand = nullptr;
@@ -54,36 +66,46 @@ int OXCommandParser::Parse(char* text) {
         TestPrintF(TP_ALWAYS, "OXCommandParser::Parse: errorMsg = %s\n", errorStr.c_str());
         return 1;
     }
-    return ExecuteCommandPlaceholder();
-}
-
-int OXCommandParser::ExecuteCommandPlaceholder() {
-    // Execute, Notify and Cleanup on the store come with the execution layer.
-    pKeptCommand = pCommand;
     return 0;
 }
 
-void OXCommandParser::ReleaseKeptCommand() {
-    if (pKeptCommand == nullptr)
-        return;
-    if (pCommand == pKeptCommand)
-        pCommand = nullptr;
-    delete pKeptCommand;
-    pKeptCommand = nullptr;
+int OXCommandParser::ExecuteCommand() {
+    // The command is this function's from here on: a handler may Reset the
+    // parser while it is told (a result ends the start conversation).
+    OXCommand* command = pCommand;
+    pCommand = nullptr;
+    int status = 0;
+    OXCommand::tagExecuteResult result =
+        command->Execute(classManager, objectManager, executeManager);
+    if (result == OXCommand::ER_OK) {
+        if (pHandler != nullptr) {
+            TestPrintF(0x80, "OXCommandParser::Parse: Notify\n");
+            command->Notify(*pHandler);
+        }
+    } else {
+        errorStr = "Semantic Error: ";
+        errorStr += OXCommand::ExecuteResultString[result];
+        TestPrintF(TP_ALWAYS, "OXCommandParser::Parse: errorMsg = %s\n", errorStr.c_str());
+        status = 1;
+    }
+    // Cleanup destroys the command, unless it is a definition now in the
+    // class table.
+    command->Cleanup();
+    return status;
 }
 
 void OXCommandParser::Reset() {
     assert(initialized);
     objectManager.Reset();
     classManager.Reset();
-    ReleaseKeptCommand();
-    pCommand = nullptr;
+    executeManager.Reset();
+    DropCommand();
     pInputStr = nullptr;
     errorStr.clear();
 }
 
-void OXCommandParser::VisitObjects(OXObjectVisitor&) {
-    // Forwards to the object table's Visit once the store provides it.
+void OXCommandParser::VisitObjects(OXObjectVisitor& visitor) {
+    objectManager.Visit(visitor);
 }
 
 void OXCommandParser::CmdNew(OXClassDeclaration*, OXExpressionList*) {}

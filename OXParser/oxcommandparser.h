@@ -4,6 +4,7 @@
 
 #include "oxclassmanager.h"
 #include "oxcommandlexer.h"
+#include "oxexecutemanager.h"
 #include "oxobjecthandler.h"
 #include "oxobjectmanager.h"
 #include "oxparsernode.h"
@@ -25,6 +26,12 @@ class OXCommandParser {
     // The whole cycle of one command: 0 on success, 1 on failure (message in
     // GetErrorStr()).
     int Parse(char* text);
+    // The grammar half of Parse: builds the command tree and leaves it as the
+    // current command, without touching the store; same results and messages
+    // as Parse up to there. The caller disposes of the tree (DropCommand).
+    int ParseTree(char* text);
+    // Destroys a tree that ParseTree left.
+    void DropCommand();
     void Reset();
 
     OXCommand* GetCommand() const { return pCommand; }
@@ -32,6 +39,7 @@ class OXCommandParser {
     OXParserNodeManager& GetNodeManager() { return nodeManager; }
     OXObjectManager& GetObjectManager() { return objectManager; }
     OXClassManager& GetClassManager() { return classManager; }
+    OXExecuteManager& GetExecuteManager() { return executeManager; }
     OXCommandLexer& GetLexer() { return lexer; }
     void VisitObjects(OXObjectVisitor& visitor);
 
@@ -50,21 +58,17 @@ class OXCommandParser {
 
   private:
     // Steps of Parse after a successful grammar run: execute the command on
-    // the store, notify the handler and clean up. Not wired to the store yet:
-    // the command tree is kept as the current command until the next Parse or
-    // Reset.
-    int ExecuteCommandPlaceholder();
-    void ReleaseKeptCommand();
+    // the store, notify the handler and clean up.
+    int ExecuteCommand();
 
     // Declared first, so that it outlives every node the tables hold.
     OXParserNodeManager nodeManager;
     OXCommandLexer lexer;
     OXClassManager classManager;
     OXObjectManager objectManager;
+    OXExecuteManager executeManager;
     OXObjectHandler* pHandler = nullptr;
     OXCommand* pCommand = nullptr;
-    // The kept tree of the last successful parse (see ExecuteCommandPlaceholder).
-    OXCommand* pKeptCommand = nullptr;
     char* pInputStr = nullptr;
     std::string errorStr;
     bool initialized = false;

@@ -1,10 +1,12 @@
 #include "oxdeclaration.h"
 
-#include <cassert>
+#include "oxattribute.h"
+#include "oxclassmanager.h"
+#include "oxdefinition.h"
+#include "oxobject.h"
+#include "oxobjectmanager.h"
 
-// Several operations below depend on the object store (reading attributes of
-// an object, creating instances). They are placeholders returning neutral
-// values until the execution layer fills them in.
+#include <cassert>
 
 // ------------------------------------------------------------ unit factors
 
@@ -42,12 +44,23 @@ void OXUnitFactorSymbol::Rollback() {
     OXUnitFactor::Rollback();
 }
 
-OXUnitFactor* OXUnitFactorSymbol::Specialize(const OXObject&) const {
-    return nullptr;
+OXUnitFactor* OXUnitFactorSymbol::Specialize(const OXObject& object) const {
+    return new OXUnitFactorConstant(
+        nullptr, new OXParserNumber(nullptr, object.GetNumber(pSymbol->GetSymbol())));
 }
 
-long OXUnitFactorSymbol::GetUnitFactor(tagExecuteResult&, OXObject&) const {
-    return 1;
+long OXUnitFactorSymbol::GetUnitFactor(tagExecuteResult& result, OXObject& object) const {
+    OXAttribute* attribute = object.GetAttribute(pSymbol->GetSymbol());
+    if (attribute == nullptr) {
+        result = OXCommand::ER_INVALID_FACTOR_ATTRIBUTE_NAME;
+        return 1;
+    }
+    auto* number = dynamic_cast<OXAttributeTpl<OXNumberObject>*>(attribute);
+    if (number == nullptr || number->GetValue() == nullptr) {
+        result = OXCommand::ER_FACTOR_NOT_A_NUMBER;
+        return 1;
+    }
+    return OXDoubleToLong(number->GetValue()->GetValue(1, 1));
 }
 
 // ------------------------------------------------------------ unit ids
@@ -86,12 +99,23 @@ void OXUnitIdSymbol::Rollback() {
     OXUnitId::Rollback();
 }
 
-OXUnitId* OXUnitIdSymbol::Specialize(const OXObject&) const {
-    return nullptr;
+OXUnitId* OXUnitIdSymbol::Specialize(const OXObject& object) const {
+    return new OXUnitIdConstant(nullptr,
+                                new OXParserString(nullptr, object.GetString(pUnit->GetSymbol())));
 }
 
-std::string OXUnitIdSymbol::GetUnitStr(tagExecuteResult&, OXObject&) const {
-    return {};
+std::string OXUnitIdSymbol::GetUnitStr(tagExecuteResult& result, OXObject& object) const {
+    OXAttribute* attribute = object.GetAttribute(pUnit->GetSymbol());
+    if (attribute == nullptr) {
+        result = OXCommand::ER_INVALID_UNIT_ID_ATTRIBUTE_NAME;
+        return {};
+    }
+    auto* text = dynamic_cast<OXAttributeTpl<OXStringObject>*>(attribute);
+    if (text == nullptr || text->GetValue() == nullptr) {
+        result = OXCommand::ER_UNIT_ID_NOT_A_STRING;
+        return {};
+    }
+    return text->GetValue()->GetValue();
 }
 
 OXUnitSpecification::OXUnitSpecification(OXParserNodeManager* manager, OXUnitId* unitId,
@@ -124,6 +148,11 @@ long OXUnitSpecification::GetMul(tagExecuteResult& result, OXObject& object) con
 
 long OXUnitSpecification::GetDiv(tagExecuteResult& result, OXObject& object) const {
     return pDiv->GetUnitFactor(result, object);
+}
+
+OXUnitSpecification* OXUnitSpecification::Specialize(const OXObject& object) const {
+    return new OXUnitSpecification(nullptr, pUnitId->Specialize(object), pMul->Specialize(object),
+                                   pDiv->Specialize(object));
 }
 
 // ------------------------------------------------------------ access rights
@@ -166,21 +195,36 @@ void OXAccessRightSymbol::Rollback() {
     OXAccessRight::Rollback();
 }
 
-OXAccessRight* OXAccessRightSymbol::Specialize(const OXObject&) const {
-    return nullptr;
+OXAccessRight* OXAccessRightSymbol::Specialize(const OXObject& object) const {
+    return new OXAccessRightConstant(
+        nullptr, new OXParserNumber(nullptr, object.GetEnum(pAccessRight->GetSymbol())));
 }
 
-long OXAccessRightSymbol::GetAccessRight(tagExecuteResult&, OXObject&) const {
-    return 0;
+long OXAccessRightSymbol::GetAccessRight(tagExecuteResult& result, OXObject& object) const {
+    OXAttribute* attribute = object.GetAttribute(pAccessRight->GetSymbol());
+    if (attribute == nullptr) {
+        result = OXCommand::ER_INVALID_ACCESS_RIGHT_ATTRIBUTE_NAME;
+        return 0;
+    }
+    auto* right = dynamic_cast<OXAttributeTpl<OXEnumObject>*>(attribute);
+    if (right == nullptr || right->GetValue() == nullptr) {
+        result = OXCommand::ER_ACCESS_RIGHT_NOT_A_NUMBER;
+        return 0;
+    }
+    return right->GetValue()->GetValue();
 }
 
 OXAccessRightEnum::OXAccessRightEnum(OXParserNodeManager* manager, OXClassManager& classes,
                                      const char* name)
     : OXAccessRight(manager), accessRight(0), pName(name), classManager(classes) {
     assert(pName);
-    // Resolving the name through the enum "tagAccessRight" of the class table
-    // comes with the store; until then every right is 0, as it is before the
-    // controller has sent that enum.
+    // Until the controller has sent the enum "tagAccessRight", every right
+    // written with a symbol is 0.
+    auto* rights = dynamic_cast<OXEnumDefinition*>(classes.Lookup("tagAccessRight"));
+    if (rights != nullptr) {
+        accessRight = rights->LookupEnumVal(pName);
+        assert(accessRight >= 0);
+    }
 }
 
 OXAccessRight* OXAccessRightEnum::Specialize(const OXObject&) const {
@@ -229,8 +273,25 @@ void OXValueExpressionSymbol::Rollback() {
     OXValueExpression::Rollback();
 }
 
-OXValueExpression* OXValueExpressionSymbol::Specialize(const OXObject&) const {
-    return nullptr;
+OXValueExpression* OXValueExpressionSymbol::Specialize(const OXObject& object) const {
+    OXExpression* value;
+    OXAttribute* attribute = object.GetAttribute(pExpression->GetSymbol());
+    if (auto* number = dynamic_cast<OXAttributeTpl<OXNumberObject>*>(attribute)) {
+        double v = number->GetValue() != nullptr
+                       ? number->GetValue()->GetValue(number->GetUnitMul(), number->GetUnitDiv())
+                       : 0;
+        value = new OXParserNumber(nullptr, v);
+    } else if (auto* enumeration = dynamic_cast<OXAttributeTpl<OXEnumObject>*>(attribute)) {
+        int v = enumeration->GetValue() != nullptr ? enumeration->GetValue()->GetValue() : 0;
+        value = new OXParserNumber(nullptr, v);
+    } else if (auto* text = dynamic_cast<OXAttributeTpl<OXStringObject>*>(attribute)) {
+        value = new OXParserString(nullptr,
+                                   text->GetValue() != nullptr ? text->GetValue()->GetValue() : "");
+    } else {
+        // Anything else, a missing attribute too, is the null reference.
+        value = new OXReference(nullptr, new OXParserNumber(nullptr, 0));
+    }
+    return new OXValueExpressionConstant(nullptr, value);
 }
 
 // ------------------------------------------------------------ constraints
@@ -252,12 +313,21 @@ void OXConstraintInterval::Rollback() {
     OXParserNode::Rollback();
 }
 
-OXConstraintInterval* OXConstraintInterval::Specialize(const OXObject&) const {
-    return nullptr;
+OXConstraintInterval* OXConstraintInterval::Specialize(const OXObject& object) const {
+    OXValueExpression* low = pLow != nullptr ? pLow->Specialize(object) : nullptr;
+    OXValueExpression* high;
+    if (pHigh == pLow)
+        high = low;  // a single value stays one node
+    else
+        high = pHigh != nullptr ? pHigh->Specialize(object) : nullptr;
+    return new OXConstraintInterval(nullptr, low, high);
 }
 
-OXConstraintList* OXConstraintList::Specialize(const OXObject&) const {
-    return nullptr;
+OXConstraintList* OXConstraintList::Specialize(const OXObject& object) const {
+    auto* copy = new OXConstraintList(nullptr);
+    for (const OXConstraintInterval* interval : items)
+        copy->Add(interval->Specialize(object));
+    return copy;
 }
 
 // ------------------------------------------------------------ members
@@ -294,8 +364,18 @@ void OXAttributeDeclaration::Rollback() {
     OXParserNode::Rollback();
 }
 
-tagExecuteResult OXAttributeDeclaration::AssignConstraints(OXAttribute&, OXObject&) const {
-    return OXCommand::ER_OK;
+tagExecuteResult OXAttributeDeclaration::AssignConstraints(OXAttribute& attribute,
+                                                           OXObject& object) const {
+    tagExecuteResult result = OXCommand::ER_OK;
+    attribute.SetConst(pModifier->GetValue() == OXMM_CONST);
+    attribute.SetUnitStr(pUnitSpecfication->GetUnitStr(result, object));
+    if (result == OXCommand::ER_OK)
+        attribute.SetUnitMul(pUnitSpecfication->GetMul(result, object));
+    if (result == OXCommand::ER_OK)
+        attribute.SetUnitDiv(pUnitSpecfication->GetDiv(result, object));
+    if (result == OXCommand::ER_OK)
+        attribute.SetAccessRight(pAccessRight->GetAccessRight(result, object));
+    return result;
 }
 
 OXParameterDeclaration::OXParameterDeclaration(
@@ -331,12 +411,18 @@ void OXParameterDeclaration::Rollback() {
     OXParserNode::Rollback();
 }
 
-OXParameterDeclaration* OXParameterDeclaration::Specialize(const OXObject&) const {
-    return nullptr;
+OXParameterDeclaration* OXParameterDeclaration::Specialize(const OXObject& object) const {
+    return new OXParameterDeclaration(
+        nullptr, pClassDecl->Clone(), pParameterName->Clone(), pConstraintList->Specialize(object),
+        pDefaultValue != nullptr ? pDefaultValue->Specialize(object) : nullptr,
+        pUnitSpecification->Specialize(object), pAccessRight->Specialize(object));
 }
 
-OXParameterDeclList* OXParameterDeclList::Specialize(const OXObject&) const {
-    return nullptr;
+OXParameterDeclList* OXParameterDeclList::Specialize(const OXObject& object) const {
+    auto* copy = new OXParameterDeclList(nullptr);
+    for (const OXParameterDeclaration* parameter : items)
+        copy->Add(parameter->Specialize(object));
+    return copy;
 }
 
 OXFunctionDeclaration::OXFunctionDeclaration(
@@ -373,10 +459,15 @@ void OXFunctionDeclaration::Rollback() {
     OXParserNode::Rollback();
 }
 
-void OXFunctionDeclaration::Accept(OXFunctionVisitor&) {}
+void OXFunctionDeclaration::Accept(OXFunctionVisitor& visitor) {
+    visitor.Visit(*this);
+}
 
-OXFunctionDeclaration* OXFunctionDeclaration::Specialize(const OXObject&) const {
-    return nullptr;
+OXFunctionDeclaration* OXFunctionDeclaration::Specialize(const OXObject& object) const {
+    return new OXFunctionDeclaration(
+        nullptr, new OXParserNumber(nullptr, pFunctionId->GetValue()), pClassDecl->Clone(),
+        pFunctionName->Clone(), pParameterDeclList->Specialize(object),
+        pUnitSpecification->Specialize(object), pAccessRight->Specialize(object));
 }
 
 OXMemberDeclarationList::~OXMemberDeclarationList() {
@@ -468,16 +559,71 @@ void OXClassDeclaration::Rollback() {
     OXParserNode::Rollback();
 }
 
-OXAttribute* OXClassDeclaration::CreateAttribute(OXClassManager&, OXObject*&,
-                                                 const OXAttributeDeclaration&) {
-    return nullptr;
+OXAttribute* OXClassDeclaration::CreateAttribute(OXClassManager& classes, OXObject*& value,
+                                                 const OXAttributeDeclaration& declaration) {
+    auto* pDefinition = dynamic_cast<OXDefinition*>(classes.Lookup(GetClassName()));
+    assert(pDefinition);
+    return pDefinition->CreateAttribute(declaration, *this, value);
 }
 
-tagExecuteResult OXClassDeclaration::CreateInstance(OXObject*& out, OXClassManager&,
-                                                    OXObjectManager&, const OXExpression&,
-                                                    tagStoreOption) const {
-    out = nullptr;
-    return OXCommand::ER_OK;
+tagExecuteResult OXClassDeclaration::CreateInstance(OXObject*& out, OXClassManager& classes,
+                                                    OXObjectManager& objects,
+                                                    const OXExpressionInterface& expression,
+                                                    tagStoreOption storeOption) const {
+    // There is no subclass check: a class tag simply overrides the class.
+    auto* tagged = dynamic_cast<const OXExpression*>(&expression);
+    if (tagged != nullptr && tagged->GetClassDecl() != nullptr &&
+        IsSubClass(*tagged->GetClassDecl()))
+        return tagged->GetClassDecl()->CreateUntaggedInstance(out, classes, objects, expression,
+                                                              storeOption);
+    return CreateUntaggedInstance(out, classes, objects, expression, storeOption);
+}
+
+tagExecuteResult OXClassDeclaration::CreateUntaggedInstance(OXObject*& out, OXClassManager& classes,
+                                                            OXObjectManager& objects,
+                                                            const OXExpressionInterface& expression,
+                                                            tagStoreOption storeOption) const {
+    if (auto* reference = dynamic_cast<const OXReference*>(&expression)) {
+        long id = reference->GetObjectId();
+        if (id == 0) {
+            out = nullptr;
+            return OXCommand::ER_OK;
+        }
+        OXObject* existing = objects.Lookup(id);
+        if (existing == nullptr)
+            return OXCommand::ER_INVALID_OBJECT_ID;
+        out = existing;
+        return OXCommand::ER_OK;
+    }
+    auto* definition = dynamic_cast<OXDefinition*>(classes.Lookup(GetClassName()));
+    if (definition == nullptr)
+        return OXCommand::ER_UNKNOWN_CLASS;
+    auto* value = dynamic_cast<const OXExpression*>(&expression);
+    if (value == nullptr)
+        return OXCommand::ER_INVALID_EXPRESSION_TYPE;
+
+    OXObject* made = nullptr;
+    tagExecuteResult result = definition->CreateInstance(made, classes, objects, *this, *value);
+    if (result == OXCommand::ER_OK && made != nullptr)
+        result = made->AssignConstraints();
+    if (storeOption != SO_NO_STORE && made != nullptr && result == OXCommand::ER_OK) {
+        long id = made->GetObjectId();
+        if (id == 0) {
+            if (storeOption == SO_STORE_OBJECT)
+                result = OXCommand::ER_NOT_AN_OBJECT_OBJECT;
+        } else if (objects.Lookup(id) != nullptr) {
+            result = OXCommand::ER_OBJECT_ALREADY_EXISTS;
+        } else {
+            objects.Add(*made);
+        }
+    }
+    if (result != OXCommand::ER_OK) {
+        // Never entered in the table: only a successful creation gets there.
+        delete made;
+        return result;
+    }
+    out = made;
+    return result;
 }
 
 OXClassDeclaration* OXClassDeclaration::Specialize(

@@ -117,6 +117,8 @@ class OXUnitSpecification : public OXParserNode {
     std::string GetUnitStr(tagExecuteResult& result, OXObject& object) const;
     long GetMul(tagExecuteResult& result, OXObject& object) const;
     long GetDiv(tagExecuteResult& result, OXObject& object) const;
+    // A constant copy with the values frozen from the object.
+    OXUnitSpecification* Specialize(const OXObject& object) const;
 
   private:
     OXUnitId* pUnitId;
@@ -264,7 +266,7 @@ class OXConstraintList : public OXNodeVector<OXConstraintInterval> {
 
 // ------------------------------------------------------------ members
 
-class OXAttributeDeclaration : public OXParserNode {
+class OXAttributeDeclaration : public OXParserNode, public OXAttributeDeclInterface {
   public:
     OXAttributeDeclaration(OXParserNodeManager* manager, OXMemberModifier* modifier,
                            OXClassDeclaration* classDecl, OXParserSymbol* attributeName,
@@ -273,11 +275,11 @@ class OXAttributeDeclaration : public OXParserNode {
     void Rollback() override;
     // Works out the constant state, unit and access right of one attribute
     // of an object.
-    virtual tagExecuteResult AssignConstraints(OXAttribute& attribute, OXObject& object) const;
+    tagExecuteResult AssignConstraints(OXAttribute& attribute, OXObject& object) const override;
 
     const OXMemberModifier* GetModifier() const { return pModifier; }
     const OXClassDeclaration* GetClassDecl() const { return pClassDecl; }
-    const std::string& GetAttributeName() const { return pAttributeName->GetSymbol(); }
+    const std::string& GetAttributeName() const override { return pAttributeName->GetSymbol(); }
     const OXUnitSpecification* GetUnitSpecification() const { return pUnitSpecfication; }
     const OXAccessRight* GetAccessRight() const { return pAccessRight; }
 
@@ -321,7 +323,7 @@ class OXParameterDeclList : public OXNodeVector<OXParameterDeclaration> {
     OXParameterDeclList* Specialize(const OXObject& object) const;
 };
 
-class OXFunctionDeclaration : public OXParserNode {
+class OXFunctionDeclaration : public OXParserNode, public OXFunctionDeclInterface {
   public:
     OXFunctionDeclaration(OXParserNodeManager* manager, OXParserNumber* functionId,
                           OXClassDeclaration* classDecl, OXParserSymbol* functionName,
@@ -330,8 +332,8 @@ class OXFunctionDeclaration : public OXParserNode {
     ~OXFunctionDeclaration() override;
     void Rollback() override;
 
-    long GetFunctionId() const { return OXDoubleToLong(pFunctionId->GetValue()); }
-    const std::string& GetFunctionName() const { return pFunctionName->GetSymbol(); }
+    long GetFunctionId() const override { return OXDoubleToLong(pFunctionId->GetValue()); }
+    const std::string& GetFunctionName() const override { return pFunctionName->GetSymbol(); }
     const OXClassDeclaration* GetResultDeclaration() const { return pClassDecl; }
     const OXParameterDeclList* GetParameterDeclList() const { return pParameterDeclList; }
     const OXUnitSpecification* GetUnitSpecification() const { return pUnitSpecification; }
@@ -389,27 +391,39 @@ class OXTemplateParameterList : public OXNodeVector<OXClassDeclaration> {
 };
 
 // A class as written in a command: name and template parameters.
-class OXClassDeclaration : public OXParserNode {
+class OXClassDeclaration : public OXParserNode, public OXClassDeclInterface {
   public:
     OXClassDeclaration(OXParserNodeManager* manager, OXClassName* className,
                        OXTemplateParameterList* templateParameterList);
     ~OXClassDeclaration() override;
     void Rollback() override;
 
-    const std::string& GetClassName() const { return pClassName->GetSymbol(); }
+    const std::string& GetClassName() const override { return pClassName->GetSymbol(); }
     const OXTemplateParameterList* GetParameterList() const { return pTemplateParameterList; }
     // There is no subclass check: a class tag overrides the declared class.
     bool IsSubClass(const OXClassDeclaration&) const { return true; }
     // The attribute that fits the class's definition, holding value.
     OXAttribute* CreateAttribute(OXClassManager& classes, OXObject*& value,
                                  const OXAttributeDeclaration& declaration);
+    // Makes the value of an expression: a class tag on the expression
+    // overrides this class, a reference gives the object of the table, and
+    // the definition of the class makes everything else. out is set only on
+    // success; null stands for a null reference.
     tagExecuteResult CreateInstance(OXObject*& out, OXClassManager& classes,
-                                    OXObjectManager& objects, const OXExpression& expression,
-                                    tagStoreOption storeOption) const;
+                                    OXObjectManager& objects,
+                                    const OXExpressionInterface& expression,
+                                    tagStoreOption storeOption) const override;
+    // The same without looking at the expression's class tag: the base part of
+    // a tagged object is made of the tagged expression, and the tag would
+    // otherwise send it back to the derived class.
+    tagExecuteResult CreateUntaggedInstance(OXObject*& out, OXClassManager& classes,
+                                            OXObjectManager& objects,
+                                            const OXExpressionInterface& expression,
+                                            tagStoreOption storeOption) const;
     // Substitutes the formal template arguments by the actual parameters.
     OXClassDeclaration* Specialize(const OXTemplateArgumentList& arguments,
                                    const OXTemplateParameterList& parameters) const;
-    OXClassDeclaration* Clone() const;
+    OXClassDeclaration* Clone() const override;
 
   private:
     OXClassName* pClassName;

@@ -1,11 +1,13 @@
 #include "oxdefinition.h"
 
+#include "oxattribute.h"
+#include "oxclassmanager.h"
+#include "oxobject.h"
 #include "oxobjecthandler.h"
+#include "oxobjectmanager.h"
+#include "testprint.h"
 
 #include <cassert>
-
-// Instance and attribute creation work on the object store and are filled in
-// by the execution layer; until then they create nothing.
 
 OXDefinition::OXDefinition(OXParserNodeManager* manager, OXClassName* className)
     : OXCommand(manager), pClassName(className) {
@@ -21,23 +23,125 @@ void OXDefinition::Rollback() {
     OXCommand::Rollback();
 }
 
-#define OX_DEFINITION_PLACEHOLDERS(Class)                                                     \
-    tagExecuteResult Class::CreateInstance(OXObject*& out, OXClassManager&, OXObjectManager&, \
-                                           const OXClassDeclaration&, const OXExpression&) {  \
-        out = nullptr;                                                                        \
-        return ER_OK;                                                                         \
-    }                                                                                         \
-    OXAttribute* Class::CreateAttribute(const OXAttributeDeclaration&, OXClassDeclaration&,   \
-                                        OXObject*) {                                          \
-        return nullptr;                                                                       \
+tagExecuteResult OXDefinition::Execute(OXClassManager& classes, OXObjectManager& objects,
+                                       OXExecuteManager& executions) {
+    executeResult = OXCommand::Execute(classes, objects, executions);
+    if (classes.Lookup(GetClassName()) != nullptr) {
+        TestPrintF(0, "Duplicate Class name %s\n", GetClassName().c_str());
+        executeResult = ER_DUPLICATED_CLASS_NAME;
+    } else {
+        classes.Add(*this);
     }
+    return executeResult;
+}
 
-OX_DEFINITION_PLACEHOLDERS(OXListDefinition)
-OX_DEFINITION_PLACEHOLDERS(OXNumberDefinition)
-OX_DEFINITION_PLACEHOLDERS(OXStringDefinition)
-OX_DEFINITION_PLACEHOLDERS(OXVoidDefinition)
-OX_DEFINITION_PLACEHOLDERS(OXClassDefinition)
-OX_DEFINITION_PLACEHOLDERS(OXEnumDefinition)
+namespace {
+
+// The value of a simple class: the expression itself, or a list of exactly
+// one element (tagged or not), of the node type V.
+template <class V>
+const V* SimpleValue(const OXExpression& expression) {
+    if (auto* value = dynamic_cast<const V*>(&expression))
+        return value;
+    auto* list = dynamic_cast<const OXExpressionList*>(&expression);
+    if (list != nullptr && list->Count() == 1)
+        return dynamic_cast<const V*>(list->Get(0));
+    return nullptr;
+}
+
+bool HasTemplateParameters(const OXClassDeclaration& declaration) {
+    return !declaration.GetParameterList()->IsEmpty();
+}
+
+// Makes a number object for "number" and "void".
+tagExecuteResult CreateNumber(OXObject*& out, const OXClassDeclaration& declaration,
+                              const OXExpression& expression) {
+    if (HasTemplateParameters(declaration))
+        return OXCommand::ER_UNEXCPETED_TEMPLATE_PARAMETERS;
+    const OXParserNumber* number = SimpleValue<OXParserNumber>(expression);
+    if (number == nullptr)
+        return OXCommand::ER_INVALID_EXPRESSION_TYPE;
+    out = new OXNumberObject(declaration.Clone(), number->GetValue());
+    return OXCommand::ER_OK;
+}
+
+}  // namespace
+
+// ------------------------------------------------------------ built-in classes
+
+tagExecuteResult OXListDefinition::CreateInstance(OXObject*& out, OXClassManager& classes,
+                                                  OXObjectManager& objects,
+                                                  const OXClassDeclaration& declaration,
+                                                  const OXExpression& expression) {
+    const OXTemplateParameterList* parameters = declaration.GetParameterList();
+    if (parameters->Count() != 1)
+        return ER_UNEXCPETED_TEMPLATE_PARAMETERS;
+    const OXClassDeclaration* pClassDecl = parameters->Get(0);
+    assert(pClassDecl);
+    auto* list = new OXListObject(declaration.Clone(), pClassDecl->GetClassName());
+    // A single expression that is no list is a list of one element.
+    for (int i = 0; i < expression.Count(); ++i) {
+        const OXExpression* pElementExpr = expression.Get(i);
+        assert(pElementExpr);
+        OXObject* element = nullptr;
+        tagExecuteResult result = pClassDecl->CreateInstance(element, classes, objects,
+                                                             *pElementExpr, SO_STORE_IF_OBJECT);
+        if (result != ER_OK) {
+            delete list;
+            return result;
+        }
+        list->Add(element);
+    }
+    out = list;
+    return ER_OK;
+}
+
+OXAttribute* OXListDefinition::CreateAttribute(const OXAttributeDeclaration& declaration,
+                                               OXClassDeclaration& classDecl, OXObject* value) {
+    return new OXAttributeTpl<OXListObject>(declaration, &classDecl, value);
+}
+
+tagExecuteResult OXNumberDefinition::CreateInstance(OXObject*& out, OXClassManager&,
+                                                    OXObjectManager&,
+                                                    const OXClassDeclaration& declaration,
+                                                    const OXExpression& expression) {
+    return CreateNumber(out, declaration, expression);
+}
+
+OXAttribute* OXNumberDefinition::CreateAttribute(const OXAttributeDeclaration& declaration,
+                                                 OXClassDeclaration& classDecl, OXObject* value) {
+    return new OXAttributeTpl<OXNumberObject>(declaration, &classDecl, value);
+}
+
+// "void" is a number in every respect.
+tagExecuteResult OXVoidDefinition::CreateInstance(OXObject*& out, OXClassManager&, OXObjectManager&,
+                                                  const OXClassDeclaration& declaration,
+                                                  const OXExpression& expression) {
+    return CreateNumber(out, declaration, expression);
+}
+
+OXAttribute* OXVoidDefinition::CreateAttribute(const OXAttributeDeclaration& declaration,
+                                               OXClassDeclaration& classDecl, OXObject* value) {
+    return new OXAttributeTpl<OXNumberObject>(declaration, &classDecl, value);
+}
+
+tagExecuteResult OXStringDefinition::CreateInstance(OXObject*& out, OXClassManager&,
+                                                    OXObjectManager&,
+                                                    const OXClassDeclaration& declaration,
+                                                    const OXExpression& expression) {
+    if (HasTemplateParameters(declaration))
+        return ER_UNEXCPETED_TEMPLATE_PARAMETERS;
+    const OXParserString* text = SimpleValue<OXParserString>(expression);
+    if (text == nullptr)
+        return ER_INVALID_EXPRESSION_TYPE;
+    out = new OXStringObject(declaration.Clone(), text->GetValue());
+    return ER_OK;
+}
+
+OXAttribute* OXStringDefinition::CreateAttribute(const OXAttributeDeclaration& declaration,
+                                                 OXClassDeclaration& classDecl, OXObject* value) {
+    return new OXAttributeTpl<OXStringObject>(declaration, &classDecl, value);
+}
 
 OXClassDefinition::OXClassDefinition(OXParserNodeManager* manager, OXClassName* className,
                                      OXTemplateArgumentList* templateArgumentList,
@@ -63,12 +167,78 @@ void OXClassDefinition::Rollback() {
     OXDefinition::Rollback();
 }
 
-tagExecuteResult OXClassDefinition::CreateBaseClassInstance(OXObject*& out, OXClassManager&,
-                                                            OXObjectManager&,
-                                                            const OXClassDeclaration&,
-                                                            const OXExpression&) {
+tagExecuteResult OXClassDefinition::CreateBaseClassInstance(OXObject*& out, OXClassManager& classes,
+                                                            OXObjectManager& objects,
+                                                            const OXClassDeclaration& declaration,
+                                                            const OXExpression& expression) {
     out = nullptr;
+    if (pBaseClass == nullptr)
+        return ER_OK;
+    OXClassDeclaration* base =
+        pBaseClass->Specialize(*pTemplateArgumentList, *declaration.GetParameterList());
+    OXObject* made = nullptr;
+    tagExecuteResult result =
+        base->CreateUntaggedInstance(made, classes, objects, expression, SO_NO_STORE);
+    delete base;
+    if (result != ER_OK)
+        return result;
+    if (made != nullptr && dynamic_cast<OXComplexObject*>(made) == nullptr) {
+        // A base class must be a class: "class A : number" or an enum is not.
+        if (made->GetObjectId() == 0)
+            delete made;
+        return ER_NON_COMPLEX_CLASS_BASE_CLASS;
+    }
+    out = made;
     return ER_OK;
+}
+
+tagExecuteResult OXClassDefinition::CreateInstance(OXObject*& out, OXClassManager& classes,
+                                                   OXObjectManager& objects,
+                                                   const OXClassDeclaration& declaration,
+                                                   const OXExpression& expression) {
+    if (declaration.GetParameterList()->Count() != pTemplateArgumentList->Count())
+        return ER_INVALID_TEMPLATE_PARAMETER_COUNT;
+    OXObject* base = nullptr;
+    tagExecuteResult result =
+        CreateBaseClassInstance(base, classes, objects, declaration, expression);
+    if (result != ER_OK)
+        return result;
+
+    auto* object = new OXComplexObject(declaration.Clone(), static_cast<OXComplexObject*>(base));
+    // Positions are absolute over the class chain: the base levels took the
+    // first values of the same list.
+    long n0 = object->GetAttributeCount();
+    long n = pMemberDeclarationList->GetAttributeCount();
+    for (long i = n0; i < n0 + n && result == ER_OK; ++i) {
+        const OXExpression* value = expression.Get(static_cast<int>(i));
+        const OXAttributeDeclaration* attributeDecl =
+            pMemberDeclarationList->GetAttrDecl(static_cast<int>(i - n0), OXMM_ANY);
+        if (value == nullptr || attributeDecl == nullptr) {
+            result = ER_INVALID_EXPRESSION_COUNT;
+            break;
+        }
+        OXClassDeclaration* classDecl = attributeDecl->GetClassDecl()->Specialize(
+            *pTemplateArgumentList, *declaration.GetParameterList());
+        OXObject* attributeValue = nullptr;
+        result =
+            classDecl->CreateInstance(attributeValue, classes, objects, *value, SO_STORE_IF_OBJECT);
+        if (result != ER_OK) {
+            delete classDecl;
+            break;
+        }
+        object->Add(*classDecl->CreateAttribute(classes, attributeValue, *attributeDecl));
+    }
+    if (result != ER_OK) {
+        delete object;
+        return result;
+    }
+    out = object;
+    return ER_OK;
+}
+
+OXAttribute* OXClassDefinition::CreateAttribute(const OXAttributeDeclaration& declaration,
+                                                OXClassDeclaration& classDecl, OXObject* value) {
+    return new OXAttributeTpl<OXComplexObject>(declaration, &classDecl, value);
 }
 
 OXEnumDefinition::OXEnumDefinition(OXParserNodeManager* manager, OXClassName* className,
@@ -84,6 +254,25 @@ OXEnumDefinition::~OXEnumDefinition() {
 void OXEnumDefinition::Rollback() {
     pEnumList = nullptr;
     OXDefinition::Rollback();
+}
+
+tagExecuteResult OXEnumDefinition::CreateInstance(OXObject*& out, OXClassManager&, OXObjectManager&,
+                                                  const OXClassDeclaration& declaration,
+                                                  const OXExpression& expression) {
+    if (HasTemplateParameters(declaration))
+        return ER_UNEXCPETED_TEMPLATE_PARAMETERS;
+    const OXParserNumber* number = SimpleValue<OXParserNumber>(expression);
+    if (number == nullptr)
+        return ER_INVALID_EXPRESSION_TYPE;
+    // A value the enum does not have is no error; it has no text.
+    int value = OXDoubleToInt(number->GetValue());
+    out = new OXEnumObject(declaration.Clone(), value, LookupEnumStr(value));
+    return ER_OK;
+}
+
+OXAttribute* OXEnumDefinition::CreateAttribute(const OXAttributeDeclaration& declaration,
+                                               OXClassDeclaration& classDecl, OXObject* value) {
+    return new OXAttributeTpl<OXEnumObject>(declaration, &classDecl, value);
 }
 
 void OXClassDefinition::Notify(OXObjectHandler& handler) {

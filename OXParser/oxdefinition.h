@@ -8,13 +8,17 @@
 
 #include <string>
 
-class OXDefinition : public OXCommand {
+class OXDefinition : public OXCommand, public OXDefinitionInterface {
   public:
     OXDefinition(OXParserNodeManager* manager, OXClassName* className);
     ~OXDefinition() override;
     void Rollback() override;
 
-    const std::string& GetClassName() const { return pClassName->GetSymbol(); }
+    const std::string& GetClassName() const override { return pClassName->GetSymbol(); }
+    // Enters the definition in the class table, unless the name is taken.
+    tagExecuteResult Execute(OXClassManager& classes, OXObjectManager& objects,
+                             OXExecuteManager& executions) override;
+    tagExecuteResult GetExecuteResult() const { return executeResult; }
 
     virtual tagExecuteResult CreateInstance(OXObject*& out, OXClassManager& classes,
                                             OXObjectManager& objects,
@@ -25,6 +29,9 @@ class OXDefinition : public OXCommand {
     // The attribute that fits this definition, holding value.
     virtual OXAttribute* CreateAttribute(const OXAttributeDeclaration& declaration,
                                          OXClassDeclaration& classDecl, OXObject* value) = 0;
+
+  protected:
+    tagExecuteResult executeResult = ER_OK;
 
   private:
     OXClassName* pClassName;
@@ -94,7 +101,6 @@ class OXClassDefinition : public OXDefinition {
                                                      const OXClassDeclaration& declaration,
                                                      const OXExpression& expression);
 
-    tagExecuteResult GetExecuteResult() const { return executeResult; }
     const OXTemplateArgumentList* GetTemplateArgumentList() const { return pTemplateArgumentList; }
     const OXClassDeclaration* GetBaseClass() const { return pBaseClass; }
     const OXMemberDeclarationList* GetMemberDeclarationList() const {
@@ -102,7 +108,6 @@ class OXClassDefinition : public OXDefinition {
     }
 
   private:
-    tagExecuteResult executeResult = ER_OK;
     OXTemplateArgumentList* pTemplateArgumentList;
     OXClassDeclaration* pBaseClass;
     OXMemberDeclarationList* pMemberDeclarationList;
@@ -132,9 +137,7 @@ class OXEnumDefinition : public OXDefinition {
         return pEnumList->GetEnumInitializer(index);
     }
     const OXEnumInitializerList* GetEnumList() const { return pEnumList; }
-    tagExecuteResult GetExecuteResult() const { return executeResult; }
 
   private:
-    tagExecuteResult executeResult = ER_OK;
     OXEnumInitializerList* pEnumList;
 };

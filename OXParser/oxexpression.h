@@ -2,6 +2,7 @@
 // references) and the expression lists that carry the values of a command.
 #pragma once
 
+#include "oxnodeinterfaces.h"
 #include "oxparsernode.h"
 
 #include <string>
@@ -30,13 +31,13 @@ class OXParserSymbol : public OXParserNode {
 // A class name is written as a symbol.
 using OXClassName = OXParserSymbol;
 
-class OXExpression : public OXParserNode {
+class OXExpression : public OXParserNode, public OXExpressionInterface {
   public:
     explicit OXExpression(OXParserNodeManager* manager) : OXParserNode(manager) {}
 
     // A single expression counts as a list of one: itself.
-    virtual int Count() const { return 1; }
-    virtual const OXExpression* Get(int index) const { return index == 0 ? this : nullptr; }
+    int Count() const override { return 1; }
+    const OXExpression* Get(int index) const override { return index == 0 ? this : nullptr; }
     virtual const OXClassDeclaration* GetClassDecl() const { return nullptr; }
     // Deep copy without a node manager.
     virtual OXExpression* Clone() const = 0;

@@ -6,7 +6,7 @@ class OXEnumDefinition;
 class OXObject;
 
 class OXObjectHandler {
-public:
+  public:
     virtual void NewClassDefinition(const OXClassDefinition&) {}
     virtual void NewEnumDefinition(const OXEnumDefinition&) {}
     virtual void NewObject(const OXObject&) {}

@@ -38,6 +38,7 @@ int Accept_Handler::handle_signal(int signum, siginfo_t*, ucontext_t*) {
         return 0;
     }
     // A crash signal does not come back from here.
-    if (!CrashSignal(signum)) TestPrintF(4, "Unhandled signal received: %d\n", signum);
+    if (!CrashSignal(signum))
+        TestPrintF(4, "Unhandled signal received: %d\n", signum);
     return 0;
 }

@@ -5,7 +5,7 @@
 #include <ace/SOCK_Acceptor.h>
 
 class Accept_Handler : public ACE_Event_Handler {
-public:
+  public:
     Accept_Handler() = default;
 
     ACE_SOCK_Acceptor& Acceptor() { return acceptor_; }
@@ -15,7 +15,7 @@ public:
     int handle_signal(int signum, siginfo_t* info, ucontext_t* context) override;
     ACE_HANDLE get_handle() const override { return acceptor_.get_handle(); }
 
-private:
+  private:
     ACE_SOCK_Acceptor acceptor_;
     bool shuttingDown_ = false;
 };

@@ -11,7 +11,9 @@ CharBuffer::CharBuffer(unsigned short size)
     base_[0] = '\0';
 }
 
-CharBuffer::~CharBuffer() { delete[] base_; }
+CharBuffer::~CharBuffer() {
+    delete[] base_;
+}
 
 void CharBuffer::Append(const char* format, ...) {
     size_t room = static_cast<size_t>(base_ + size_ - producer_);
@@ -19,7 +21,8 @@ void CharBuffer::Append(const char* format, ...) {
     va_start(args, format);
     int n = vsnprintf(producer_, room, format, args);
     va_end(args);
-    if (n < 0) n = 0;
+    if (n < 0)
+        n = 0;
     if (static_cast<size_t>(n) >= room) {
         producer_ = base_ + size_;  // would not fit: fails the range check
     } else {

@@ -3,7 +3,7 @@
 #pragma once
 
 class CharBuffer {
-public:
+  public:
     explicit CharBuffer(unsigned short size);
     ~CharBuffer();
     CharBuffer(const CharBuffer&) = delete;
@@ -24,7 +24,7 @@ public:
     char* ProducerCursor() const { return producer_; }
     char* ConsumerCursor() const { return consumer_; }
 
-private:
+  private:
     // The producer cursor must stay inside the buffer: a command of the
     // buffer's size or more is a programming error.
     bool RangeCheck() const { return producer_ < base_ + size_; }

@@ -15,12 +15,13 @@
 
 void backtrace() {
     ACE_Time_Value now = ACE_OS::gettimeofday();
-    if (now == ACE_Time_Value(-1)) now = ACE_Time_Value::zero;
+    if (now == ACE_Time_Value(-1))
+        now = ACE_Time_Value::zero;
     ACE_Date_Time dt(now);
     fprintf(stderr, "%04d:%02d:%02d %2d:%02d:%02d ########## Backtrace ##########\n",
-            static_cast<int>(dt.year()), static_cast<int>(dt.month()),
-            static_cast<int>(dt.day()), static_cast<int>(dt.hour()),
-            static_cast<int>(dt.minute()), static_cast<int>(dt.second()));
+            static_cast<int>(dt.year()), static_cast<int>(dt.month()), static_cast<int>(dt.day()),
+            static_cast<int>(dt.hour()), static_cast<int>(dt.minute()),
+            static_cast<int>(dt.second()));
 
     void* frames[128];
     int count = ::backtrace(frames, 128);
@@ -28,15 +29,18 @@ void backtrace() {
     if (count > 0) {
         char** symbols = backtrace_symbols(frames, count);
         if (symbols != nullptr) {
-            for (int i = count - 1; i >= 0; --i) fprintf(stderr, "%s\n", symbols[i]);
+            for (int i = count - 1; i >= 0; --i)
+                fprintf(stderr, "%s\n", symbols[i]);
             free(symbols);
         }
     }
     fprintf(stderr, "####### End of Backtrace #######\n");
 
-    std::string marker = OxConfiguration::Instance()->MakeAbsPath("/var/log/debug/backtrace", false);
+    std::string marker =
+        OxConfiguration::Instance()->MakeAbsPath("/var/log/debug/backtrace", false);
     int fd = creat(marker.c_str(), 0700);
-    if (fd >= 0) close(fd);
+    if (fd >= 0)
+        close(fd);
     exit(-1);
 }
 
@@ -63,14 +67,17 @@ bool CrashSignal(int signum) {
 }
 
 namespace {
-void StartupCrashHandler(int signum) { CrashSignal(signum); }
+void StartupCrashHandler(int signum) {
+    CrashSignal(signum);
+}
 }  // namespace
 
 void InstallStartupCrashHandlers() {
     struct sigaction action {};
     action.sa_handler = StartupCrashHandler;
     sigemptyset(&action.sa_mask);
-    for (int sig : {SIGSEGV, SIGABRT, SIGBUS, SIGILL}) sigaction(sig, &action, nullptr);
+    for (int sig : {SIGSEGV, SIGABRT, SIGBUS, SIGILL})
+        sigaction(sig, &action, nullptr);
 }
 
 void Pause() {
@@ -83,4 +90,6 @@ void g() {
     *p = 13;
 }
 
-void f() { g(); }
+void f() {
+    g();
+}

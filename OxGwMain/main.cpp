@@ -1,3 +1,5 @@
 #include "oxgwmain.h"
 
-int main(int argc, char** argv) { return OxGwMain(argc, argv); }
+int main(int argc, char** argv) {
+    return OxGwMain(argc, argv);
+}

@@ -31,7 +31,8 @@ std::string FormatWithoutArguments(const std::string& text) {
     out.reserve(text.size());
     for (size_t i = 0; i < text.size(); ++i) {
         out += text[i];
-        if (text[i] == '%' && i + 1 < text.size() && text[i + 1] == '%') ++i;
+        if (text[i] == '%' && i + 1 < text.size() && text[i + 1] == '%')
+            ++i;
     }
     return out;
 }
@@ -40,9 +41,13 @@ std::string FormatWithoutArguments(const std::string& text) {
 
 // ---------------------------------------------------------------- mySvcHandler
 
-mySvcHandler::mySvcHandler() : rxBuffer_(new char[kReadSize + 1]) { rxBuffer_[0] = '\0'; }
+mySvcHandler::mySvcHandler() : rxBuffer_(new char[kReadSize + 1]) {
+    rxBuffer_[0] = '\0';
+}
 
-mySvcHandler::~mySvcHandler() { delete[] rxBuffer_; }
+mySvcHandler::~mySvcHandler() {
+    delete[] rxBuffer_;
+}
 
 int mySvcHandler::open(void*) {
     TestPrintF(0, "Connection established\n");
@@ -53,7 +58,8 @@ int mySvcHandler::open(void*) {
 
 void mySvcHandler::connect() {
     TestPrintF(0, "Trying to connect...\n");
-    if (link_ == nullptr || link_->socketConnect() == -1) TestPrintF(0, "Socket connection failed!\n");
+    if (link_ == nullptr || link_->socketConnect() == -1)
+        TestPrintF(0, "Socket connection failed!\n");
 }
 
 int mySvcHandler::handle_input(ACE_HANDLE) {
@@ -84,7 +90,8 @@ void mySvcHandler::ProcessReceived(const char* data, size_t length) {
             command_.clear();
             discarding_ = true;
         }
-        if (p + len >= end) return;  // no terminator yet: wait for the next read
+        if (p + len >= end)
+            return;  // no terminator yet: wait for the next read
 
         if (discarding_) {
             discarding_ = false;  // the tail of a discarded command
@@ -92,9 +99,11 @@ void mySvcHandler::ProcessReceived(const char* data, size_t length) {
             TestPrintF(0, "Empty Command Received\n");
         } else {
             TestPrintF(128, "Command = %.80s\n", command_.c_str());
-            if (link_ != nullptr) link_->ExecuteCommand(&command_[0]);
+            if (link_ != nullptr)
+                link_->ExecuteCommand(&command_[0]);
         }
-        if (link_ != nullptr) link_->Synchronise();
+        if (link_ != nullptr)
+            link_->Synchronise();
         command_.clear();
         p += len + 1;
     }
@@ -104,7 +113,8 @@ int mySvcHandler::handle_close(ACE_HANDLE, ACE_Reactor_Mask) {
     TestPrintF(0, "handle_close!!!\n");
     command_.clear();
     discarding_ = false;
-    if (link_ != nullptr) link_->socketClose();
+    if (link_ != nullptr)
+        link_->socketClose();
     ACE_Reactor::instance()->schedule_timer(this, kActConnect, ACE_Time_Value(5));
     return -1;
 }
@@ -199,7 +209,8 @@ void MDIEditLink::socketClose() {
         socketHandler_, ACE_Event_Handler::ALL_EVENTS_MASK | ACE_Event_Handler::DONT_CALL);
     socketHandler_->peer().close();
     connector_->close();
-    if (pConnection_ != nullptr) pConnection_->LinkModeChange(OXLink::OXLM_NONE);
+    if (pConnection_ != nullptr)
+        pConnection_->LinkModeChange(OXLink::OXLM_NONE);
     transmit_.Reset();
     parser_.Reset();
     transmitBuffer_.clear();
@@ -238,7 +249,8 @@ void MDIEditLink::Synchronise() {
             waitingForSync_ = false;
             break;
         case 2:
-            if (waitingForSync_) return;
+            if (waitingForSync_)
+                return;
             parser_.Reset();
             TransmitCommand("exe 4 $ 100.100();");
             waitingForSync_ = true;

@@ -25,14 +25,14 @@ class OxConnection;
 
 // Something that takes a received command text.
 class RemoteCommandExecuter {
-public:
+  public:
     virtual ~RemoteCommandExecuter() = default;
     virtual void ExecuteCommand(char* text) = 0;
 };
 
 // The socket's event handler: reads, frames and reconnects.
 class mySvcHandler : public ACE_Svc_Handler<ACE_SOCK_STREAM, ACE_NULL_SYNCH> {
-public:
+  public:
     static constexpr int kReadSize = 200;
 
     mySvcHandler();
@@ -51,7 +51,7 @@ public:
     void ProcessReceived(const char* data, size_t length);
     const std::string& PendingCommand() const { return command_; }
 
-private:
+  private:
     char* rxBuffer_;
     std::string command_;
     bool discarding_ = false;  // skipping the rest of an over-long command
@@ -59,7 +59,7 @@ private:
 };
 
 class MDIEditLink : public Observer<Timer>, public RemoteCommandExecuter {
-public:
+  public:
     MDIEditLink(ACE_Reactor& reactor, int port, OxConnection* connection);
     ~MDIEditLink() override;
 
@@ -93,7 +93,7 @@ public:
     void EraseEeprom() {}
     void AbortDownload() {}
 
-private:
+  private:
     CharBuffer transmit_;
     OXCommandParser parser_;
     OxConnection* pConnection_;

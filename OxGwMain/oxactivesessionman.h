@@ -6,7 +6,7 @@
 class OxActiveSocketSession;
 
 class OxActiveSessionMan : public ACE_Event_Handler {
-public:
+  public:
     static constexpr int kSlots = 10;
 
     OxActiveSessionMan();
@@ -19,6 +19,6 @@ public:
     void SessionClosed(OxActiveSocketSession* session);
     OxActiveSocketSession* Slot(int i) const { return sessions_[i]; }
 
-private:
+  private:
     OxActiveSocketSession* sessions_[kSlots];
 };

@@ -41,13 +41,16 @@ void RepairMailConfiguration() {
     OxConfiguration* cfg = OxConfiguration::Instance();
     struct stat st;
     long size = 0;
-    if (stat(cfg->MakeAbsPath("/etc/torc2/omta.conf").c_str(), &st) == 0) size = st.st_size;
-    if (size >= 100) return;
+    if (stat(cfg->MakeAbsPath("/etc/torc2/omta.conf").c_str(), &st) == 0)
+        size = st.st_size;
+    if (size >= 100)
+        return;
     TestPrintF(4, "/etc/omta.conf size = %d => copying standard version\n", static_cast<int>(size));
     std::string command = "cp " + cfg->MakeAbsPath("/etc/torc2init/config/omta.conf") + " " +
                           cfg->MakeAbsPath("/etc/torc2");
     RunProgram program(false);
-    if (!program.Run(command.c_str())) TestPrintF(4, "Copying omta.conf failed!\n");
+    if (!program.Run(command.c_str()))
+        TestPrintF(4, "Copying omta.conf failed!\n");
 }
 
 }  // namespace
@@ -80,7 +83,8 @@ int OxGwMain(int argc, char** argv) {
     // 8.
     OxService::Instance()->StartOxService();
     // 9.
-    ACE_INET_Addr listenAddr(static_cast<u_short>(OxConfiguration::Instance()->GetNetworkPort(true)));
+    ACE_INET_Addr listenAddr(
+        static_cast<u_short>(OxConfiguration::Instance()->GetNetworkPort(true)));
     // 10.
     Accept_Handler* acceptHandler = new Accept_Handler();
     // 11.
@@ -92,16 +96,19 @@ int OxGwMain(int argc, char** argv) {
     // 12.
     reactor->register_handler(acceptHandler, ACE_Event_Handler::ACCEPT_MASK);
     // 13.
-    for (int sig : {SIGINT, SIGSEGV, SIGABRT, SIGBUS, SIGILL}) reactor->register_handler(sig, acceptHandler);
+    for (int sig : {SIGINT, SIGSEGV, SIGABRT, SIGBUS, SIGILL})
+        reactor->register_handler(sig, acceptHandler);
     // 14.
-    TestPrintF(1, "Listening on socket port %d.\n", OxConfiguration::Instance()->GetNetworkPort(true));
+    TestPrintF(1, "Listening on socket port %d.\n",
+               OxConfiguration::Instance()->GetNetworkPort(true));
     // 15.
     int result = reactor->run_reactor_event_loop();
 
     // Stop order.
     TestPrintF(8, "run_reactor_event_loop termintes: %d\n", result);
     OxService::Instance()->StopOxService();
-    if (ACE_Proactor::instance() != nullptr) ACE_Proactor::instance()->proactor_end_event_loop();
+    if (ACE_Proactor::instance() != nullptr)
+        ACE_Proactor::instance()->proactor_end_event_loop();
     OxEMailTask::Instance()->end_event_loop();
     TestPrintTask::Instance()->end_event_loop();
     Timer::CloseProactor();
@@ -120,7 +127,8 @@ int OxGwMain(int argc, char** argv) {
                             ACE_Event_Handler::ALL_EVENTS_MASK | ACE_Event_Handler::DONT_CALL);
     ACE_Sig_Action ignore(SIG_IGN), fallback(SIG_DFL);
     reactor->remove_handler(SIGINT, &ignore);
-    for (int sig : {SIGSEGV, SIGABRT, SIGBUS, SIGILL}) reactor->remove_handler(sig, &fallback);
+    for (int sig : {SIGSEGV, SIGABRT, SIGBUS, SIGILL})
+        reactor->remove_handler(sig, &fallback);
     delete acceptHandler;
     delete TestPrintTask::Instance();
     OxConfiguration::DeleteInstance();

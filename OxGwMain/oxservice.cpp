@@ -17,7 +17,8 @@ constexpr int kPorts = 10;
 }  // namespace
 
 OxService* OxService::Instance() {
-    if (theService == nullptr) theService = new OxService();
+    if (theService == nullptr)
+        theService = new OxService();
     return theService;
 }
 
@@ -48,7 +49,8 @@ void OxService::ReadConfiguration(OxConfiguration& cfg) {
 void OxService::StartOxService() {
     OxConfiguration* cfg = OxConfiguration::Instance();
     ReadConfiguration(*cfg);
-    for (int i = 0; i < kPorts; ++i) connections_[i] = nullptr;
+    for (int i = 0; i < kPorts; ++i)
+        connections_[i] = nullptr;
     for (int port = 1; port <= kPorts; ++port) {
         if (cfg->GetConnectionCfg(port, true).used && connections_[port - 1] == nullptr)
             connections_[port - 1] = OxConnectionMan::Instance()->OxGetConnection(port, true);
@@ -59,7 +61,8 @@ void OxService::StartOxService() {
 void OxService::StopOxService() {
     OxSessionManager::Instance()->DestroyAll();
     for (int i = 0; i < kPorts; ++i) {
-        if (connections_[i] != nullptr) OxConnectionMan::Instance()->Release(connections_[i]);
+        if (connections_[i] != nullptr)
+            OxConnectionMan::Instance()->Release(connections_[i]);
     }
     OxConfiguration::Instance()->ClearConnectionCfg();
 }
@@ -73,7 +76,8 @@ void OxService::RestartOxService() {
         ReadConfiguration(scratch);
         restart = OxConfiguration::Instance()->RestartNeeded(scratch);
     }
-    if (!restart) return;
+    if (!restart)
+        return;
     if (ACE_Reactor::instance()->schedule_timer(this, nullptr, ACE_Time_Value(5),
                                                 ACE_Time_Value::zero) == -1) {
         TestPrintF(4, "Unable to restart Remote Service!\n");
@@ -89,19 +93,22 @@ int OxService::handle_timeout(const ACE_Time_Value&, const void*) {
 }
 
 OxConnection* OxService::GetConnection(int port) const {
-    if (port < 1 || port > kPorts) return nullptr;
+    if (port < 1 || port > kPorts)
+        return nullptr;
     return connections_[port - 1];
 }
 
 // ---------------------------------------------------------------- OxConnectionMan
 
 OxConnectionMan* OxConnectionMan::Instance() {
-    if (theConnectionMan == nullptr) theConnectionMan = new OxConnectionMan();
+    if (theConnectionMan == nullptr)
+        theConnectionMan = new OxConnectionMan();
     return theConnectionMan;
 }
 
 void OxConnectionMan::DeleteInstance() {
-    if (theConnectionMan != nullptr) theConnectionMan->DeleteAll();
+    if (theConnectionMan != nullptr)
+        theConnectionMan->DeleteAll();
     delete theConnectionMan;
     theConnectionMan = nullptr;
 }
@@ -109,11 +116,13 @@ void OxConnectionMan::DeleteInstance() {
 OxConnection* OxConnectionMan::OxGetConnection(int port, bool create) {
     for (OxConnection* c : connections_) {
         if (c->GetPort() == port) {
-            if (create) c->IncRefCount();
+            if (create)
+                c->IncRefCount();
             return c;
         }
     }
-    if (!create) return nullptr;
+    if (!create)
+        return nullptr;
     OxConnection* pC = new OxConnection(port);
     assert(pC);
     pC->IncRefCount();
@@ -134,6 +143,7 @@ void OxConnectionMan::Release(OxConnection* connection) {
 }
 
 void OxConnectionMan::DeleteAll() {
-    for (OxConnection* c : connections_) delete c;
+    for (OxConnection* c : connections_)
+        delete c;
     connections_.clear();
 }

@@ -10,7 +10,7 @@ class OxConfiguration;
 class OxConnection;
 
 class OxService : public ACE_Event_Handler {
-public:
+  public:
     static OxService* Instance();
     static void DeleteInstance();
     ~OxService() override;
@@ -23,14 +23,14 @@ public:
 
     OxConnection* GetConnection(int port) const;
 
-private:
+  private:
     OxService();
     OxConnection** connections_;
 };
 
 // All open connections, one per port, shared by reference count.
 class OxConnectionMan {
-public:
+  public:
     static OxConnectionMan* Instance();
     static void DeleteInstance();
 
@@ -43,6 +43,6 @@ public:
     // The i-th connection in order of creation; null past the end.
     OxConnection* At(size_t i) const { return i < connections_.size() ? connections_[i] : nullptr; }
 
-private:
+  private:
     std::vector<OxConnection*> connections_;
 };

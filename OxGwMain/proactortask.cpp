@@ -14,7 +14,9 @@ int ProactorTask::svc() {
 
     ACE_Proactor* proactor = ACE_Proactor::instance();
     int result = -1;
-    if (proactor != nullptr) result = proactor->proactor_run_event_loop(ACE_Proactor::check_reconfiguration);
-    if (result == -1) TestPrintF(8, "Proactor thread terminates\n");
+    if (proactor != nullptr)
+        result = proactor->proactor_run_event_loop(ACE_Proactor::check_reconfiguration);
+    if (result == -1)
+        TestPrintF(8, "Proactor thread terminates\n");
     return result;
 }

@@ -4,6 +4,6 @@
 #include <ace/Task.h>
 
 class ProactorTask : public ACE_Task<ACE_MT_SYNCH> {
-public:
+  public:
     int svc() override;
 };

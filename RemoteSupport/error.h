@@ -2,7 +2,7 @@
 #pragma once
 
 class Error {
-public:
+  public:
     explicit Error(const char* text);
     Error(const char* text, int errorNumber);
     Error(int errorNumber, const char* format, ...) __attribute__((format(printf, 3, 4)));
@@ -14,7 +14,7 @@ public:
     int ErrorNumber() const { return errorNumber_; }
     bool HasErrorNumber() const { return errorNumberValid_ != 0; }
 
-private:
+  private:
     char text_[80];
     int errorNumber_ = 0;
     int errorNumberValid_ = 0;

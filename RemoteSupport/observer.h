@@ -8,17 +8,17 @@
 
 // The aspects one observer wants.
 class ObserverInfo : public List<int> {
-public:
+  public:
     ObserverInfo() : List<int>(10) {}
     explicit ObserverInfo(void* observer) : List<int>(10), observer_(observer) {}
     void* Observer() const { return observer_; }
 
-private:
+  private:
     void* observer_ = nullptr;
 };
 
 class GenericSubject {
-public:
+  public:
     virtual ~GenericSubject() = default;
     // True if the observer asked for this aspect, or for all of them.
     virtual bool DoUpdate(ObserverInfo* info, int aspect) {
@@ -28,7 +28,7 @@ public:
 
     int ObserverCount() const { return observers_.Count(); }
 
-protected:
+  protected:
     void AttachObserver(void* observer, int aspect) {
         int i = IndexOf(observer);
         if (i < 0) {
@@ -41,13 +41,15 @@ protected:
     }
     bool DetachObserver(void* observer) {
         int i = IndexOf(observer);
-        if (i < 0) return false;
+        if (i < 0)
+            return false;
         observers_.Remove(i);
         return true;
     }
     int IndexOf(void* observer) const {
         for (int i = 0; i < observers_.Count(); ++i)
-            if (observers_[i].Observer() == observer) return i;
+            if (observers_[i].Observer() == observer)
+                return i;
         return -1;
     }
 
@@ -56,17 +58,18 @@ protected:
 
 template <class T>
 class Observer {
-public:
+  public:
     virtual ~Observer() = default;
     virtual void Update(T* subject) = 0;
 };
 
 template <class T>
 class Subject : public GenericSubject {
-public:
+  public:
     virtual void Attach(Observer<T>* observer, int aspect = -1) {
         AttachObserver(observer, aspect);
-        if (UpdateOnAttach()) observer->Update(static_cast<T*>(this));
+        if (UpdateOnAttach())
+            observer->Update(static_cast<T*>(this));
     }
     virtual bool Detach(Observer<T>* observer) { return DetachObserver(observer); }
 
@@ -85,7 +88,7 @@ public:
 
 template <class S, class T>
 class ListObserver {
-public:
+  public:
     virtual ~ListObserver() = default;
     virtual void NewObject(const T& object) = 0;
     virtual void DeletedObject(const T& object) = 0;
@@ -93,10 +96,11 @@ public:
 
 template <class S, class T>
 class ListSubject : public GenericSubject {
-public:
+  public:
     virtual void Attach(ListObserver<S, T>& observer, int aspect) {
         AttachObserver(&observer, aspect);
-        if (UpdateOnAttach()) AttachUpdate(observer);
+        if (UpdateOnAttach())
+            AttachUpdate(observer);
     }
     virtual bool Detach(ListObserver<S, T>& observer) { return DetachObserver(&observer); }
     virtual void NotifyNew(const T& object) {

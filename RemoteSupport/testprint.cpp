@@ -46,8 +46,10 @@ std::string TestPrintStamp(long day, long hour, long minute, long second) {
 }
 
 void TestPrintF(unsigned long mask, const char* format, ...) {
-    if (!testPrintEnable || format == nullptr) return;
-    if (!TestPrintToFile(mask) && !TestPrintToConsole(mask)) return;
+    if (!testPrintEnable || format == nullptr)
+        return;
+    if (!TestPrintToFile(mask) && !TestPrintToConsole(mask))
+        return;
 
     char* text = new char[kBufferSize];
     va_list args;
@@ -86,7 +88,8 @@ void FileLog::OpenStream() {
     umask(old | 0002);
     int fd = ::open(name_.c_str(), O_WRONLY | O_APPEND | O_CREAT, 0664);
     umask(old);
-    if (fd >= 0) ::close(fd);
+    if (fd >= 0)
+        ::close(fd);
     stream_.clear();
     stream_.open(name_, std::ios::out | std::ios::app);
 }
@@ -107,7 +110,8 @@ void FileLog::Log(const std::string& text) {
     }
 
     std::streamoff pos = stream_.tellp();
-    if (pos < 0 || static_cast<unsigned long>(pos) <= maxSize_) return;
+    if (pos < 0 || static_cast<unsigned long>(pos) <= maxSize_)
+        return;
 
     stream_.close();
     unlink(oldName_.c_str());
@@ -138,7 +142,9 @@ TestPrintTask* TestPrintTask::Instance() {
     return theTask;
 }
 
-void TestPrintTask::ForgetInstance() { theTask = nullptr; }
+void TestPrintTask::ForgetInstance() {
+    theTask = nullptr;
+}
 
 TestPrintTask::TestPrintTask() {
     OxConfiguration* cfg = OxConfiguration::Instance();
@@ -148,9 +154,11 @@ TestPrintTask::TestPrintTask() {
 }
 
 TestPrintTask::~TestPrintTask() {
-    if (run_) end_event_loop();
+    if (run_)
+        end_event_loop();
     wait();
-    if (theTask == this) theTask = nullptr;
+    if (theTask == this)
+        theTask = nullptr;
     delete fileLog_;
 }
 
@@ -168,16 +176,19 @@ void TestPrintTask::TestPrintF(unsigned long mask, char* text) {
     auto* request = new TestPrintFImpl_MO(this, mask, text, false);
     // Never block the caller: a full queue drops the message.
     ACE_Time_Value now = ACE_OS::gettimeofday();
-    if (activationQueue_.enqueue(request, &now) == -1) delete request;
+    if (activationQueue_.enqueue(request, &now) == -1)
+        delete request;
 }
 
 int TestPrintTask::svc() {
     while (run_ || !activationQueue_.is_empty()) {
         ACE_Method_Request* request = activationQueue_.dequeue();
-        if (request == nullptr) break;
+        if (request == nullptr)
+            break;
         int result = request->call();
         delete request;
-        if (result == -1) break;
+        if (result == -1)
+            break;
     }
     printf("Testprint task terminates.\n");
     fflush(stdout);
@@ -188,18 +199,21 @@ void TestPrintTask::end_event_loop() {
     bool wasRunning = run_;
     run_ = false;
     testPrintEnable = false;
-    if (wasRunning) activationQueue_.enqueue(new TestPrintFImpl_MO(this, 0, nullptr, true));
+    if (wasRunning)
+        activationQueue_.enqueue(new TestPrintFImpl_MO(this, 0, nullptr, true));
 }
 
 int TestPrintTask::TestPrintFImpl(unsigned long mask, const char* text) {
     ACE_Time_Value now = ACE_OS::gettimeofday();
-    if (now == ACE_Time_Value(-1)) now = ACE_Time_Value::zero;
+    if (now == ACE_Time_Value(-1))
+        now = ACE_Time_Value::zero;
     ACE_Date_Time dt(now);
     std::string stamp = TestPrintStamp(dt.day(), dt.hour(), dt.minute(), dt.second());
 
     bool toFile = TestPrintToFile(mask);
     bool toConsole = TestPrintToConsole(mask);
-    if ((!toFile && !toConsole) || text == nullptr) return 0;
+    if ((!toFile && !toConsole) || text == nullptr)
+        return 0;
 
     if (toFile) {
         fileLog_->SetMaxSize(OxConfiguration::Instance()->GetLogFileMaxSize(true));
@@ -211,7 +225,8 @@ int TestPrintTask::TestPrintFImpl(unsigned long mask, const char* text) {
         }
     }
     if (toConsole) {
-        if (mask & 4) fputs("--- Error, ", stdout);
+        if (mask & 4)
+            fputs("--- Error, ", stdout);
         fputs(stamp.c_str(), stdout);
         // The console form of the log drops the first nine characters.
         if (strlen(text) < 9) {
@@ -227,6 +242,7 @@ int TestPrintTask::TestPrintFImpl(unsigned long mask, const char* text) {
 }
 
 int TestPrintFImpl_MO::call() {
-    if (terminate_) return 0;
+    if (terminate_)
+        return 0;
     return task_->TestPrintFImpl(mask_, text_);
 }

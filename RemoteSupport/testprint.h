@@ -15,16 +15,16 @@
 // Mask bits (a message may carry several; 0 is always shown).
 enum : unsigned long {
     TP_ALWAYS = 0,
-    TP_SERVICE = 1,      // service and connection milestones
-    TP_PARAMS = 2,       // parameter save/restore, visitors, boot
-    TP_ERROR = 4,        // errors: always to the file, "--- Error, " on stdout
-    TP_PROCESS = 8,      // process and thread life, file housekeeping
-    TP_WARNING = 16,     // failed operations, echoed on stderr
-    TP_LINK = 32,        // machine connection trace
-    TP_CLIENT = 64,      // client session trace
-    TP_PARSER = 128,     // command parser trace
-    TP_DOWNLOAD = 256,   // software download
-    TP_RAW = 4096,       // raw text of the machine link
+    TP_SERVICE = 1,     // service and connection milestones
+    TP_PARAMS = 2,      // parameter save/restore, visitors, boot
+    TP_ERROR = 4,       // errors: always to the file, "--- Error, " on stdout
+    TP_PROCESS = 8,     // process and thread life, file housekeeping
+    TP_WARNING = 16,    // failed operations, echoed on stderr
+    TP_LINK = 32,       // machine connection trace
+    TP_CLIENT = 64,     // client session trace
+    TP_PARSER = 128,    // command parser trace
+    TP_DOWNLOAD = 256,  // software download
+    TP_RAW = 4096,      // raw text of the machine link
     TP_GWAY_EVENT = 8192,
     TP_GWAY_TRACE = 16384,
 };
@@ -46,12 +46,12 @@ std::string TestPrintStamp(long day, long hour, long minute, long second);
 
 // A log file with two generations: the file and its ".1".
 class FileLog {
-public:
+  public:
     FileLog(const char* name, const char* oldName, unsigned long maxSize);
     void Log(const std::string& text);
     void SetMaxSize(unsigned long maxSize) { maxSize_ = maxSize; }
 
-private:
+  private:
     void OpenStream();
 
     std::string name_;
@@ -63,7 +63,7 @@ private:
 };
 
 class TestPrintTask : public ACE_Task<ACE_MT_SYNCH> {
-public:
+  public:
     static TestPrintTask* Instance();
     // Drops the singleton pointer after main has deleted the task.
     static void ForgetInstance();
@@ -78,7 +78,7 @@ public:
 
     ~TestPrintTask() override;
 
-private:
+  private:
     TestPrintTask();
 
     ACE_Activation_Queue activationQueue_;
@@ -88,13 +88,13 @@ private:
 };
 
 class TestPrintFImpl_MO : public ACE_Method_Request {
-public:
+  public:
     TestPrintFImpl_MO(TestPrintTask* task, unsigned long mask, char* text, bool terminate)
         : task_(task), mask_(mask), text_(text), terminate_(terminate) {}
     ~TestPrintFImpl_MO() override { delete[] text_; }
     int call() override;
 
-private:
+  private:
     TestPrintTask* task_;
     unsigned long mask_;
     char* text_;

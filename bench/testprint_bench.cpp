@@ -43,7 +43,8 @@ void BM_TestPrintF_On(benchmark::State& state) {
     for (auto _ : state) {
         TestPrintF(32, "MDIEditLink::TransmitCommand %s %ld\n", "exe 1 $ 100.101 (-1);", ++n);
         // Let the writer keep up now and then so the queue is not simply full.
-        if ((n & 1023) == 0) usleep(2000);
+        if ((n & 1023) == 0)
+            usleep(2000);
     }
     TestPrintSetMask(0, 0);
 }

@@ -18,12 +18,14 @@ struct TreeCase {
 class GrammarTest : public ::testing::Test {
   protected:
     void SetUp() override { ASSERT_TRUE(parser.Create(nullptr)); }
+    void TearDown() override { parser.DropCommand(); }
 
     // Parses text and returns the dumped tree, or "FAIL: message".
     std::string Tree(const std::string& text) {
         std::vector<char> buffer(text.begin(), text.end());
         buffer.push_back('\0');
-        int result = parser.Parse(buffer.data());
+        parser.DropCommand();
+        int result = parser.ParseTree(buffer.data());
         EXPECT_EQ(parser.GetNodeManager().GetNodeCount(), 0u) << text;
         if (result != 0)
             return std::string("FAIL: ") + parser.GetErrorStr();

@@ -20,12 +20,16 @@ using ::testing::internal::GetCapturedStdout;
 class ParserTest : public ::testing::Test {
   protected:
     void SetUp() override { ASSERT_TRUE(parser.Create(nullptr)); }
+    void TearDown() override { parser.DropCommand(); }
 
+    // The grammar half only: these tests look at trees and messages, not at
+    // the store.
     int Parse(const std::string& text) {
         buffer.assign(text.begin(), text.end());
         buffer.push_back('\0');
+        parser.DropCommand();
         CaptureStdout();
-        int result = parser.Parse(buffer.data());
+        int result = parser.ParseTree(buffer.data());
         printed = GetCapturedStdout();
         EXPECT_EQ(parser.GetNodeManager().GetNodeCount(), 0u) << text;
         if (result != 0) {
@@ -182,10 +186,11 @@ TEST_F(ParserTest, ParsersAreIndependent) {
     OXCommandParser other;
     ASSERT_TRUE(other.Create(nullptr));
     char good[] = "upd 7 (1);";
-    ASSERT_EQ(other.Parse(good), 0);
+    ASSERT_EQ(other.ParseTree(good), 0);
     EXPECT_EQ(Parse("upd 5 (1"), 1);
     EXPECT_EQ(DumpTree(other.GetCommand()), "upd(7 (1))");
     EXPECT_STREQ(other.GetErrorStr(), "");
+    other.DropCommand();
 }
 
 // A node with a child, as the grammar's nodes have, to watch destruction.

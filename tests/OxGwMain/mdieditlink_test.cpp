@@ -19,14 +19,14 @@ namespace {
 
 // A link that records what it would hand to the parser.
 class RecordingLink : public MDIEditLink {
-public:
+  public:
     RecordingLink() : MDIEditLink(*ACE_Reactor::instance(), 1, nullptr) {}
     void ExecuteCommand(char* text) override { commands.emplace_back(text); }
     std::vector<std::string> commands;
 };
 
 class LinkTest : public ::testing::Test {
-protected:
+  protected:
     void SetUp() override {
         ip_ = UniqueLoopbackIp();
         setenv("OXGW_APPLICATION_IP", ip_.c_str(), 1);
@@ -50,7 +50,8 @@ protected:
     static bool PumpRead(FakeController& ctl, std::string& frame, int ms) {
         auto end = std::chrono::steady_clock::now() + std::chrono::milliseconds(ms);
         while (std::chrono::steady_clock::now() < end) {
-            if (ctl.ReadFrame(frame, 10)) return true;
+            if (ctl.ReadFrame(frame, 10))
+                return true;
             ACE_Time_Value tv(0, 10000);
             ACE_Reactor::instance()->handle_events(tv);
         }
@@ -67,7 +68,8 @@ TEST_F(LinkTest, FramesSplitJoinedAndEmpty) {
 
     // A frame split at every byte arrives once, whole.
     std::string frame("upd 5 { 1 };", 12);
-    for (char c : frame) handler.ProcessReceived(&c, 1);
+    for (char c : frame)
+        handler.ProcessReceived(&c, 1);
     EXPECT_TRUE(link.commands.empty());
     char zero = '\0';
     handler.ProcessReceived(&zero, 1);
@@ -95,7 +97,8 @@ TEST_F(LinkTest, EndlessTextWithoutZeroIsBoundedAndDiscarded) {
     mySvcHandler handler;
     handler.setMdiEditLink(&link);
     std::string garbage(64 * 1024, 'x');
-    for (int i = 0; i < 80; ++i) handler.ProcessReceived(garbage.c_str(), garbage.size());
+    for (int i = 0; i < 80; ++i)
+        handler.ProcessReceived(garbage.c_str(), garbage.size());
     EXPECT_LE(handler.PendingCommand().size(), 4u * 1024 * 1024);
     std::string end("tail\0ok;\0", 9);
     handler.ProcessReceived(end.c_str(), end.size());
@@ -173,7 +176,8 @@ TEST_F(LinkTest, ReconnectsFiveSecondsAfterTheControllerDrops) {
 TEST_F(LinkTest, RetryLoggingStopsAfterFiveFailuresAndRestartsAfterSuccess) {
     RecordingLink link;  // nothing listens: the first attempt has failed already
     testing::internal::CaptureStderr();
-    for (int i = 0; i < 6; ++i) link.socketConnect();
+    for (int i = 0; i < 6; ++i)
+        link.socketConnect();
     std::string err = testing::internal::GetCapturedStderr();
     // The constructor's attempt was the first; four more are logged.
     int logged = 0;

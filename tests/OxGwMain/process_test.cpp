@@ -83,7 +83,8 @@ TEST(Process, MailConfigurationRepairedBelowHundredBytes) {
         options.writeOmtaConf = false;
         GatewayTestEnv env(options);
         env.Box().WriteFile("/etc/torc2init/config/omta.conf", standard);
-        if (size >= 0) env.Box().WriteFile("/etc/torc2/omta.conf", std::string(size, 'o'));
+        if (size >= 0)
+            env.Box().WriteFile("/etc/torc2/omta.conf", std::string(size, 'o'));
         auto gw = env.Start();
         ASSERT_TRUE(gw->WaitForStdout(Shown("Listening on socket port"), kStartMs));
         gw->Signal(SIGINT);

@@ -44,25 +44,30 @@ FakeController::~FakeController() {
 }
 
 void FakeController::StopListening() {
-    if (listenFd_ >= 0) close(listenFd_);
+    if (listenFd_ >= 0)
+        close(listenFd_);
     listenFd_ = -1;
 }
 
 bool FakeController::Accept(int timeoutMs) {
-    if (listenFd_ < 0 || !WaitReadable(listenFd_, timeoutMs)) return false;
+    if (listenFd_ < 0 || !WaitReadable(listenFd_, timeoutMs))
+        return false;
     DropClient();
     clientFd_ = accept(listenFd_, nullptr, nullptr);
-    if (clientFd_ >= 0) ++accepts_;
+    if (clientFd_ >= 0)
+        ++accepts_;
     pending_.clear();
     return clientFd_ >= 0;
 }
 
 bool FakeController::Send(const std::string& bytes) {
-    if (clientFd_ < 0) return false;
+    if (clientFd_ < 0)
+        return false;
     size_t done = 0;
     while (done < bytes.size()) {
         ssize_t n = send(clientFd_, bytes.data() + done, bytes.size() - done, MSG_NOSIGNAL);
-        if (n <= 0) return false;
+        if (n <= 0)
+            return false;
         done += static_cast<size_t>(n);
     }
     return true;
@@ -77,14 +82,17 @@ bool FakeController::ReadFrame(std::string& frame, int timeoutMs) {
             pending_.erase(0, zero + 1);
             return true;
         }
-        if (clientFd_ < 0) return false;
+        if (clientFd_ < 0)
+            return false;
         int left = static_cast<int>(std::chrono::duration_cast<std::chrono::milliseconds>(
                                         deadline - std::chrono::steady_clock::now())
                                         .count());
-        if (left <= 0 || !WaitReadable(clientFd_, left)) return false;
+        if (left <= 0 || !WaitReadable(clientFd_, left))
+            return false;
         char buffer[4096];
         ssize_t n = recv(clientFd_, buffer, sizeof buffer, 0);
-        if (n <= 0) return false;
+        if (n <= 0)
+            return false;
         pending_.append(buffer, static_cast<size_t>(n));
     }
 }
@@ -95,17 +103,20 @@ bool FakeController::WaitForClose(int timeoutMs) {
         int left = static_cast<int>(std::chrono::duration_cast<std::chrono::milliseconds>(
                                         deadline - std::chrono::steady_clock::now())
                                         .count());
-        if (left <= 0 || !WaitReadable(clientFd_, left)) return false;
+        if (left <= 0 || !WaitReadable(clientFd_, left))
+            return false;
         char buffer[4096];
         ssize_t n = recv(clientFd_, buffer, sizeof buffer, 0);
-        if (n <= 0) return true;
+        if (n <= 0)
+            return true;
         pending_.append(buffer, static_cast<size_t>(n));
     }
     return true;
 }
 
 void FakeController::DropClient() {
-    if (clientFd_ >= 0) close(clientFd_);
+    if (clientFd_ >= 0)
+        close(clientFd_);
     clientFd_ = -1;
 }
 

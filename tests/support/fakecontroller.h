@@ -5,7 +5,7 @@
 #include <string>
 
 class FakeController {
-public:
+  public:
     // Listens on ip:port (the gateway connects to 2000 + machine port).
     FakeController(const std::string& ip, int port);
     ~FakeController();
@@ -27,7 +27,7 @@ public:
     void StopListening();
     int Accepts() const { return accepts_; }
 
-private:
+  private:
     int listenFd_ = -1;
     int clientFd_ = -1;
     int accepts_ = 0;

@@ -36,10 +36,12 @@ GatewayProcess::GatewayProcess(const std::string& root, const std::vector<std::s
         dup2(out, 1);
         dup2(err, 2);
         setenv("OXGW_ROOT", root.c_str(), 1);
-        for (const auto& [k, v] : env) setenv(k.c_str(), v.c_str(), 1);
+        for (const auto& [k, v] : env)
+            setenv(k.c_str(), v.c_str(), 1);
         std::vector<char*> argv;
         argv.push_back(const_cast<char*>(program.c_str()));
-        for (const auto& a : args) argv.push_back(const_cast<char*>(a.c_str()));
+        for (const auto& a : args)
+            argv.push_back(const_cast<char*>(a.c_str()));
         argv.push_back(nullptr);
         execv(program.c_str(), argv.data());
         _exit(127);
@@ -53,8 +55,12 @@ GatewayProcess::~GatewayProcess() {
     }
 }
 
-std::string GatewayProcess::Stdout() const { return ReadWholeFile(outPath_); }
-std::string GatewayProcess::Stderr() const { return ReadWholeFile(errPath_); }
+std::string GatewayProcess::Stdout() const {
+    return ReadWholeFile(outPath_);
+}
+std::string GatewayProcess::Stderr() const {
+    return ReadWholeFile(errPath_);
+}
 
 int GatewayProcess::CountStdout(const std::string& text) const {
     return CountOccurrences(Stdout(), text);
@@ -63,7 +69,8 @@ int GatewayProcess::CountStdout(const std::string& text) const {
 static bool WaitForText(const std::string& path, const std::string& text, int timeoutMs) {
     auto deadline = std::chrono::steady_clock::now() + std::chrono::milliseconds(timeoutMs);
     do {
-        if (ReadWholeFile(path).find(text) != std::string::npos) return true;
+        if (ReadWholeFile(path).find(text) != std::string::npos)
+            return true;
         std::this_thread::sleep_for(std::chrono::milliseconds(20));
     } while (std::chrono::steady_clock::now() < deadline);
     return false;
@@ -78,12 +85,15 @@ bool GatewayProcess::WaitForStderr(const std::string& text, int timeoutMs) const
 }
 
 void GatewayProcess::Signal(int sig) const {
-    if (pid_ > 0 && !reaped_) kill(pid_, sig);
+    if (pid_ > 0 && !reaped_)
+        kill(pid_, sig);
 }
 
 bool GatewayProcess::Running() {
-    if (reaped_) return false;
-    if (waitpid(pid_, &status_, WNOHANG) == pid_) reaped_ = true;
+    if (reaped_)
+        return false;
+    if (waitpid(pid_, &status_, WNOHANG) == pid_)
+        reaped_ = true;
     return !reaped_;
 }
 
@@ -94,10 +104,13 @@ int GatewayProcess::Wait(int timeoutMs) {
             reaped_ = true;
             break;
         }
-        if (std::chrono::steady_clock::now() >= deadline) return -1000;
+        if (std::chrono::steady_clock::now() >= deadline)
+            return -1000;
         std::this_thread::sleep_for(std::chrono::milliseconds(20));
     }
-    if (WIFEXITED(status_)) return WEXITSTATUS(status_);
-    if (WIFSIGNALED(status_)) return -WTERMSIG(status_);
+    if (WIFEXITED(status_))
+        return WEXITSTATUS(status_);
+    if (WIFSIGNALED(status_))
+        return -WTERMSIG(status_);
     return -1001;
 }

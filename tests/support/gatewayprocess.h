@@ -7,7 +7,7 @@
 #include <vector>
 
 class GatewayProcess {
-public:
+  public:
     // program: path of the binary (default build/oxgw); env: extra variables.
     GatewayProcess(const std::string& root, const std::vector<std::string>& args,
                    const std::map<std::string, std::string>& env = {},
@@ -30,7 +30,7 @@ public:
     int Wait(int timeoutMs);
     bool Running();
 
-private:
+  private:
     std::string outPath_;
     std::string errPath_;
     int pid_ = -1;

@@ -17,14 +17,17 @@ GatewayTestEnv::GatewayTestEnv(const GatewayOptions& options)
                    "\"><EventLog maxAgeDays=\"30\" logAlarms=\"true\"/></ConnectCom>";
     config_ += options.extraConfig;
     config_ += "</Configuration>";
-    if (options.writeConfig) box_.WriteFile("/etc/torc2/oxgwcfg.xml", config_);
-    if (options.writeOmtaConf) box_.WriteFile("/etc/torc2/omta.conf", std::string(100, '#'));
+    if (options.writeConfig)
+        box_.WriteFile("/etc/torc2/oxgwcfg.xml", config_);
+    if (options.writeOmtaConf)
+        box_.WriteFile("/etc/torc2/omta.conf", std::string(100, '#'));
 }
 
 std::unique_ptr<GatewayProcess> GatewayTestEnv::Start(const std::vector<std::string>& args) {
-    return std::make_unique<GatewayProcess>(box_.Root(), args,
-                                            std::map<std::string, std::string>{
-                                                {"OXGW_APPLICATION_IP", ip_}});
+    return std::make_unique<GatewayProcess>(
+        box_.Root(), args, std::map<std::string, std::string>{{"OXGW_APPLICATION_IP", ip_}});
 }
 
-std::string Shown(const std::string& text) { return text.size() > 9 ? text.substr(9) : ""; }
+std::string Shown(const std::string& text) {
+    return text.size() > 9 ? text.substr(9) : "";
+}

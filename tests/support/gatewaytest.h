@@ -12,18 +12,18 @@
 #include <vector>
 
 struct GatewayOptions {
-    std::vector<int> ports{1};        // active machine ports
+    std::vector<int> ports{1};  // active machine ports
     // Debug print masks in the configuration. Mask 4096 would echo every
     // machine text on the console, where a text under nine characters is fatal.
     unsigned long stdoutMask = 0xefff;
     unsigned long logFileMask = 0xffff;
-    std::string extraConfig;          // more elements inside <Configuration>
+    std::string extraConfig;  // more elements inside <Configuration>
     bool writeConfig = true;
-    bool writeOmtaConf = true;        // a 100-byte omta.conf, so start copies nothing
+    bool writeOmtaConf = true;  // a 100-byte omta.conf, so start copies nothing
 };
 
 class GatewayTestEnv {
-public:
+  public:
     explicit GatewayTestEnv(const GatewayOptions& options = {});
 
     Sandbox& Box() { return box_; }
@@ -33,7 +33,7 @@ public:
 
     std::unique_ptr<GatewayProcess> Start(const std::vector<std::string>& args = {});
 
-private:
+  private:
     Sandbox box_;
     std::string ip_;
     int clientPort_;

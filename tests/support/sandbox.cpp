@@ -12,7 +12,8 @@ namespace fs = std::filesystem;
 Sandbox::Sandbox() {
     char tmpl[] = "/tmp/oxgw-test-XXXXXX";
     char* dir = mkdtemp(tmpl);
-    if (dir == nullptr) throw std::runtime_error("mkdtemp failed");
+    if (dir == nullptr)
+        throw std::runtime_error("mkdtemp failed");
     root_ = dir;
     MakeDir("/var/log/debug");
     MakeDir("/etc/torc2");
@@ -23,7 +24,9 @@ Sandbox::~Sandbox() {
     fs::remove_all(root_, ec);
 }
 
-void Sandbox::MakeDir(const std::string& abs) const { fs::create_directories(Path(abs)); }
+void Sandbox::MakeDir(const std::string& abs) const {
+    fs::create_directories(Path(abs));
+}
 
 void Sandbox::WriteFile(const std::string& abs, const std::string& content) const {
     fs::create_directories(fs::path(Path(abs)).parent_path());
@@ -38,12 +41,17 @@ std::string ReadWholeFile(const std::string& path) {
     return ss.str();
 }
 
-std::string Sandbox::ReadFile(const std::string& abs) const { return ReadWholeFile(Path(abs)); }
+std::string Sandbox::ReadFile(const std::string& abs) const {
+    return ReadWholeFile(Path(abs));
+}
 
-bool Sandbox::Exists(const std::string& abs) const { return fs::exists(Path(abs)); }
+bool Sandbox::Exists(const std::string& abs) const {
+    return fs::exists(Path(abs));
+}
 
 long Sandbox::FileSize(const std::string& abs) const {
     struct stat st;
-    if (stat(Path(abs).c_str(), &st) != 0) return -1;
+    if (stat(Path(abs).c_str(), &st) != 0)
+        return -1;
     return static_cast<long>(st.st_size);
 }

@@ -5,7 +5,7 @@
 #include <string>
 
 class Sandbox {
-public:
+  public:
     Sandbox();
     ~Sandbox();
     Sandbox(const Sandbox&) = delete;
@@ -20,7 +20,7 @@ public:
     long FileSize(const std::string& abs) const;  // -1 if missing
     void MakeDir(const std::string& abs) const;
 
-private:
+  private:
     std::string root_;
 };
 

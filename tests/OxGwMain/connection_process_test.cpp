@@ -2,6 +2,7 @@
 // start conversation byte for byte, recovery from a store out of step, a lost
 // link, and several ports at once.
 #include "gatewaytest.h"
+#include "machineworld.h"
 
 #include <gtest/gtest.h>
 
@@ -17,30 +18,6 @@ const char* const kCompleteInfo = "exe 1 $ 100.101 (-1);";
 const char* const kDateTime = "exe 11 $ 100.109();";
 const char* const kAttach = "exe 2  $   100 . 102 (5);";
 const char* const kSynchronise = "exe 4 $ 100.100();";
-
-// A small machine: the definitions, the machine object, the two serial
-// number parts, the configuration state and two active alarms; six objects.
-// Every object announces the total that the machine will send.
-std::vector<std::string> World(long serialLow, long announcedCount = 6) {
-    std::string n = std::to_string(announcedCount);
-    return {
-        "enum tagAccessRight { \"AR_USER\"=0, \"AR_ADMIN\"=1, \"AR_SERVICE\"=2, \"AR_RAD\"=3, "
-        "\"AR_NON\"=4, };",
-        "class Object { const number Id; number ObjectCount; };",
-        "class Exception { number Code; string Text; };",
-        "class Machine : Object { };",
-        "class SerialPart : Object { number Value; };",
-        "enum tagConfigState { \"NotConfigured\"=0, \"Configured\"=1, };",
-        "class ConfigState : Object { tagConfigState Value; };",
-        "class Alarm : Object { number AlarmType; string Text; number Priority; };",
-        "new Machine(100, " + n + ");",
-        "new SerialPart(124, " + n + ", 4711);",
-        "new SerialPart(125, " + n + ", " + std::to_string(serialLow) + ");",
-        "new ConfigState(401, " + n + ", 1);",
-        "new Alarm(500, " + n + ", 3, \"Low level\", 1);",
-        "new Alarm(501, " + n + ", 4, \"Door open\", 2);",
-    };
-}
 
 void SendAll(FakeController& ctl, const std::vector<std::string>& frames) {
     for (const std::string& frame : frames)
@@ -101,7 +78,7 @@ TEST(ConnectionProcess, StartConversationByteForByteAndInOrder) {
     // One second passes between the socket's opening and the request.
     EXPECT_GE(std::chrono::steady_clock::now() - opened, std::chrono::milliseconds(900));
 
-    ASSERT_NO_FATAL_FAILURE(HandOver(ctl, World(42)));
+    ASSERT_NO_FATAL_FAILURE(HandOver(ctl, MachineWorld(42)));
     ASSERT_TRUE(WaitForLog(env, "Port 1, attached to objects\n")) << Log(env);
     EXPECT_TRUE(Quiet(ctl));
 
@@ -169,12 +146,12 @@ TEST(ConnectionProcess, StoreOutOfStepIsRecoveredWithACompleteTransfer) {
 
     // The machine announces five objects and sends six: the sixth puts the
     // store out of step, and the gateway says so.
-    ASSERT_NO_FATAL_FAILURE(SendAll(ctl, World(42, 5)));
+    ASSERT_NO_FATAL_FAILURE(SendAll(ctl, MachineWorld(42, 5)));
     ASSERT_NO_FATAL_FAILURE(ExpectFrame(ctl, kSynchronise));
     ASSERT_TRUE(ctl.SendFrame("res 4 : 0;"));
     ASSERT_NO_FATAL_FAILURE(ExpectFrame(ctl, kCompleteInfo));
     ASSERT_TRUE(WaitForLog(env, "Port 1, requesting complete information to synchronise.\n"));
-    ASSERT_NO_FATAL_FAILURE(HandOver(ctl, World(42)));
+    ASSERT_NO_FATAL_FAILURE(HandOver(ctl, MachineWorld(42)));
     ASSERT_TRUE(WaitForLog(env, "COM 1: Connected\n")) << Log(env);
     ASSERT_TRUE(WaitForLog(env, "Port 1, attached to objects\n"));
     EXPECT_TRUE(Quiet(ctl));
@@ -185,7 +162,7 @@ TEST(ConnectionProcess, StoreOutOfStepIsRecoveredWithACompleteTransfer) {
     ASSERT_TRUE(ctl.SendFrame("res 4 : 0;"));
     ASSERT_NO_FATAL_FAILURE(ExpectFrame(ctl, kCompleteInfo));
     ASSERT_TRUE(WaitForLog(env, "COM 1: Connecting\n", 5000, 3));
-    ASSERT_NO_FATAL_FAILURE(HandOver(ctl, World(43)));
+    ASSERT_NO_FATAL_FAILURE(HandOver(ctl, MachineWorld(43)));
     ASSERT_TRUE(WaitForLog(env, "COM 1: Connected\n", 5000, 2));
     EXPECT_TRUE(WaitForLog(env, "Serial Number: 4711-43\n"));
     EXPECT_TRUE(Quiet(ctl));
@@ -208,7 +185,7 @@ TEST(ConnectionProcess, StrayResultsAndExceptionsDoNotDisturbTheConversation) {
     auto gw = env.Start();
     ASSERT_TRUE(ctl.Accept(kStartMs));
     ASSERT_NO_FATAL_FAILURE(ExpectFrame(ctl, kCompleteInfo));
-    ASSERT_NO_FATAL_FAILURE(SendAll(ctl, World(42)));
+    ASSERT_NO_FATAL_FAILURE(SendAll(ctl, MachineWorld(42)));
     // Results nobody asked for, exceptions nobody waits for, and values of
     // the wrong kind: each is dropped or answered by the parser's message.
     ASSERT_NO_FATAL_FAILURE(SendAll(ctl, {
@@ -243,7 +220,7 @@ TEST(ConnectionProcess, LostLinkResetsTheStateAndTheConversationStartsAgain) {
     auto gw = env.Start();
     ASSERT_TRUE(ctl.Accept(kStartMs));
     ASSERT_NO_FATAL_FAILURE(ExpectFrame(ctl, kCompleteInfo));
-    ASSERT_NO_FATAL_FAILURE(HandOver(ctl, World(42)));
+    ASSERT_NO_FATAL_FAILURE(HandOver(ctl, MachineWorld(42)));
     ASSERT_TRUE(WaitForLog(env, "Port 1, attached to objects\n"));
 
     ctl.DropClient();
@@ -257,7 +234,7 @@ TEST(ConnectionProcess, LostLinkResetsTheStateAndTheConversationStartsAgain) {
     ASSERT_NO_FATAL_FAILURE(ExpectFrame(ctl, kCompleteInfo));
     EXPECT_GE(std::chrono::steady_clock::now() - opened, std::chrono::milliseconds(900));
     ASSERT_TRUE(WaitForLog(env, "COM 1: Connecting\n", 5000, 2));
-    ASSERT_NO_FATAL_FAILURE(HandOver(ctl, World(42)));
+    ASSERT_NO_FATAL_FAILURE(HandOver(ctl, MachineWorld(42)));
     ASSERT_TRUE(WaitForLog(env, "COM 1: Connected\n", 5000, 2)) << Log(env);
     ASSERT_TRUE(WaitForLog(env, "Port 1, attached to objects\n", 5000, 2));
     EXPECT_TRUE(Quiet(ctl));
@@ -279,7 +256,7 @@ TEST(ConnectionProcess, EveryActivePortHasItsOwnConversationAndInactiveOnesNone)
     }
     // Interleaved: each port keeps to its own steps.
     for (int i = 0; i < 3; ++i) {
-        ASSERT_NO_FATAL_FAILURE(SendAll(*active[i], World(40 + i)));
+        ASSERT_NO_FATAL_FAILURE(SendAll(*active[i], MachineWorld(40 + i)));
         ASSERT_TRUE(active[i]->SendFrame("res 1 : 0;"));
     }
     for (FakeController* ctl : active) {

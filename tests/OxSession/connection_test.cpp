@@ -4,6 +4,7 @@
 #include "conn_fixture.h"
 #include "eventlog.h"
 #include "mdieditlink.h"
+#include "oxalarmlogvisitor.h"
 #include "oxconf.h"
 #include "oxemailtask.h"
 #include "oxservice.h"
@@ -400,6 +401,35 @@ TEST_F(Connection, ActiveAlarmsEnterANewLogOnce) {
     std::string sent = client.Read();
     EXPECT_EQ(3, Count(sent, "\r\n"));
     EXPECT_EQ(0u, sent.find(lines[0] + "\r\n" + lines[1] + "\r\n" + lines[2] + "\r\n"));
+}
+
+TEST_F(Connection, AlarmLogVisitorTakesOnlyAlarms) {
+    LogAlarmsOn(1);
+    OxConnection conn(1);
+    Connecting(conn);
+    AddSerial(conn, 1, 2);
+    Connected(conn);
+    ASSERT_EQ(1u, LogLines(conn).size());
+
+    OXAlarmLogVisitor visitor(conn);
+    visitor.Visit(static_cast<OXComplexObject*>(nullptr));
+    std::unique_ptr<OXComplexObject> sensor(objects.NumberValue(300, 1, "Sensor"));
+    visitor.Visit(sensor.get());
+    // An object derived from an alarm class is no "Alarm" by its class name.
+    std::unique_ptr<OXComplexObject> derived(
+        TestWorld::Complex("PumpAlarm", objects.Alarm(600, 1, "derived")));
+    visitor.Visit(derived.get());
+    std::unique_ptr<OXListObject> list(MachineObjects::NumberList({1, 2}));
+    visitor.Visit(list.get());
+    list->VisitElements(visitor);
+    EXPECT_EQ(1u, LogLines(conn).size());
+
+    std::unique_ptr<OXComplexObject> alarm(objects.Alarm(601, 8, "Fuse"));
+    alarm->Accept(visitor);
+    std::vector<std::string> lines = LogLines(conn);
+    ASSERT_EQ(2u, lines.size());
+    EXPECT_EQ(0u, lines[1].find("<Message><HistoricAlarmEvent event=\"Activated\" type=\"8\" "
+                                "priority=\"1\" description=\"Fuse\"><Time "));
 }
 
 TEST_F(Connection, NoLogWithoutAlarmLogging) {

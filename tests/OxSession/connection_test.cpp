@@ -270,37 +270,6 @@ TEST_F(Connection, OutOfStepResultAsksForAllObjectsAgain) {
     EXPECT_EQ(OXCS_CONNECTED, conn.GetState());
 }
 
-TEST_F(Connection, TestModeResetsTheConnectionAndAsksAgain) {
-    FakeController ctl(ip_, 2001);
-    OxConnection conn(1);
-    ASSERT_NO_FATAL_FAILURE(AwaitCompleteInfoRequest(ctl));
-    AddSerial(conn, 1, 2);
-    conn.ResultReceived(11, *ResultValue(0));
-    std::string frame;
-    ASSERT_TRUE(PumpRead(ctl, frame, 2000));  // exe 2
-
-    // Outside test mode the results of 2 and 3 send nothing.
-    conn.ResultReceived(2, *ResultValue(0));
-    conn.ResultReceived(3, *ResultValue(0));
-    EXPECT_TRUE(Quiet(ctl));
-    EXPECT_EQ(2, conn.GetObjectManager().GetObjectCount());
-
-    conn.SetTestMode(true);
-    conn.ResultReceived(2, *ResultValue(0));
-    ASSERT_TRUE(PumpRead(ctl, frame, 2000));
-    EXPECT_EQ("exe 3 $ 100.100();", frame);
-    // The store is emptied, and the link waits for a full transfer rather
-    // than report that it lost step.
-    EXPECT_EQ(0, conn.GetObjectManager().GetObjectCount());
-    EXPECT_TRUE(conn.GetLink()->WaitingForSync());
-    EXPECT_TRUE(Quiet(ctl));
-
-    conn.ResultReceived(3, *ResultValue(0));
-    ASSERT_TRUE(PumpRead(ctl, frame, 2000));
-    EXPECT_EQ("exe 1 $ 100.101 (-1);", frame);
-    EXPECT_TRUE(Quiet(ctl));
-}
-
 TEST_F(Connection, ConfigurationStateFromObject401) {
     {
         OxConnection conn(1);
@@ -557,62 +526,6 @@ TEST_F(Connection, ResultsAndExceptionsReachTheirHandlersOnce) {
     // A result nobody waits for, and one with a fixed id, reach no handler.
     conn.ResultReceived(1500, *ResultValue(1));
     EXPECT_EQ(1u, second.results.size());
-}
-
-TEST_F(Connection, ExceptionForAClientBecomesACommandError) {
-    OxConnection conn(1);
-    ClientPair client;
-    unsigned long id = conn.TransmitCommand(client.session, "$ 7.204;");
-    std::unique_ptr<OXComplexObject> failure(objects.Exception("Object unknown"));
-    conn.ExceptionReceived(id, *failure);
-    EXPECT_EQ(
-        "<Message><CommandError description=\"Unknown Command  failed! - Exception: Object "
-        "unknown\"/></Message>\r\n",
-        client.Read());
-    EXPECT_EQ(0u, conn.WaitingHandlers());
-}
-
-TEST_F(Connection, LostLinkForgetsHandlersAndTheConversationStartsAgain) {
-    FakeController ctl(ip_, 2001);
-    OxConnection conn(1);
-    RecordingSession session;
-    RecordingHandler handler;
-    conn.Connect(&session);
-    ASSERT_NO_FATAL_FAILURE(AwaitCompleteInfoRequest(ctl));
-    AddSerial(conn, 4711, 42);
-    conn.ResultReceived(11, *ResultValue(0));
-    std::string frame;
-    ASSERT_TRUE(PumpRead(ctl, frame, 2000));  // exe 2
-    ASSERT_EQ(OXCS_CONNECTED, conn.GetState());
-    unsigned long id = conn.TransmitCommand(&handler, "$ 7.204;");
-    ASSERT_TRUE(PumpRead(ctl, frame, 2000));
-    EXPECT_EQ(1u, conn.WaitingHandlers());
-
-    ctl.DropClient();
-    for (int i = 0; i < 100 && conn.GetState() != OXCS_NONE; ++i)
-        Pump(20);
-    EXPECT_EQ(OXCS_NONE, conn.GetState());
-    EXPECT_EQ(OXLink::OXLM_NONE, conn.GetLinkMode());
-    EXPECT_EQ(OXCS_NONE, session.modes.back());
-    EXPECT_EQ("", conn.GetSerialNo());
-    EXPECT_FALSE(conn.GetConfigValid());
-    EXPECT_EQ(0u, conn.WaitingHandlers());
-    EXPECT_EQ(0, conn.GetObjectManager().GetObjectCount());
-    // A late result of the lost link reaches nobody.
-    conn.ResultReceived(id, *ResultValue(1));
-    EXPECT_TRUE(handler.results.empty());
-
-    // Five seconds later the link is back, and a second after that the
-    // conversation begins again.
-    bool again = false;
-    for (int i = 0; i < 80 && !again; ++i) {
-        Pump(100);
-        again = ctl.Accept(0);
-    }
-    ASSERT_TRUE(again);
-    ASSERT_TRUE(PumpRead(ctl, frame, 3000));
-    EXPECT_EQ("exe 1 $ 100.101 (-1);", frame);
-    EXPECT_EQ(OXCS_CONNECTING, conn.GetState());
 }
 
 TEST_F(Connection, DuplicatedSerialNumbers) {

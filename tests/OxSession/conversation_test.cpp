@@ -137,17 +137,30 @@ TEST_F(Conversation, ResultsAndExceptionsOfTheMachineReachTheirHandlers) {
 TEST_F(Conversation, HandlersWaitingAcrossALostLinkHearNothing) {
     FakeController ctl(ip_, 2001);
     OxConnection conn(1);
+    RecordingSession session;
+    conn.Connect(&session);
     ASSERT_NO_FATAL_FAILURE(AwaitCompleteInfoRequest(ctl));
     ASSERT_NO_FATAL_FAILURE(HandOver(ctl, 42));
+    ASSERT_TRUE(conn.GetConfigValid());
     RecordingHandler handler;
     unsigned long id = conn.TransmitCommand(&handler, "$ 100.110 (1);");
     ASSERT_NO_FATAL_FAILURE(Expect(ctl, "exe 1000l $ 100.110 (1);"));
+    EXPECT_EQ(1u, conn.WaitingHandlers());
 
     ctl.DropClient();
     for (int i = 0; i < 100 && conn.GetState() != OXCS_NONE; ++i)
         Pump(20);
+    // The lost link resets all: state, serial number, configuration state,
+    // the store and the waiting handlers, which are told nothing.
     ASSERT_EQ(OXCS_NONE, conn.GetState());
+    EXPECT_EQ(OXLink::OXLM_NONE, conn.GetLinkMode());
+    EXPECT_EQ(OXCS_NONE, session.modes.back());
+    EXPECT_EQ("", conn.GetSerialNo());
+    EXPECT_FALSE(conn.GetConfigValid());
+    EXPECT_EQ(0, conn.GetObjectManager().GetObjectCount());
     EXPECT_EQ(0u, conn.WaitingHandlers());
+    EXPECT_TRUE(handler.results.empty());
+    EXPECT_TRUE(handler.exceptions.empty());
 
     bool again = false;
     for (int i = 0; i < 80 && !again; ++i) {
@@ -162,6 +175,7 @@ TEST_F(Conversation, HandlersWaitingAcrossALostLinkHearNothing) {
     Pump(300);
     EXPECT_TRUE(handler.results.empty());
     EXPECT_EQ(OXCS_CONNECTED, conn.GetState());
+    EXPECT_EQ("4711-42", conn.GetSerialNo());
 }
 
 }  // namespace

@@ -18,7 +18,7 @@ const char* const kServerStateNames[SS_MAXIMUM] = {"Started", "Stopped", "Log Ov
 
 }  // namespace
 
-void OxTimeMsg_ToXml(std::ostream& out, ACE_Date_Time* date, bool withTime) {
+void OxTimeMsg_ToXml(std::ostream& out, const ACE_Date_Time* date, bool withTime) {
     out << "<Time year=\"" << date->year() << "\" month=\"" << date->month() << "\" day=\""
         << date->day() << "\"";
     if (withTime)
@@ -28,7 +28,9 @@ void OxTimeMsg_ToXml(std::ostream& out, ACE_Date_Time* date, bool withTime) {
 }
 
 void OxHistoricServerStateMsg_ToXml(std::ostream& out, tagServerState state) {
+    // clang-format off
     assert(state < SS_MAXIMUM);
+    // clang-format on
     ACE_Date_Time now(ACE_OS::gettimeofday());
     out << "<Message><HistoricServerState state=\"" << kServerStateNames[state] << "\">";
     OxTimeMsg_ToXml(out, &now, true);

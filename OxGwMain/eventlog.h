@@ -21,7 +21,7 @@ enum tagServerState {
 };
 
 // <Time year=".." month=".." day=".." [hour=".." min=".." sec=".."]/>
-void OxTimeMsg_ToXml(std::ostream& out, ACE_Date_Time* date, bool withTime);
+void OxTimeMsg_ToXml(std::ostream& out, const ACE_Date_Time* date, bool withTime);
 // <Message><HistoricServerState state="Started">(time)</HistoricServerState></Message>
 // with the present time of day.
 void OxHistoricServerStateMsg_ToXml(std::ostream& out, tagServerState state);
@@ -57,6 +57,12 @@ class EventLog {
     void Flush();
 
     bool IsOpen() const { return isOpen; }
+    // The machine name of the open file (its serial number).
+    const std::string& GetName() const { return name; }
+    // The date of the open file.
+    int GetYear() const { return fileYear; }
+    int GetMonth() const { return fileMonth; }
+    int GetDay() const { return fileDay; }
     const std::string& GetDirectory() const { return directory; }
     // The path of a day's file of a machine.
     std::string FileName(const std::string& name, int year, int month, int day);

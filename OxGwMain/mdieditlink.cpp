@@ -271,6 +271,11 @@ void MDIEditLink::RequestCompleteInfo(bool reset) {
     TestPrintF(32, "Connection port %d, requesting complete information.\n", tcpPort_);
 }
 
+void MDIEditLink::ResetParser() {
+    parser_.Reset();
+    waitingForSync_ = true;
+}
+
 char MDIEditLink::RequestAllInfo() {
     if (!requestAllInfoTimer_.IsRunning()) {
         requestCount_ = 1;

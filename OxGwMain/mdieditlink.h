@@ -65,6 +65,9 @@ class MDIEditLink : public Observer<Timer>, public RemoteCommandExecuter {
 
     bool TransmitCommand(std::string text);
     void RequestCompleteInfo(bool reset);
+    // Empties the store on purpose, ahead of a complete transfer: the empty
+    // store is then not taken for one that lost step.
+    void ResetParser();
     void Synchronise();
     char RequestAllInfo();
     void Boot(bool now);

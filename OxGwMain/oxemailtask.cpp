@@ -1,5 +1,7 @@
 #include "oxemailtask.h"
 
+#include "testprint.h"
+
 namespace {
 OxEMailTask* theMailTask = nullptr;
 }
@@ -13,4 +15,10 @@ OxEMailTask* OxEMailTask::Instance() {
 void OxEMailTask::DeleteInstance() {
     delete theMailTask;
     theMailTask = nullptr;
+}
+
+void OxEMailTask::SendMail(const OxEMailData* data) {
+    TestPrintF(0, "SendMail...\n");
+    ++jobsReceived_;
+    lastJob_.reset(data);
 }

@@ -71,6 +71,8 @@ void OxService::RestartOxService() {
     bool restart;
     {
         OxConfiguration scratch;
+        // The file lies under the application path of the running program.
+        scratch.SetAppPath(OxConfiguration::Instance()->GetAppPath());
         ReadConfiguration(scratch);
         restart = OxConfiguration::Instance()->RestartNeeded(scratch);
     }

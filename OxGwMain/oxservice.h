@@ -40,6 +40,8 @@ class OxConnectionMan {
     // Deletes every connection still held (process end).
     void DeleteAll();
     size_t Count() const { return connections_.size(); }
+    // The i-th connection in order of creation; null past the end.
+    OxConnection* At(size_t i) const { return i < connections_.size() ? connections_[i] : nullptr; }
 
   private:
     std::vector<OxConnection*> connections_;

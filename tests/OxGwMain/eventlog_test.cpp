@@ -59,7 +59,7 @@ class EventLogTest : public ::testing::Test {
         OxConfiguration::Instance()->SetAppPath(box.Root());
         clock.now = Noon(2026, 2, 3);
     }
-    void TearDown() override { OxConfiguration::Instance()->SetAppPath(""); }
+    void TearDown() override { OxConfiguration::Instance()->SetAppPath(ProcessSandboxRoot()); }
     std::string Day(int d) {
         return "/var/log/oxgw/eventLog_4711_2602" + std::string(d < 10 ? "0" : "") +
                std::to_string(d) + ".txt";

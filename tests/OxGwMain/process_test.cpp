@@ -120,6 +120,11 @@ TEST(Process, LinkConnectsAndReconnectsAfterControllerDrops) {
     ASSERT_TRUE(ctl.Accept(kStartMs));
     ASSERT_TRUE(gw->WaitForStdout(Shown("Connection established\n"), kStartMs));
     ASSERT_TRUE(gw->WaitForStdout(Shown("pConnection->LinkModeChange(OXLink::OXLM_TORC)\n"), 3000));
+    // The controller reads the request for all objects, so that its close
+    // below is an orderly one and not a reset over unread data.
+    std::string frame;
+    ASSERT_TRUE(ctl.ReadFrame(frame, 3000));
+    EXPECT_EQ("exe 1 $ 100.101 (-1);", frame);
 
     // Garbage, empty frames and a frame in pieces do not harm the link.
     ctl.Send(std::string("\x01\xff garbage\0\0upd", 15));

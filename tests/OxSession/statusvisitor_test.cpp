@@ -308,7 +308,7 @@ TEST(StatusVisitorLog, ConstructionAndDestructionAreLogged) {
     task->wait();
     delete task;
     std::string log = box.ReadFile("/var/log/debug/oxgw.log");
-    OxConfiguration::Instance()->SetAppPath("");
+    OxConfiguration::Instance()->SetAppPath(ProcessSandboxRoot());
     TestPrintSetMask(oldOut, oldFile);
     logToConsole = oldConsole;
 

@@ -93,7 +93,7 @@ protected:
         task->end_event_loop();
         task->wait();
         delete task;
-        OxConfiguration::Instance()->SetAppPath("");
+        OxConfiguration::Instance()->SetAppPath(ProcessSandboxRoot());
     }
     std::string Log() { return box_.ReadFile("/var/log/debug/oxgw.log"); }
     Sandbox box_;

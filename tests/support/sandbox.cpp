@@ -55,3 +55,12 @@ long Sandbox::FileSize(const std::string& abs) const {
         return -1;
     return static_cast<long>(st.st_size);
 }
+
+const std::string& ProcessSandboxRoot() {
+    static Sandbox* box = [] {
+        auto* created = new Sandbox();
+        atexit([] { delete box; });
+        return created;
+    }();
+    return box->Root();
+}

@@ -25,3 +25,9 @@ class Sandbox {
 };
 
 std::string ReadWholeFile(const std::string& path);
+
+// A sandbox for the whole test program, made at first use and removed at
+// exit. Test programs whose code may write absolute paths (event logs, ...)
+// make it the application path before the first test, and tests that set a
+// root of their own go back to it, never to the real file system.
+const std::string& ProcessSandboxRoot();

@@ -1,0 +1,287 @@
+// The machine connection of the real binary against fake controllers: the
+// start conversation byte for byte, recovery from a store out of step, a lost
+// link, and several ports at once.
+#include "gatewaytest.h"
+#include "machineworld.h"
+
+#include <gtest/gtest.h>
+
+#include <chrono>
+#include <csignal>
+#include <thread>
+
+namespace {
+
+constexpr int kStartMs = 10000;
+
+const char* const kCompleteInfo = "exe 1 $ 100.101 (-1);";
+const char* const kDateTime = "exe 11 $ 100.109();";
+const char* const kAttach = "exe 2  $   100 . 102 (5);";
+const char* const kSynchronise = "exe 4 $ 100.100();";
+
+void SendAll(FakeController& ctl, const std::vector<std::string>& frames) {
+    for (const std::string& frame : frames)
+        ASSERT_TRUE(ctl.SendFrame(frame)) << frame;
+}
+
+void ExpectFrame(FakeController& ctl, const std::string& text, int ms = 5000) {
+    std::string frame;
+    ASSERT_TRUE(ctl.ReadFrame(frame, ms)) << "waiting for " << text;
+    ASSERT_EQ(text, frame);
+}
+
+// Nothing more arrives within the time.
+bool Quiet(FakeController& ctl, int ms = 300) {
+    std::string frame;
+    return !ctl.ReadFrame(frame, ms);
+}
+
+// The part of the conversation that follows the request for all objects.
+void HandOver(FakeController& ctl, const std::vector<std::string>& world) {
+    ASSERT_NO_FATAL_FAILURE(SendAll(ctl, world));
+    ASSERT_TRUE(ctl.SendFrame("res 1 : 0;"));
+    ASSERT_NO_FATAL_FAILURE(ExpectFrame(ctl, kDateTime));
+    ASSERT_TRUE(ctl.SendFrame("res 11 : 0;"));
+    ASSERT_NO_FATAL_FAILURE(ExpectFrame(ctl, kAttach));
+    ASSERT_TRUE(ctl.SendFrame("res 2 : 0;"));
+}
+
+std::string Log(GatewayTestEnv& env) {
+    return env.Box().ReadFile("/var/log/debug/oxgw.log");
+}
+
+// The debug log holds every line whole, with its stamp in front.
+bool WaitForLog(GatewayTestEnv& env, const std::string& text, int ms = 5000, int count = 1) {
+    auto end = std::chrono::steady_clock::now() + std::chrono::milliseconds(ms);
+    for (;;) {
+        if (CountOccurrences(Log(env), text) >= count)
+            return true;
+        if (std::chrono::steady_clock::now() > end)
+            return false;
+        std::this_thread::sleep_for(std::chrono::milliseconds(20));
+    }
+}
+
+void Stop(GatewayProcess& gw) {
+    gw.Signal(SIGINT);
+    EXPECT_EQ(0, gw.Wait(kStartMs));
+}
+
+TEST(ConnectionProcess, StartConversationByteForByteAndInOrder) {
+    GatewayTestEnv env;
+    FakeController ctl(env.Ip(), 2001);
+    ASSERT_TRUE(ctl.Listening());
+    auto gw = env.Start();
+    ASSERT_TRUE(ctl.Accept(kStartMs));
+    auto opened = std::chrono::steady_clock::now();
+    ASSERT_NO_FATAL_FAILURE(ExpectFrame(ctl, kCompleteInfo));
+    // One second passes between the socket's opening and the request.
+    EXPECT_GE(std::chrono::steady_clock::now() - opened, std::chrono::milliseconds(900));
+
+    ASSERT_NO_FATAL_FAILURE(HandOver(ctl, MachineWorld(42)));
+    ASSERT_TRUE(WaitForLog(env, "Port 1, attached to objects\n")) << Log(env);
+    EXPECT_TRUE(Quiet(ctl));
+
+    std::string log = Log(env);
+    std::vector<std::string> inOrder = {
+        "COM 1: Open\n",
+        "Port 1, link mode changed to 2\n",
+        "COM 1: Connecting\n",
+        "OxConnection::LinkModeChange request complete info\n",
+        "Connection port 2001, requesting complete information.\n",
+        "OxConnection::ResultReceived exeId=1 restore=0 service=0\n",
+        "Port 1, Requesting Date and Time\n",
+        "OxConnection::ResultReceived exeId=11 restore=0 service=0\n",
+        "Time not handled!",
+        "Port 1, All objects received\n",
+        "COM 1: Connected\n",
+        "Serial Number: 4711-42\n",
+        "Port 1, attached to objects\n",
+    };
+    size_t at = 0;
+    for (const std::string& line : inOrder) {
+        size_t found = log.find(line, at);
+        ASSERT_NE(std::string::npos, found) << "missing or out of order: " << line << log;
+        at = found + line.size();
+    }
+    EXPECT_EQ(std::string::npos, log.find("exe 4 $"));
+
+    // The log of the machine opens with its serial number and takes in the
+    // two active alarms once each.
+    EXPECT_EQ(1, CountOccurrences(
+                     log, "EventLog::Log(<Message><HistoricServerState state=\"Started\"><Time "));
+    EXPECT_EQ(1, CountOccurrences(log,
+                                  "EventLog::Log(<Message><HistoricAlarmEvent event=\"Activated\" "
+                                  "type=\"3\" priority=\"1\" description=\"Low level\"><Time"));
+    EXPECT_EQ(1, CountOccurrences(log,
+                                  "EventLog::Log(<Message><HistoricAlarmEvent event=\"Activated\" "
+                                  "type=\"4\" priority=\"2\" description=\"Door open\"><Time"));
+
+    // Alarms that come and go while connected are logged too. The machine
+    // announces the new total with each of them, so the store stays in step.
+    ASSERT_TRUE(ctl.SendFrame("new Alarm(502, 7, 9, \"Overheat\", 1);"));
+    ASSERT_TRUE(ctl.SendFrame("del 500 (6);"));
+    ASSERT_TRUE(WaitForLog(env, "event=\"Deactivated\" type=\"3\""));
+    EXPECT_TRUE(WaitForLog(env,
+                           "EventLog::Log(<Message><HistoricAlarmEvent event=\"Activated\" "
+                           "type=\"9\""));
+
+    EXPECT_TRUE(Quiet(ctl));
+    // Only the alarm that came while connected was handed to the mail task.
+    EXPECT_EQ(1, CountOccurrences(Log(env), "SendMail...\n"));
+    Stop(*gw);
+    log = Log(env);
+    EXPECT_EQ(std::string::npos, log.find("exe 4 $"));
+    EXPECT_NE(std::string::npos, log.find("COM 1: Close\n"));
+    EXPECT_NE(std::string::npos,
+              log.find("EventLog::Log(<Message><HistoricServerState state=\"Stopped\">"));
+}
+
+TEST(ConnectionProcess, StoreOutOfStepIsRecoveredWithACompleteTransfer) {
+    GatewayTestEnv env;
+    FakeController ctl(env.Ip(), 2001);
+    auto gw = env.Start();
+    ASSERT_TRUE(ctl.Accept(kStartMs));
+    ASSERT_NO_FATAL_FAILURE(ExpectFrame(ctl, kCompleteInfo));
+
+    // The machine announces five objects and sends six: the sixth puts the
+    // store out of step, and the gateway says so.
+    ASSERT_NO_FATAL_FAILURE(SendAll(ctl, MachineWorld(42, 5)));
+    ASSERT_NO_FATAL_FAILURE(ExpectFrame(ctl, kSynchronise));
+    ASSERT_TRUE(ctl.SendFrame("res 4 : 0;"));
+    ASSERT_NO_FATAL_FAILURE(ExpectFrame(ctl, kCompleteInfo));
+    ASSERT_TRUE(WaitForLog(env, "Port 1, requesting complete information to synchronise.\n"));
+    ASSERT_NO_FATAL_FAILURE(HandOver(ctl, MachineWorld(42)));
+    ASSERT_TRUE(WaitForLog(env, "COM 1: Connected\n")) << Log(env);
+    ASSERT_TRUE(WaitForLog(env, "Port 1, attached to objects\n"));
+    EXPECT_TRUE(Quiet(ctl));
+
+    // Connected, an object beyond the announced count does the same.
+    ASSERT_TRUE(ctl.SendFrame("new SerialPart(126, 6, 1);"));
+    ASSERT_NO_FATAL_FAILURE(ExpectFrame(ctl, kSynchronise));
+    ASSERT_TRUE(ctl.SendFrame("res 4 : 0;"));
+    ASSERT_NO_FATAL_FAILURE(ExpectFrame(ctl, kCompleteInfo));
+    ASSERT_TRUE(WaitForLog(env, "COM 1: Connecting\n", 5000, 3));
+    ASSERT_NO_FATAL_FAILURE(HandOver(ctl, MachineWorld(43)));
+    ASSERT_TRUE(WaitForLog(env, "COM 1: Connected\n", 5000, 2));
+    EXPECT_TRUE(WaitForLog(env, "Serial Number: 4711-43\n"));
+    EXPECT_TRUE(Quiet(ctl));
+    // The log was opened once, at the first connection, when the visit
+    // entered the active alarms. Later, alarms are entered as they arrive,
+    // those of a complete transfer too; here once from the second transfer.
+    std::string log = Log(env);
+    EXPECT_EQ(1, CountOccurrences(log,
+                                  "EventLog::Log(<Message><HistoricServerState state="
+                                  "\"Started\">"));
+    EXPECT_EQ(2, CountOccurrences(log,
+                                  "EventLog::Log(<Message><HistoricAlarmEvent "
+                                  "event=\"Activated\" type=\"3\""));
+    Stop(*gw);
+}
+
+TEST(ConnectionProcess, StrayResultsAndExceptionsDoNotDisturbTheConversation) {
+    GatewayTestEnv env;
+    FakeController ctl(env.Ip(), 2001);
+    auto gw = env.Start();
+    ASSERT_TRUE(ctl.Accept(kStartMs));
+    ASSERT_NO_FATAL_FAILURE(ExpectFrame(ctl, kCompleteInfo));
+    ASSERT_NO_FATAL_FAILURE(SendAll(ctl, MachineWorld(42)));
+    // Results nobody asked for, exceptions nobody waits for, and values of
+    // the wrong kind: each is dropped or answered by the parser's message.
+    ASSERT_NO_FATAL_FAILURE(SendAll(ctl, {
+                                             "res 0 : 0;",
+                                             "res 1500 : 0;",
+                                             "res 3 : 0;",
+                                             "res 1 : \"text\";",
+                                             "exc 1500 : (7, \"no such function\");",
+                                             "exc 2 : 5;",
+                                             "res 2 : 0;",
+                                         }));
+    ASSERT_TRUE(WaitForLog(env, "internal! (OxConnection::ExceptionReceived exeId=1500)\n"));
+    ASSERT_TRUE(WaitForLog(env, "Port 1, attached to objects\n"));
+    EXPECT_TRUE(Quiet(ctl));
+    EXPECT_TRUE(WaitForLog(env, "Port 1, connection is Reset\n"));
+    EXPECT_TRUE(WaitForLog(env, "Semantic Error: ER_INVALID_EXPRESSION_TYPE"));
+
+    // The conversation goes on as usual.
+    ASSERT_TRUE(ctl.SendFrame("res 1 : 0;"));
+    ASSERT_NO_FATAL_FAILURE(ExpectFrame(ctl, kDateTime));
+    ASSERT_TRUE(ctl.SendFrame("res 11 : 0;"));
+    ASSERT_NO_FATAL_FAILURE(ExpectFrame(ctl, kAttach));
+    ASSERT_TRUE(WaitForLog(env, "COM 1: Connected\n"));
+    EXPECT_TRUE(Quiet(ctl));
+    EXPECT_TRUE(gw->Running());
+    Stop(*gw);
+}
+
+TEST(ConnectionProcess, LostLinkResetsTheStateAndTheConversationStartsAgain) {
+    GatewayTestEnv env;
+    FakeController ctl(env.Ip(), 2001);
+    auto gw = env.Start();
+    ASSERT_TRUE(ctl.Accept(kStartMs));
+    ASSERT_NO_FATAL_FAILURE(ExpectFrame(ctl, kCompleteInfo));
+    ASSERT_NO_FATAL_FAILURE(HandOver(ctl, MachineWorld(42)));
+    ASSERT_TRUE(WaitForLog(env, "Port 1, attached to objects\n"));
+
+    ctl.DropClient();
+    ASSERT_TRUE(WaitForLog(env, "COM 1: No connection\n")) << Log(env);
+    EXPECT_TRUE(WaitForLog(env, "Port 1, link mode changed to 0\n"));
+
+    // The link is back five seconds later; a second after that the
+    // conversation begins from its start.
+    ASSERT_TRUE(ctl.Accept(8000));
+    auto opened = std::chrono::steady_clock::now();
+    ASSERT_NO_FATAL_FAILURE(ExpectFrame(ctl, kCompleteInfo));
+    EXPECT_GE(std::chrono::steady_clock::now() - opened, std::chrono::milliseconds(900));
+    ASSERT_TRUE(WaitForLog(env, "COM 1: Connecting\n", 5000, 2));
+    ASSERT_NO_FATAL_FAILURE(HandOver(ctl, MachineWorld(42)));
+    ASSERT_TRUE(WaitForLog(env, "COM 1: Connected\n", 5000, 2)) << Log(env);
+    ASSERT_TRUE(WaitForLog(env, "Port 1, attached to objects\n", 5000, 2));
+    EXPECT_TRUE(Quiet(ctl));
+    EXPECT_EQ(2, ctl.Accepts());
+    Stop(*gw);
+}
+
+TEST(ConnectionProcess, EveryActivePortHasItsOwnConversationAndInactiveOnesNone) {
+    GatewayOptions options;
+    options.ports = {1, 2, 3};
+    GatewayTestEnv env(options);
+    FakeController one(env.Ip(), 2001), two(env.Ip(), 2002), three(env.Ip(), 2003),
+        four(env.Ip(), 2004);
+    auto gw = env.Start();
+    FakeController* active[] = {&one, &two, &three};
+    for (FakeController* ctl : active) {
+        ASSERT_TRUE(ctl->Accept(kStartMs));
+        ASSERT_NO_FATAL_FAILURE(ExpectFrame(*ctl, kCompleteInfo));
+    }
+    // Interleaved: each port keeps to its own steps.
+    for (int i = 0; i < 3; ++i) {
+        ASSERT_NO_FATAL_FAILURE(SendAll(*active[i], MachineWorld(40 + i)));
+        ASSERT_TRUE(active[i]->SendFrame("res 1 : 0;"));
+    }
+    for (FakeController* ctl : active) {
+        ASSERT_NO_FATAL_FAILURE(ExpectFrame(*ctl, kDateTime));
+        ASSERT_TRUE(ctl->SendFrame("res 11 : 0;"));
+    }
+    for (FakeController* ctl : active) {
+        ASSERT_NO_FATAL_FAILURE(ExpectFrame(*ctl, kAttach));
+        ASSERT_TRUE(ctl->SendFrame("res 2 : 0;"));
+    }
+    for (int port = 1; port <= 3; ++port) {
+        std::string p = std::to_string(port);
+        EXPECT_TRUE(WaitForLog(env, "COM " + p + ": Connected\n")) << port;
+        EXPECT_TRUE(WaitForLog(env, "Port " + p + ", attached to objects\n")) << port;
+        EXPECT_TRUE(WaitForLog(env, "Serial Number: 4711-" + std::to_string(39 + port) + "\n"));
+    }
+    EXPECT_FALSE(four.Accept(1000));
+    std::string log = Log(env);
+    EXPECT_EQ(std::string::npos, log.find("COM 4:"));
+    EXPECT_EQ(std::string::npos, log.find("COM 5:"));
+    EXPECT_EQ(std::string::npos, log.find("exe 4 $"));
+    Stop(*gw);
+    log = Log(env);
+    for (int port = 1; port <= 3; ++port)
+        EXPECT_NE(std::string::npos, log.find("COM " + std::to_string(port) + ": Close\n"));
+}
+
+}  // namespace

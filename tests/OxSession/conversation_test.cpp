@@ -1,0 +1,181 @@
+// A connection in this process talking to a fake controller through the
+// link and its parser: the controller's texts build the store and its results
+// reach the connection, in test mode and for commands awaited by a handler.
+#include "conn_fixture.h"
+#include "machineworld.h"
+#include "mdieditlink.h"
+#include "oxconf.h"
+#include "oxobjectmanager.h"
+
+#include <gtest/gtest.h>
+
+#include <sys/socket.h>
+#include <unistd.h>
+
+namespace {
+
+using namespace conntest;
+
+class Conversation : public ConnectionTest {
+  protected:
+    void TearDown() override {
+        OxConfiguration::Instance()->ClearConnectionCfg();
+        ConnectionTest::TearDown();
+    }
+    static void Send(FakeController& ctl, const std::vector<std::string>& frames) {
+        for (const std::string& frame : frames)
+            ASSERT_TRUE(ctl.SendFrame(frame)) << frame;
+    }
+    static void Expect(FakeController& ctl, const std::string& text) {
+        std::string frame;
+        ASSERT_TRUE(PumpRead(ctl, frame, 3000)) << "waiting for " << text;
+        ASSERT_EQ(text, frame);
+    }
+    // From the request for all objects to the result of the attach.
+    static void HandOver(FakeController& ctl, long serialLow) {
+        ASSERT_NO_FATAL_FAILURE(Send(ctl, MachineWorld(serialLow)));
+        ASSERT_NO_FATAL_FAILURE(Send(ctl, {"res 1 : 0;"}));
+        ASSERT_NO_FATAL_FAILURE(Expect(ctl, "exe 11 $ 100.109();"));
+        ASSERT_NO_FATAL_FAILURE(Send(ctl, {"res 11 : 0;"}));
+        ASSERT_NO_FATAL_FAILURE(Expect(ctl, "exe 2  $   100 . 102 (5);"));
+    }
+};
+
+TEST_F(Conversation, MachineTextsBuildTheStoreAndReachConnected) {
+    OxConfiguration::Instance()->OxConnectCfg(1, "Line", 30, true);
+    FakeController ctl(ip_, 2001);
+    OxConnection conn(1);
+    RecordingSession session;
+    conn.Connect(&session);
+    ASSERT_NO_FATAL_FAILURE(AwaitCompleteInfoRequest(ctl));
+    ASSERT_NO_FATAL_FAILURE(HandOver(ctl, 42));
+    ASSERT_EQ(OXCS_CONNECTED, conn.GetState());
+    EXPECT_EQ(6, conn.GetObjectManager().GetObjectCount());
+    EXPECT_EQ(1, conn.GetObjectManager().InSync());
+    EXPECT_EQ("4711-42", conn.GetSerialNo());
+    EXPECT_TRUE(conn.GetConfigValid());
+    ASSERT_NE(nullptr, conn.GetEventLog());
+    // Every object reached the session as it arrived.
+    EXPECT_EQ((std::vector<std::string>{"new 100", "new 124", "new 125", "new 401", "new 500",
+                                        "new 501"}),
+              session.events);
+
+    // The machine says its configuration is gone, and the system state.
+    ASSERT_NO_FATAL_FAILURE(Send(ctl, {"upd 401 (6, 0);"}));
+    Pump(200);
+    EXPECT_EQ("upd 401", session.events.back());
+    EXPECT_TRUE(conn.GetConfigValid());  // read at the next connection only
+    EXPECT_TRUE(Quiet(ctl));
+}
+
+TEST_F(Conversation, TestModeResetsAndRestartsTheTransfer) {
+    FakeController ctl(ip_, 2001);
+    OxConnection conn(1);
+    conn.SetTestMode(true);
+    ASSERT_NO_FATAL_FAILURE(AwaitCompleteInfoRequest(ctl));
+    ASSERT_NO_FATAL_FAILURE(HandOver(ctl, 42));
+    ASSERT_EQ(OXCS_CONNECTED, conn.GetState());
+
+    ASSERT_NO_FATAL_FAILURE(Send(ctl, {"res 2 : 0;"}));
+    ASSERT_NO_FATAL_FAILURE(Expect(ctl, "exe 3 $ 100.100();"));
+    EXPECT_EQ(0, conn.GetObjectManager().GetObjectCount());
+    // The emptied store is not taken for one out of step: no exe 4.
+    EXPECT_TRUE(Quiet(ctl, 300));
+
+    ASSERT_NO_FATAL_FAILURE(Send(ctl, {"res 3 : 0;"}));
+    ASSERT_NO_FATAL_FAILURE(Expect(ctl, "exe 1 $ 100.101 (-1);"));
+    EXPECT_TRUE(Quiet(ctl));
+    // And round again.
+    ASSERT_NO_FATAL_FAILURE(HandOver(ctl, 42));
+    EXPECT_EQ(6, conn.GetObjectManager().GetObjectCount());
+    ASSERT_NO_FATAL_FAILURE(Send(ctl, {"res 2 : 0;"}));
+    ASSERT_NO_FATAL_FAILURE(Expect(ctl, "exe 3 $ 100.100();"));
+}
+
+TEST_F(Conversation, ResultsAndExceptionsOfTheMachineReachTheirHandlers) {
+    FakeController ctl(ip_, 2001);
+    OxConnection conn(1);
+    ASSERT_NO_FATAL_FAILURE(AwaitCompleteInfoRequest(ctl));
+    ASSERT_NO_FATAL_FAILURE(HandOver(ctl, 42));
+
+    RecordingHandler first, second;
+    unsigned long a = conn.TransmitCommand(&first, "$ 124.204;");
+    ASSERT_NO_FATAL_FAILURE(Expect(ctl, "exe 1000l $ 124.204;"));
+    unsigned long b = conn.TransmitCommand(&second, "$ 125.204;");
+    ASSERT_NO_FATAL_FAILURE(Expect(ctl, "exe 1001l $ 125.204;"));
+
+    // The machine reads "1000l" as the number 1000.
+    ASSERT_NO_FATAL_FAILURE(
+        Send(ctl, {"exc " + std::to_string(b) + " : (19, \"bad function\");",
+                   "res " + std::to_string(a) + " : 12;", "res " + std::to_string(a) + " : 13;"}));
+    Pump(300);
+    EXPECT_EQ(std::vector<std::string>{"1000=12"}, first.results);
+    EXPECT_EQ(std::vector<std::string>{"1001:bad function"}, second.exceptions);
+    EXPECT_TRUE(second.results.empty());
+    EXPECT_EQ(0u, conn.WaitingHandlers());
+
+    // A client waiting for a result hears of the exception as a command error.
+    int fds[2];
+    ASSERT_EQ(0, socketpair(AF_UNIX, SOCK_STREAM, 0, fds));
+    auto* client = new OxSocketSession();
+    client->peer().set_handle(fds[0]);
+    unsigned long c = conn.TransmitCommand(client, "$ 7.204;");
+    ASSERT_NO_FATAL_FAILURE(Expect(ctl, "exe 1002l $ 7.204;"));
+    ASSERT_NO_FATAL_FAILURE(
+        Send(ctl, {"exc " + std::to_string(c) + " : (9, \"Object unknown\");"}));
+    Pump(300);
+    char buffer[200] = {};
+    ssize_t n = recv(fds[1], buffer, sizeof buffer - 1, MSG_DONTWAIT);
+    EXPECT_EQ(
+        "<Message><CommandError description=\"Unknown Command  failed! - Exception: Object "
+        "unknown\"/></Message>\r\n",
+        std::string(buffer, n > 0 ? static_cast<size_t>(n) : 0));
+    delete client;
+    close(fds[1]);
+}
+
+TEST_F(Conversation, HandlersWaitingAcrossALostLinkHearNothing) {
+    FakeController ctl(ip_, 2001);
+    OxConnection conn(1);
+    RecordingSession session;
+    conn.Connect(&session);
+    ASSERT_NO_FATAL_FAILURE(AwaitCompleteInfoRequest(ctl));
+    ASSERT_NO_FATAL_FAILURE(HandOver(ctl, 42));
+    ASSERT_TRUE(conn.GetConfigValid());
+    RecordingHandler handler;
+    unsigned long id = conn.TransmitCommand(&handler, "$ 100.110 (1);");
+    ASSERT_NO_FATAL_FAILURE(Expect(ctl, "exe 1000l $ 100.110 (1);"));
+    EXPECT_EQ(1u, conn.WaitingHandlers());
+
+    ctl.DropClient();
+    for (int i = 0; i < 100 && conn.GetState() != OXCS_NONE; ++i)
+        Pump(20);
+    // The lost link resets all: state, serial number, configuration state,
+    // the store and the waiting handlers, which are told nothing.
+    ASSERT_EQ(OXCS_NONE, conn.GetState());
+    EXPECT_EQ(OXLink::OXLM_NONE, conn.GetLinkMode());
+    EXPECT_EQ(OXCS_NONE, session.modes.back());
+    EXPECT_EQ("", conn.GetSerialNo());
+    EXPECT_FALSE(conn.GetConfigValid());
+    EXPECT_EQ(0, conn.GetObjectManager().GetObjectCount());
+    EXPECT_EQ(0u, conn.WaitingHandlers());
+    EXPECT_TRUE(handler.results.empty());
+    EXPECT_TRUE(handler.exceptions.empty());
+
+    bool again = false;
+    for (int i = 0; i < 80 && !again; ++i) {
+        Pump(100);
+        again = ctl.Accept(0);
+    }
+    ASSERT_TRUE(again);
+    ASSERT_NO_FATAL_FAILURE(Expect(ctl, "exe 1 $ 100.101 (-1);"));
+    ASSERT_NO_FATAL_FAILURE(HandOver(ctl, 42));
+    // The answer of the old link comes late: nobody waits for it any more.
+    ASSERT_NO_FATAL_FAILURE(Send(ctl, {"res " + std::to_string(id) + " : 1;"}));
+    Pump(300);
+    EXPECT_TRUE(handler.results.empty());
+    EXPECT_EQ(OXCS_CONNECTED, conn.GetState());
+    EXPECT_EQ("4711-42", conn.GetSerialNo());
+}
+
+}  // namespace

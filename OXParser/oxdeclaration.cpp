@@ -587,6 +587,18 @@ tagExecuteResult OXClassDeclaration::CreateUntaggedInstance(OXObject*& out, OXCl
                                                             OXObjectManager& objects,
                                                             const OXExpressionInterface& expression,
                                                             tagStoreOption storeOption) const {
+    // A class that holds itself ("class R { R Next; };") made of a single
+    // value, or two classes based on each other, would recurse without end:
+    // one value stands for every position of a level. Such a nesting is too
+    // deep for any machine and counts as too few values.
+    static thread_local int depth = 0;
+    if (depth >= kMaxCreationDepth)
+        return OXCommand::ER_INVALID_EXPRESSION_COUNT;
+    struct DepthGuard {
+        DepthGuard() { ++depth; }
+        ~DepthGuard() { --depth; }
+    } guard;
+
     if (auto* reference = dynamic_cast<const OXReference*>(&expression)) {
         long id = reference->GetObjectId();
         if (id == 0) {

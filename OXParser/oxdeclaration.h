@@ -414,6 +414,8 @@ class OXClassDeclaration : public OXParserNode, public OXClassDeclInterface {
                                     OXObjectManager& objects,
                                     const OXExpressionInterface& expression,
                                     tagStoreOption storeOption) const override;
+    // Deepest nesting of values that CreateInstance makes.
+    static constexpr int kMaxCreationDepth = 500;
     // The same without looking at the expression's class tag: the base part of
     // a tagged object is made of the tagged expression, and the tag would
     // otherwise send it back to the derived class.

@@ -243,6 +243,16 @@ TEST_F(ScenarioTest, TemplateAndClassErrors) {
     EXPECT_EQ(Run("new Nothing(1);"), "Semantic Error: ER_UNKNOWN_CLASS");
     EXPECT_EQ(Run("new Box<Nothing>(1, 2);"), "Semantic Error: ER_UNKNOWN_CLASS");
     EXPECT_EQ(Run("new Box<number>(1, @99);"), "Semantic Error: ER_INVALID_OBJECT_ID");
+    // Classes that hold themselves or are based on each other end in an
+    // error, not in endless recursion.
+    RunAll({"class Chain : Object { Chain Next; };", "class Ring : Loop { };",
+            "class Loop : Ring { };"});
+    EXPECT_EQ(Run("new Chain(1, 5);"), "Semantic Error: ER_INVALID_EXPRESSION_COUNT");
+    EXPECT_EQ(Run("new Ring(1);"), "Semantic Error: ER_INVALID_EXPRESSION_COUNT");
+    EXPECT_EQ(Run("new Chain(90, Chain(91, @0));"), "ok");
+    EXPECT_EQ(Object(90)->GetReference("Next"), Object(91));
+    EXPECT_EQ(Run("del 90 ();"), "ok");
+    EXPECT_EQ(Run("del 91 ();"), "ok");
     // An attribute of a class that does not exist, given a value that needs
     // no class (a null reference, or a value with a class tag).
     RunAll({"class Odd : Object { Undefined U; };", "class Plain { number A; };"});

@@ -16,6 +16,7 @@
 #include "oxlanguage.h"
 #include "oxlink.h"
 #include "oxobjecthandler.h"
+#include "oxxmlparser.h"
 
 #include <ace/Date_Time.h>
 
@@ -104,6 +105,16 @@ class OxConnection : public OXObjectHandler {
     // the handler, if any, receives the result. 0 if nothing was sent.
     unsigned long TransmitCommand(OXObjectHandler* handler, const std::string& body);
     void TransmitCommandRemoveHandler(unsigned long exeId);
+
+    // Commands to the machine (oxconn_commands.cpp). Each builds its exe
+    // text and sends it; one that cannot be sent is lost, with a debug line.
+    void ChangeParm(double value, int id);
+    void SetDevice(int id, tagOverride override, double value);
+    void SetOutput(bool on, int id);
+    void ForceUpdate(int id);
+    void SetMotor(bool start, int id, int speed);
+    void ExecuteFunction(int id, int action, std::vector<double>& args);
+    void ReplyAlarm(int id, int reply);
 
     void SetAutoAttachOnConnect(bool on) { autoAttachOnConnect = on; }
     void SetTestMode(bool on) { testMode = on; }

@@ -1,0 +1,116 @@
+// The commands a client has sent to the machine, as the controller receives
+// them: exact texts, number formats and method numbers.
+#include "conn_fixture.h"
+#include "machineworld.h"
+#include "oxconf.h"
+#include "sandbox.h"
+
+#include <gtest/gtest.h>
+
+#include <chrono>
+#include <cstdlib>
+#include <thread>
+
+namespace {
+
+using namespace conntest;
+
+class Commands : public ConnectionTest {
+  protected:
+    void TearDown() override {
+        OxConfiguration::Instance()->ClearConnectionCfg();
+        ConnectionTest::TearDown();
+    }
+    static std::string Next(FakeController& ctl) {
+        std::string frame;
+        EXPECT_TRUE(PumpRead(ctl, frame, 3000));
+        return frame;
+    }
+};
+
+TEST_F(Commands, TextsNumberFormatsAndMethods) {
+    FakeController ctl(ip_, 2001);
+    OxConnection conn(1);
+    ASSERT_NO_FATAL_FAILURE(AwaitCompleteInfoRequest(ctl));
+
+    conn.ChangeParm(0.1, 2001);
+    EXPECT_EQ("exe 5 $2001.201(0.1);", Next(ctl));
+    conn.ChangeParm(-1234567.125, 2002);
+    EXPECT_EQ("exe 5 $2002.201(-1234567.125);", Next(ctl));
+    conn.ChangeParm(123456789012345678.0, 2003);
+    EXPECT_EQ("exe 5 $2003.201(1.23456789012346e+17);", Next(ctl));
+
+    conn.SetDevice(4001, OV_ON, 2.5);
+    EXPECT_EQ("exe 8 $4001.201(2.5);", Next(ctl));
+    conn.SetDevice(4001, OV_OFF, 0);
+    EXPECT_EQ("exe 8 $4001.202(0);", Next(ctl));
+    // Release keeps the value in brackets.
+    conn.SetDevice(4001, OV_RELEASE, 7);
+    EXPECT_EQ("exe 8 $4001.203(7);", Next(ctl));
+
+    conn.SetOutput(true, 4002);
+    EXPECT_EQ("exe 6 $4002.201;", Next(ctl));
+    conn.SetOutput(false, 4002);
+    EXPECT_EQ("exe 6 $4002.202;", Next(ctl));
+    conn.ForceUpdate(3001);
+    EXPECT_EQ("exe 9 $3001.204;", Next(ctl));
+
+    // A stop has no brackets at all.
+    conn.SetMotor(true, 4003, 1500);
+    EXPECT_EQ("exe 7 $4003.201(1500);", Next(ctl));
+    conn.SetMotor(false, 4003, 1500);
+    EXPECT_EQ("exe 7 $4003.202;", Next(ctl));
+
+    std::vector<double> none;
+    conn.ExecuteFunction(6001, -1, none);
+    EXPECT_EQ("exe 101 $6001.100(-1);", Next(ctl));
+    std::vector<double> args{1.5, 1234567.0, -0.25};
+    conn.ExecuteFunction(6001, 6002, args);
+    EXPECT_EQ("exe 101 $6001.100(6002,1.5,1.23457e+06,-0.25);", Next(ctl));
+
+    conn.ReplyAlarm(9001, 3);
+    EXPECT_EQ("exe 102 $9001.100(3);", Next(ctl));
+}
+
+TEST_F(Commands, DirectComputerFunctionStartsTheDhcpServerFirst) {
+    Sandbox box;
+    const char* oldPath = getenv("PATH");
+    std::string path = std::string(OXGW_SOURCE_DIR) + "/tools/board:" + (oldPath ? oldPath : "");
+    setenv("PATH", path.c_str(), 1);
+    setenv("OXGW_ROOT", box.Root().c_str(), 1);
+
+    FakeController ctl(ip_, 2001);
+    OxConnection conn(1);
+    ASSERT_NO_FATAL_FAILURE(AwaitCompleteInfoRequest(ctl));
+    // The store: an action object whose device id asks for the DHCP server,
+    // and one whose id does not.
+    for (const std::string& text :
+         {std::string("class Object { const number Id; };"),
+          std::string("class Action : Object { number dId; };"), std::string("new Action(7, 27);"),
+          std::string("new Action(8, 3);")}) {
+        ASSERT_TRUE(ctl.SendFrame(text));
+    }
+    std::vector<double> none;
+    for (int i = 0; i < 100 && conn.GetObjectManager().Lookup(8) == nullptr; ++i)
+        Pump(20);
+    ASSERT_NE(nullptr, conn.GetObjectManager().Lookup(8));
+
+    conn.ExecuteFunction(28039, 8, none);
+    EXPECT_EQ("exe 101 $28039.100(8);", Next(ctl));
+    conn.ExecuteFunction(28039, 99, none);  // not found: reported, sent all the same
+    EXPECT_EQ("exe 101 $28039.100(99);", Next(ctl));
+    EXPECT_FALSE(box.Exists("/var/log/board.log"));
+    conn.ExecuteFunction(28039, 7, none);
+    EXPECT_EQ("exe 101 $28039.100(7);", Next(ctl));
+    std::string log;
+    for (int i = 0; i < 100 && log.empty(); ++i) {
+        std::this_thread::sleep_for(std::chrono::milliseconds(20));
+        log = box.ReadFile("/var/log/board.log");
+    }
+    EXPECT_EQ("start-udhcpd \n", log);
+
+    unsetenv("OXGW_ROOT");
+    setenv("PATH", oldPath ? oldPath : "", 1);
+}
+
+}  // namespace

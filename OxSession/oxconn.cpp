@@ -482,9 +482,6 @@ void OxConnection::ResultReceived(unsigned long id, const OXObject& result) {
     }
 }
 
-void OxConnection::RestoreParmsResult(unsigned long, const OXObject&) {
-    restoreExeId = 0;
-}
 
 void OxConnection::ExceptionReceived(unsigned long id, const OXObject& result) {
     TestPrintF(4, "internal! (OxConnection::ExceptionReceived exeId=%d)\n", static_cast<int>(id));

@@ -116,6 +116,13 @@ class OxConnection : public OXObjectHandler {
     void ExecuteFunction(int id, int action, std::vector<double>& args);
     void ReplyAlarm(int id, int reply);
 
+    // Parameter files (oxconn_params.cpp). Saving writes the HMP file from
+    // the store; restoring sends a checked file to the machine and boots it.
+    void SaveParms(const char* file);
+    void SaveParms(std::string name, std::string where, OxSocketSession* session);
+    bool RestoreParms(OXObjectHandler* handler, const char* file);
+    bool RestoreParmsCommand(const char* file);
+
     void SetAutoAttachOnConnect(bool on) { autoAttachOnConnect = on; }
     void SetTestMode(bool on) { testMode = on; }
 
@@ -155,4 +162,7 @@ class OxConnection : public OXObjectHandler {
     OxDownload download;
     unsigned long restoreExeId = 0;
     unsigned long serviceExeId = 0;
+    std::string restoreFile;
+    bool checkRestoreFile = true;
+    OXObjectHandler* restoreHandler = nullptr;
 };

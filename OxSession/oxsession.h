@@ -40,10 +40,10 @@ class OxSocketSession : public OxSession, public ACE_Event_Handler {
     // language files once the sessions have them; until then the line goes
     // out as the log holds it.
     void HistoricAlarmEvent(std::string& line);
-
-  private:
+    // One message line to the client.
     void Send(const std::string& text);
 
+  private:
     static int sessCount;
     ACE_SOCK_Stream peer_;
     int sessionId_;

@@ -24,8 +24,11 @@
 #include <csignal>
 #include <cstdlib>
 #include <cstring>
+#include <pthread.h>
 #include <string>
 #include <sys/stat.h>
+#include <thread>
+#include <unistd.h>
 
 bool languageDebug = false;
 
@@ -55,10 +58,27 @@ void RepairMailConfiguration() {
 
 }  // namespace
 
+// SIGINT is taken by one thread that does nothing else. The reactor's
+// handler for it prints and ends the event loop; run on a thread that was
+// inside the debug print (holding its queue's lock), it would wait for that
+// lock for ever. Every other thread, made after this, keeps SIGINT blocked.
+static void RouteInterruptToSignalThread() {
+    sigset_t interrupt;
+    sigemptyset(&interrupt);
+    sigaddset(&interrupt, SIGINT);
+    pthread_sigmask(SIG_BLOCK, &interrupt, nullptr);
+    std::thread([interrupt] {
+        pthread_sigmask(SIG_UNBLOCK, &interrupt, nullptr);
+        for (;;)
+            pause();
+    }).detach();
+}
+
 int OxGwMain(int argc, char** argv) {
     // 1. The application path: every absolute path of the program moves under it.
     const char* root = getenv("OXGW_ROOT");
     OxConfiguration::Instance()->SetAppPath(root != nullptr ? root : "");
+    RouteInterruptToSignalThread();
     // 2.
     OxParseCommandLine(argc, argv);
     // 3.

@@ -1,5 +1,7 @@
 #include "runprogram.h"
 
+#include <csignal>
+
 #include "testprint.h"
 
 #include <ace/ACE.h>
@@ -98,6 +100,11 @@ bool RunProgram::Run(const char* command) {
 }
 
 void RunProgram::child(pid_t /*parent*/) {
+    // The gateway keeps SIGINT blocked in most threads; a program it runs
+    // starts with no signal blocked.
+    sigset_t none;
+    sigemptyset(&none);
+    sigprocmask(SIG_SETMASK, &none, nullptr);
     // In the new process, between fork and exec. ACE would split the command
     // line at blanks and exec the first word; the callers pass shell command
     // lines ("cp a b", redirections, "&&"), so hand the whole line to the

@@ -1,6 +1,7 @@
 // The machine link against a fake controller on a loopback address, in this
 // process: framing both ways, the boot and limiter timers, reconnecting.
 #include "fakecontroller.h"
+#include "reactortest.h"
 #include "mdieditlink.h"
 #include "proactor.h"
 #include "timer.h"
@@ -25,41 +26,7 @@ class RecordingLink : public MDIEditLink {
     std::vector<std::string> commands;
 };
 
-class LinkTest : public ::testing::Test {
-  protected:
-    void SetUp() override {
-        ip_ = UniqueLoopbackIp();
-        setenv("OXGW_APPLICATION_IP", ip_.c_str(), 1);
-        OxInitProactor();
-        proactorThread_ = std::thread([] { ACE_Proactor::instance()->proactor_run_event_loop(); });
-    }
-    void TearDown() override {
-        ACE_Proactor::instance()->proactor_end_event_loop();
-        proactorThread_.join();
-        ACE_Proactor::instance()->proactor_reset_event_loop();
-    }
-    // Runs the reactor for a while, in this thread.
-    static void Pump(int ms) {
-        auto end = std::chrono::steady_clock::now() + std::chrono::milliseconds(ms);
-        while (std::chrono::steady_clock::now() < end) {
-            ACE_Time_Value tv(0, 20000);
-            ACE_Reactor::instance()->handle_events(tv);
-        }
-    }
-    // Runs the reactor until the controller has a frame or the time is up.
-    static bool PumpRead(FakeController& ctl, std::string& frame, int ms) {
-        auto end = std::chrono::steady_clock::now() + std::chrono::milliseconds(ms);
-        while (std::chrono::steady_clock::now() < end) {
-            if (ctl.ReadFrame(frame, 10))
-                return true;
-            ACE_Time_Value tv(0, 10000);
-            ACE_Reactor::instance()->handle_events(tv);
-        }
-        return false;
-    }
-    std::string ip_;
-    std::thread proactorThread_;
-};
+using LinkTest = ReactorTest;
 
 TEST_F(LinkTest, FramesSplitJoinedAndEmpty) {
     RecordingLink link;

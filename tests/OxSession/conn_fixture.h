@@ -5,6 +5,7 @@
 
 #include "../OXParser/store_fixtures.h"
 #include "fakecontroller.h"
+#include "reactortest.h"
 #include "oxconn.h"
 #include "oxsession.h"
 #include "proactor.h"
@@ -109,37 +110,8 @@ inline std::unique_ptr<OXNumberObject> ResultValue(double value) {
 
 // Runs the connection's link on this thread's reactor, with the proactor's
 // thread for its timers, against a loopback address of its own.
-class ConnectionTest : public ::testing::Test {
+class ConnectionTest : public ReactorTest {
   protected:
-    void SetUp() override {
-        ip_ = UniqueLoopbackIp();
-        setenv("OXGW_APPLICATION_IP", ip_.c_str(), 1);
-        OxInitProactor();
-        proactorThread_ = std::thread([] { ACE_Proactor::instance()->proactor_run_event_loop(); });
-    }
-    void TearDown() override {
-        ACE_Proactor::instance()->proactor_end_event_loop();
-        proactorThread_.join();
-        ACE_Proactor::instance()->proactor_reset_event_loop();
-    }
-    static void Pump(int ms) {
-        auto end = std::chrono::steady_clock::now() + std::chrono::milliseconds(ms);
-        while (std::chrono::steady_clock::now() < end) {
-            ACE_Time_Value tv(0, 20000);
-            ACE_Reactor::instance()->handle_events(tv);
-        }
-    }
-    // Runs the reactor until the controller has a frame or the time is up.
-    static bool PumpRead(FakeController& ctl, std::string& frame, int ms) {
-        auto end = std::chrono::steady_clock::now() + std::chrono::milliseconds(ms);
-        while (std::chrono::steady_clock::now() < end) {
-            if (ctl.ReadFrame(frame, 10))
-                return true;
-            ACE_Time_Value tv(0, 10000);
-            ACE_Reactor::instance()->handle_events(tv);
-        }
-        return false;
-    }
     // Runs the reactor until the link has sent its request for all objects,
     // one second after the controller accepted it.
     static void AwaitCompleteInfoRequest(FakeController& ctl) {
@@ -153,9 +125,6 @@ class ConnectionTest : public ::testing::Test {
         std::string frame;
         return !PumpRead(ctl, frame, ms);
     }
-
-    std::string ip_;
-    std::thread proactorThread_;
 };
 
 }  // namespace conntest

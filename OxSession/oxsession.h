@@ -1,30 +1,70 @@
 // Clients of the XML protocol.
 //
-// Placeholder until the client sessions land. OxSession is the interface that
-// a machine connection calls on its clients, with empty bodies; OxSocketSession
-// holds the accepted socket, reads and discards what arrives, and writes the
-// two messages that the connection sends to one client straight to the socket.
+// OxSession is what a machine connection sees of a client: the observer
+// interface through which it reports objects, results and mode changes.
+// OxSocketSession is one client on a TCP socket: it cuts the byte stream into
+// lines, decodes each with the substring dispatcher (OxXmlParser) and writes
+// its messages back through a non-blocking SocketWriter. OxSessionManager
+// holds every session.
 #pragma once
 
 #include "oxconn.h"
 #include "oxobjecthandler.h"
+#include "oxxmlparser.h"
+#include "socketwriter.h"
 
 #include <ace/Event_Handler.h>
 #include <ace/SOCK_Stream.h>
 
+#include <list>
+#include <sstream>
 #include <string>
 
-// What the connection of a port tells each attached client.
+class OxActiveSessionMan;
+
 class OxSession : public OXObjectHandler {
   public:
-    ~OxSession() override = default;
+    OxSession();
+    ~OxSession() override;
+
+    // Ends the session (all sessions end before any connection goes).
+    virtual void Destroy() {}
     // The state of the connection, at attaching and at every change.
     virtual void CommModeChange(tagOxConnState /*state*/) {}
     // A test print text of the machine.
     virtual void TestPrintReceived(const std::string& /*text*/) {}
+    // An object met by a walk over the store at logon; typeInfo: the pass
+    // that sends type information, else the pass that sends events.
+    virtual void VisitedObject(const OXObject& /*object*/, bool /*typeInfo*/) {}
+
+    // Attaches to the connection of a machine port (made if needed).
+    void Connect(int port);
+    void DisConnect();
+
+    // "Guest", "User", "Admin", "3", "Service", "RAD"; empty above 5.
+    static const char* GetAccessLevelText(int level);
+
+    int GetSessionId() const { return sessionId; }
+    OxConnection* GetConnection() const { return connection; }
+    int GetAccessLevel() const { return accessLevel; }
+    int GetLastLevel() const { return lastLevel; }
+    bool IsConnected() const { return connected; }
+
+  protected:
+    OxConnection* connection = nullptr;
+    std::string user;
+    int accessLevel = -1;
+    // The access level for which this client already holds all objects.
+    int lastLevel = -1;
+    bool connected = false;
+    int sessionId;
+    const OxTextMap* language = nullptr;
+
+  private:
+    static int sessCount;
 };
 
-class OxSocketSession : public OxSession, public ACE_Event_Handler {
+class OxSocketSession : public OxSession, public ACE_Event_Handler, public OxXmlParser {
   public:
     OxSocketSession();
     ~OxSocketSession() override;
@@ -33,25 +73,89 @@ class OxSocketSession : public OxSession, public ACE_Event_Handler {
     ACE_HANDLE get_handle() const override { return peer_.get_handle(); }
     int handle_input(ACE_HANDLE handle) override;
     int handle_close(ACE_HANDLE handle, ACE_Reactor_Mask mask) override;
+    int handle_timeout(const ACE_Time_Value& now, const void* act) override;
+    void Destroy() override;
 
+    // One message line to the client; dropped once the session is closing.
+    void Send(const std::string& text);
+    void Send(const std::ostringstream& text);
     // <Message><CommandError description="text"/></Message>
     void SendError(const std::string& text);
-    // A line of today's event log. The description is filled in from the
-    // language files once the sessions have them; until then the line goes
-    // out as the log holds it.
+    // A line of today's event log.
     void HistoricAlarmEvent(std::string& line);
-    // One message line to the client.
-    void Send(const std::string& text);
+
+    void CommModeChange(tagOxConnState state) override;
+
+    // Client messages of this part of the protocol.
+    void OxConnectMsg(unsigned port, const std::string& name) override;
+    void OxLogonMsg(const std::string& level, const std::string& userId,
+                    const std::string& protocol, bool autoTypeInfo, bool disableSerialNo,
+                    bool keepLast) override;
+    void OxAliveMsg() override;
+    void OxDisconnectMsg() override { disconnectRequested = true; }
+    void OxConfigMsg() override { configReceived = true; }
+    void ErrorUpdate(const std::string& text) override { SendError(text); }
+    int ClientRef() override { return sessionId; }
+
+    // The guards of the commands: each sends its error and gives false.
+    bool CheckConnected();
+    bool CheckStateIsConnected();
+    bool CheckStateIsBootload();
+    bool CheckClientDidLogon();
+
+    static void StreamListMessage(std::ostringstream& out, bool start, const std::string& name,
+                                  bool reset);
+
+    bool IsClosing() const { return deleteTimerId != -1; }
+    bool IsLoggedOn() const { return loggedOn; }
+    int GetProtocol() const { return protocol; }
+    SocketWriter& Writer() { return writer; }
+
+    static constexpr int kInputSize = 10000;
 
   private:
-    static int sessCount;
+    void Command(char* line);
+
     ACE_SOCK_Stream peer_;
-    int sessionId_;
+    int protocol = 0;
+    SocketWriter writer;
+    char* input;
+    char* writePos;
+    bool loggedOn = false;
+    bool connectedMode = false;
+    bool logonValid = false;
+    int connectionState = OXCS_NONE;
+    bool testPrintWanted = false;
+    bool bootloadMode = false;
+    bool configReceived = false;
+    bool disconnectRequested = false;
+    // Nothing in the program sets it; it is read before every send and read.
+    bool fatalError = false;
+    long deleteTimerId = -1;
+    bool serialNoEnabled = true;
+};
+
+// The session on a connection that this program opened itself.
+class OxActiveSocketSession : public OxSocketSession {
+  public:
+    explicit OxActiveSocketSession(OxActiveSessionMan* manager) : manager(manager) {}
+    int handle_close(ACE_HANDLE handle, ACE_Reactor_Mask mask) override;
+    void SendConnectedMsg();
+
+  private:
+    OxActiveSessionMan* manager;
 };
 
 class OxSessionManager {
   public:
     static OxSessionManager* Instance();
+    void Add(OxSession* session);
+    void Remove(OxSession* session);
     // Ends every client session.
-    void DestroyAll() {}
+    void DestroyAll();
+    size_t Count() const { return sessions.size(); }
+
+  private:
+    OxSessionManager();
+    std::list<OxSession*> sessions;
 };

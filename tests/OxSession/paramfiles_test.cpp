@@ -115,6 +115,8 @@ TEST_F(ParamFiles, SaveWritesTheFileAndMovesItWithSaveparams) {
     session->peer().set_handle(fds[0]);
     unlink((root_ + "/var/log/board.log").c_str());
     conn.SaveParms("mine.hmp", "remote", session);
+    // The session writes through the reactor.
+    Pump(200);
     char buffer[4096] = {};
     ssize_t n = recv(fds[1], buffer, sizeof buffer - 1, MSG_DONTWAIT);
     ASSERT_GT(n, 0);

@@ -1,0 +1,156 @@
+#include "socketwriter.h"
+
+#include "testprint.h"
+
+#include <atomic>
+#include <cerrno>
+#include <cstring>
+
+namespace {
+std::atomic<unsigned long long> sentBytes{0};
+}
+
+unsigned long long SocketWriter::BytesSent() {
+    return sentBytes.load();
+}
+
+SocketWriter::SocketWriter(ACE_SOCK_Stream& socket, ACE_Event_Handler& owner, ACE_Reactor& reactor,
+                           long timeout, int priority)
+    : reactor(reactor), owner(owner), socket(socket), timeout(timeout) {
+    this->priority(priority);
+}
+
+SocketWriter::~SocketWriter() {
+    if (timerId != -1)
+        reactor.cancel_timer(timerId);
+    // Pending write notifications must not reach a destroyed writer.
+    reactor.purge_pending_notifications(this);
+    delete[] current;
+    for (SocketTransmitData& entry : list)
+        ReleaseBuffer(entry.data);
+}
+
+void SocketWriter::SetSocketId(int id, const std::string& name) {
+    socketId = id;
+    socketName = name;
+}
+
+void SocketWriter::Send(const std::string& text) {
+    Send(text.data(), static_cast<unsigned>(text.size()));
+}
+
+void SocketWriter::Send(const std::ostringstream& text) {
+    Send(text.str());
+}
+
+void SocketWriter::Send(const void* data, unsigned length) {
+    auto* buffer = new char[length + tail.size()];
+    memcpy(buffer, data, length);
+    memcpy(buffer + length, tail.data(), tail.size());
+    SendData(buffer, length + static_cast<unsigned>(tail.size()));
+}
+
+void SocketWriter::SendData(char* data, unsigned length) {
+    list.push_back({data, length});
+    if (list.size() == 1 && current == nullptr) {
+        // The first buffer asks for a write turn; later ones ride on it.
+        if (reactor.notify(this, ACE_Event_Handler::WRITE_MASK) == -1) {
+            TestPrintF(4, "%.40s(%d): Internal initial notification error!\n", socketName.c_str(),
+                       socketId);
+            reactor.remove_handler(this, ACE_Event_Handler::WRITE_MASK);
+        }
+    } else if (listMax != 0 && list.size() >= listMax) {
+        TestPrintF(4, "%.40s(%d): Connection slow, restart connection ListMax=%d!\n",
+                   socketName.c_str(), socketId, static_cast<int>(listMax));
+        reactor.remove_handler(this, ACE_Event_Handler::WRITE_MASK);
+    }
+}
+
+void SocketWriter::Notify(const char* failure) {
+    if (reactor.notify(this, ACE_Event_Handler::WRITE_MASK) == -1) {
+        TestPrintF(4, failure, socketName.c_str(), socketId);
+        reactor.remove_handler(this, ACE_Event_Handler::WRITE_MASK);
+    }
+}
+
+int SocketWriter::handle_output(ACE_HANDLE) {
+    if (closed)
+        return -1;
+    if (timerId != -1)
+        return 0;
+    if (list.empty() && current == nullptr) {
+        TestPrintF(debugMask, "%.40s(%d): SocketWriter::handle_output(empty)\n", socketName.c_str(),
+                   socketId);
+        return 0;
+    }
+    if (current == nullptr) {
+        current = list.front().data;
+        currentLength = list.front().length;
+        list.pop_front();
+    }
+    ssize_t sent = socket.send(current, currentLength, MSG_NOSIGNAL | MSG_DONTWAIT);
+    if (sent < 0) {
+        ++retryCount;
+        if (errno == EWOULDBLOCK)
+            TestPrintF(debugMask, "%.40s(%d): SocketWriter::handle_output(EWOULDBLOCK)\n",
+                       socketName.c_str(), socketId);
+        else
+            TestPrintF(debugMask, "%.40s(%d): Client is not responding %d times!\n",
+                       socketName.c_str(), socketId, retryCount);
+        if (retryInterval * retryCount <= timeout) {
+            timerId = reactor.schedule_timer(this, nullptr, ACE_Time_Value(retryInterval),
+                                             ACE_Time_Value::zero);
+            if (timerId == -1) {
+                TestPrintF(4, "%.40s(%d): can't register timer with reactor!\n", socketName.c_str(),
+                           socketId);
+                closed = true;
+                return -1;
+            }
+            return 0;
+        }
+        TestPrintF(4, "%.40s(%d): Client is not responding. Closing connection!\n",
+                   socketName.c_str(), socketId);
+        reactor.remove_handler(this, ACE_Event_Handler::WRITE_MASK);
+        closed = true;
+        return -1;
+    }
+    retryCount = 0;
+    sentBytes += currentLength;
+    if (static_cast<unsigned>(sent) == currentLength) {
+        ReleaseBuffer(current);
+        current = nullptr;
+        currentLength = 0;
+    } else {
+        memmove(current, current + sent, currentLength - static_cast<unsigned>(sent));
+        currentLength -= static_cast<unsigned>(sent);
+    }
+    if (!list.empty() || current != nullptr)
+        Notify("%.40s(%d): Internal re-notification error!\n");
+    return 0;
+}
+
+int SocketWriter::handle_timeout(const ACE_Time_Value&, const void*) {
+    timerId = -1;
+    Notify("%.40s(%d): Internal timeout notification error!\n");
+    return 0;
+}
+
+int SocketWriter::handle_close(ACE_HANDLE handle, ACE_Reactor_Mask mask) {
+    TestPrintF(debugMask, "%.40s(%d): SocketWriter::handle_close\n", socketName.c_str(), socketId);
+    closed = true;
+    owner.handle_close(handle, mask);
+    return -1;
+}
+
+void SocketWriter::Reset() {
+    ReleaseBuffer(current);
+    current = nullptr;
+    currentLength = 0;
+    for (SocketTransmitData& entry : list)
+        ReleaseBuffer(entry.data);
+    list.clear();
+}
+
+void SocketWriter::ReleaseBuffer(void* buffer) {
+    delete[] static_cast<char*>(buffer);
+}

@@ -1,0 +1,200 @@
+// An XML client against the real gateway, whose machine port is connected to
+// a fake controller: connect, the mode, logon, alive polls, line framing,
+// errors that keep the session, and the disconnect.
+#include "fakecontroller.h"
+#include "gatewaytest.h"
+#include "machineworld.h"
+
+#include <gtest/gtest.h>
+
+#include <arpa/inet.h>
+#include <chrono>
+#include <csignal>
+#include <thread>
+#include <netinet/in.h>
+#include <poll.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+namespace {
+
+constexpr int kWaitMs = 8000;
+
+class Client {
+  public:
+    explicit Client(int port) {
+        fd_ = socket(AF_INET, SOCK_STREAM, 0);
+        sockaddr_in addr{};
+        addr.sin_family = AF_INET;
+        addr.sin_port = htons(static_cast<uint16_t>(port));
+        addr.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+        connected_ = connect(fd_, reinterpret_cast<sockaddr*>(&addr), sizeof addr) == 0;
+    }
+    ~Client() { close(fd_); }
+    bool Connected() const { return connected_; }
+    bool Send(const std::string& text) {
+        return send(fd_, text.data(), text.size(), MSG_NOSIGNAL) ==
+               static_cast<ssize_t>(text.size());
+    }
+    // The next line, without its CR LF; false on timeout or close.
+    bool ReadLine(std::string& line, int ms = kWaitMs) {
+        auto end = std::chrono::steady_clock::now() + std::chrono::milliseconds(ms);
+        for (;;) {
+            size_t at = pending_.find("\r\n");
+            if (at != std::string::npos) {
+                line = pending_.substr(0, at);
+                pending_.erase(0, at + 2);
+                return true;
+            }
+            int left = static_cast<int>(std::chrono::duration_cast<std::chrono::milliseconds>(
+                                            end - std::chrono::steady_clock::now())
+                                            .count());
+            pollfd p{fd_, POLLIN, 0};
+            if (left <= 0 || poll(&p, 1, left) <= 0)
+                return false;
+            char buffer[4096];
+            ssize_t n = recv(fd_, buffer, sizeof buffer, 0);
+            if (n <= 0)
+                return false;
+            pending_.append(buffer, static_cast<size_t>(n));
+        }
+    }
+    std::string Line() {
+        std::string line;
+        EXPECT_TRUE(ReadLine(line)) << "no line";
+        return line;
+    }
+    // True if the gateway closes the connection within the time.
+    bool WaitForClose(int ms) {
+        std::string line;
+        while (ReadLine(line, ms)) {
+        }
+        pollfd p{fd_, POLLIN, 0};
+        char c;
+        return poll(&p, 1, 0) > 0 && recv(fd_, &c, 1, 0) == 0;
+    }
+
+  private:
+    int fd_ = -1;
+    bool connected_ = false;
+    std::string pending_;
+};
+
+// The controller's side of the start conversation, up to Connected.
+void HandOver(FakeController& ctl) {
+    ASSERT_TRUE(ctl.Accept(kWaitMs));
+    std::string frame;
+    ASSERT_TRUE(ctl.ReadFrame(frame, kWaitMs));
+    ASSERT_EQ("exe 1 $ 100.101 (-1);", frame);
+    for (const std::string& text : MachineWorld(42))
+        ASSERT_TRUE(ctl.SendFrame(text));
+    ASSERT_TRUE(ctl.SendFrame("res 1 : 0;"));
+    ASSERT_TRUE(ctl.ReadFrame(frame, kWaitMs));
+    ASSERT_EQ("exe 11 $ 100.109();", frame);
+    ASSERT_TRUE(ctl.SendFrame("res 11 : 0;"));
+    ASSERT_TRUE(ctl.ReadFrame(frame, kWaitMs));
+    ASSERT_TRUE(ctl.SendFrame("res 2 : 0;"));
+}
+
+TEST(SessionProcess, ConnectLogonAliveFramingAndDisconnect) {
+    GatewayTestEnv env;
+    FakeController ctl(env.Ip(), 2001);
+    auto gw = env.Start();
+    ASSERT_NO_FATAL_FAILURE(HandOver(ctl));
+    ASSERT_TRUE(gw->WaitForStdout(Shown("COM 1: Connected\n"), kWaitMs));
+
+    Client client(env.ClientPort());
+    ASSERT_TRUE(client.Connected());
+    // Errors answer and keep the session.
+    ASSERT_TRUE(client.Send("<Message><Logon level=\"User\"/></Message>\r\n"));
+    EXPECT_EQ(
+        "<Message><CommandError description=\"Logon can only be done in \"connected\" "
+        "mode\"/></Message>",
+        client.Line());
+    ASSERT_TRUE(client.Send("<Message><Connect><CommParm port=\"9\"/></Connect></Message>\r\n"));
+    EXPECT_EQ("<Message><CommandError description=\"CommParm port must be 1 - 8\"/></Message>",
+              client.Line());
+    ASSERT_TRUE(client.Send("hello\r\n"));
+    EXPECT_EQ("<Message><CommandError description=\"Unknown command: hello\"/></Message>",
+              client.Line());
+
+    ASSERT_TRUE(client.Send("<Message><Connect><CommParm port=\"1\"/></Connect></Message>\r\n"));
+    EXPECT_EQ("<Message><Connected protocolVersion=\"2.02.05\"/></Message>", client.Line());
+    std::string mode = client.Line();
+    EXPECT_EQ(0u, mode.find("<Message><OxMode mode=\"Connected\"><Time year=\"")) << mode;
+    EXPECT_EQ(mode.size() - 22, mode.find("\"/></OxMode></Message>")) << mode;
+    EXPECT_EQ(std::string::npos, mode.find("hour=")) << "date only";
+    ASSERT_TRUE(client.Send("<Message><Connect><CommParm port=\"1\"/></Connect></Message>\r\n"));
+    EXPECT_EQ("<Message><CommandError description=\"Connection was already made\"/></Message>",
+              client.Line());
+
+    ASSERT_TRUE(client.Send("<Message><Logon level=\"Boss\"/></Message>\r\n"));
+    EXPECT_EQ("<Message><CommandError description=\"Logon failed, unmatched level\"/></Message>",
+              client.Line());
+    ASSERT_TRUE(client.Send("<Message><Logon level=\"Service\" userId=\"anna\"/></Message>\r\n"));
+    EXPECT_EQ("<Message><Logon/></Message>", client.Line());
+    EXPECT_EQ("<Message><List position=\"start\" name=\"TypeInfo\"></List></Message>",
+              client.Line());
+    std::string line;
+    do {
+        ASSERT_TRUE(client.ReadLine(line)) << "no list end";
+    } while (line != "<Message><List position=\"end\" name=\"TypeInfo\"></List></Message>");
+
+    // Two commands in one write, and a third split over two writes.
+    ASSERT_TRUE(
+        client.Send("<Message><AlivePoll/></Message>\r\n<Message><AlivePoll/>"
+                    "</Message>\r\n<Message><Alive"));
+    const std::string ack = "<Message><AliveAck mode=\"Connected\"></AliveAck></Message>";
+    EXPECT_EQ(ack, client.Line());
+    EXPECT_EQ(ack, client.Line());
+    // The cut command ran as it stood, and its tail runs as another.
+    EXPECT_EQ(0u, client.Line().find("<Message><CommandError description=\"Unknown command: "));
+    ASSERT_TRUE(client.Send("Poll/></Message>\r\n"));
+    EXPECT_EQ(0u, client.Line().find("<Message><CommandError description=\"Unknown command: "));
+
+    // A disconnect in the middle of a batch: the later line still runs.
+    ASSERT_TRUE(
+        client.Send("<Message><Disconnect/></Message>\r\n<Message><AlivePoll/></Message>\r\n"));
+    EXPECT_TRUE(client.WaitForClose(3000));
+    EXPECT_TRUE(gw->WaitForStdout("::handle_close\n", 3000));
+
+    // The gateway goes on serving others.
+    Client second(env.ClientPort());
+    ASSERT_TRUE(second.Connected());
+    ASSERT_TRUE(second.Send("<Message><AlivePoll/></Message>\r\n"));
+    EXPECT_EQ("<Message><AliveAck mode=\"No connection\"></AliveAck></Message>", second.Line());
+    gw->Signal(SIGINT);
+    EXPECT_EQ(0, gw->Wait(10000));
+}
+
+TEST(SessionProcess, InputBufferLimits) {
+    GatewayTestEnv env;
+    FakeController ctl(env.Ip(), 2001);
+    auto gw = env.Start();
+    ASSERT_TRUE(gw->WaitForStdout(Shown("Listening on socket port"), kWaitMs));
+
+    // 9998 bytes without a line end, then the line end: the session survives.
+    Client client(env.ClientPort());
+    ASSERT_TRUE(client.Connected());
+    ASSERT_TRUE(client.Send(std::string(9998, 'x')));
+    std::this_thread::sleep_for(std::chrono::milliseconds(300));
+    ASSERT_TRUE(client.Send("\r\n"));
+    EXPECT_EQ(0u, client.Line().find("<Message><CommandError description=\"Unknown command: xxx"));
+    ASSERT_TRUE(client.Send("<Message><AlivePoll/></Message>\r\n"));
+    EXPECT_EQ("<Message><AliveAck mode=\"No connection\"></AliveAck></Message>", client.Line());
+
+    // A single read of the whole capacity closes the session.
+    Client flood(env.ClientPort());
+    ASSERT_TRUE(flood.Connected());
+    std::this_thread::sleep_for(std::chrono::milliseconds(200));
+    ASSERT_TRUE(flood.Send(std::string(20000, 'y')));
+    EXPECT_EQ(
+        "<Message><CommandError description=\"internal! (socket input buffer size to "
+        "small)\"/></Message>",
+        flood.Line());
+    EXPECT_TRUE(flood.WaitForClose(3000));
+    gw->Signal(SIGINT);
+    EXPECT_EQ(0, gw->Wait(10000));
+}
+
+}  // namespace

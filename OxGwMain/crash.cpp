@@ -14,6 +14,8 @@
 #include <unistd.h>
 
 void backtrace() {
+    // The line that named the signal is still in the print task's queue.
+    TestPrintTask::Drain(500);
     ACE_Time_Value now = ACE_OS::gettimeofday();
     if (now == ACE_Time_Value(-1))
         now = ACE_Time_Value::zero;

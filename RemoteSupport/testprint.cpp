@@ -3,6 +3,8 @@
 #include "oxconf.h"
 
 #include <ace/Date_Time.h>
+#include <ace/OS_NS_unistd.h>
+#include <ace/Thread.h>
 #include <ace/OS_NS_sys_time.h>
 
 #include <cassert>
@@ -181,6 +183,7 @@ void TestPrintTask::TestPrintF(unsigned long mask, char* text) {
 }
 
 int TestPrintTask::svc() {
+    svcThread_ = ACE_Thread::self();
     while (run_ || !activationQueue_.is_empty()) {
         ACE_Method_Request* request = activationQueue_.dequeue();
         if (request == nullptr)
@@ -193,6 +196,16 @@ int TestPrintTask::svc() {
     printf("Testprint task terminates.\n");
     fflush(stdout);
     return 0;
+}
+
+void TestPrintTask::Drain(int ms) {
+    TestPrintTask* task = theTask;
+    if (task == nullptr || ACE_OS::thr_equal(ACE_Thread::self(), task->svcThread_))
+        return;
+    for (int waited = 0; waited < ms && !task->activationQueue_.is_empty(); waited += 5)
+        ACE_OS::sleep(ACE_Time_Value(0, 5000));
+    // The message taken last may still be on its way to the files.
+    ACE_OS::sleep(ACE_Time_Value(0, 20000));
 }
 
 void TestPrintTask::end_event_loop() {

@@ -75,10 +75,16 @@ class TestPrintTask : public ACE_Task<ACE_MT_SYNCH> {
     int open(void* args = nullptr) override;
     int svc() override;
     void end_event_loop();
+    // Waits up to ms milliseconds for the queued messages to be written; for
+    // the crash report, so that its last lines are not lost with the process.
+    // A process-wide helper: does nothing if there is no task.
+    static void Drain(int ms);
 
     ~TestPrintTask() override;
 
   private:
+    // The task's own thread (a crash there must not wait for itself).
+    ACE_thread_t svcThread_ = ACE_thread_t();
     TestPrintTask();
 
     ACE_Activation_Queue activationQueue_;

@@ -54,6 +54,8 @@ void RepairMailConfiguration() {
     RunProgram program(false);
     if (!program.Run(command.c_str()))
         TestPrintF(4, "Copying omta.conf failed!\n");
+    else
+        program.WaitForTermination(5, nullptr);  // the mail task reads it soon after
 }
 
 }  // namespace

@@ -8,6 +8,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cstdlib>
 #include <string>
 
@@ -143,10 +144,9 @@ TEST_F(LanguageMapTest, LineEndsQuotedKeysCommasAndOverrides) {
 TEST_F(LanguageMapTest, TextsBecomeUtf8) {
     // Latin, Cyrillic, a CJK character, a pair of surrogates, a lone
     // surrogate and an odd last byte.
-    std::string bytes =
-        Ucs(u"p1,\u00fc\u0416\u4e2d\U0001F600\n"
-            u"p2,a\xD800z\n") +
-        "p";
+    std::string bytes = Ucs(u"p1,\u00fc\u0416\u4e2d\U0001F600\n"
+                            u"p2,a\xD800z\n") +
+                        "p";
     box.WriteFile("/home/service/oxgw_utf.ucs", bytes);
     OxTextMap* map = OxLanguageMap::Instance("utf");
     ASSERT_NE(nullptr, map);
@@ -302,6 +302,27 @@ TEST_F(LanguageMapTest, TextMappingTakesAtMostTwoHundredPairs) {
     OxTextMap* german = OxLanguageMap::Instance("german");
     ASSERT_NE(nullptr, german);
     EXPECT_EQ("1B", OxLanguageMap::getParmName(1, german));
+    OxLanguageMap::RemoveLanguage(german);
+}
+
+TEST_F(LanguageMapTest, SampleFilesOfTheSimulatorWorldLoad) {
+    const std::string dir = std::string(OXGW_SOURCE_DIR) + "/tools/torcsim/languages/";
+    for (const char* language : {"english", "german"}) {
+        std::string name = std::string("oxgw_") + language + ".ucs";
+        box.WriteFile("/usr/torc2/locale/" + std::string(language) + "/" + name,
+                      ReadWholeFile(dir + name));
+    }
+    OxTextMap* german = OxLanguageMap::Instance("german");
+    ASSERT_NE(nullptr, german);
+    EXPECT_EQ("Entwicklertemperatur", OxLanguageMap::getParmName(2101, german));
+    EXPECT_EQ("\xC3\x84tzer", OxLanguageMap::getParmName(3, german));
+    EXPECT_EQ("Temperatur von %o in %s zu hoch", OxLanguageMap::getAlarmText(201, german));
+    EXPECT_EQ("Quittieren", OxLanguageMap::getAlarmReplyText(1, german));
+    EXPECT_EQ("Mittel", OxLanguageMap::getEnumValueText("tagFanLevel", 2, german));
+    EXPECT_EQ("Developer temperature", OxLanguageMap::getParmName(2101, nullptr));
+    // Every line of the source made one text.
+    std::string source = ReadWholeFile(dir + "german.txt");
+    EXPECT_EQ(static_cast<size_t>(std::count(source.begin(), source.end(), '\n')), german->size());
     OxLanguageMap::RemoveLanguage(german);
 }
 

@@ -30,11 +30,14 @@ class OxLanguageMap {
 
     OxTextMap* GetLanguageTextPointer(const std::string& language);
     void RemoveSession(const OxTextMap* map);
-    // Loaded languages and their use counts, for inspection.
+    // How many users hold a language now (0: not loaded).
     int GetUseCount(const std::string& language);
 
-    // The mapping pass over the loaded texts when a machine connects, redone
-    // from the loaded texts after ResetTextMapping (the machine went).
+    // A newly loaded map gets the mapping pass at once. PerformTextMapping(),
+    // when a machine connects, redoes it for every loaded map from the texts
+    // as read, but only after ResetTextMapping (the machine went), so that
+    // changed mapping files take effect. It changes the maps in place: it and
+    // all readers run in the reactor thread.
     void PerformTextMapping();
     void ResetTextMapping();
 

@@ -1,0 +1,387 @@
+// The language map with real ".ucs" files below a sandbox root: where files
+// are found, how they are decoded, the lookups, the use counts, the custom
+// language from the USB stick and the text mapping pass.
+#include "oxconf.h"
+#include "oxgwmain.h"
+#include "oxlanguage.h"
+#include "sandbox.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cstdlib>
+#include <string>
+
+namespace {
+
+// Little-endian 16-bit text behind a byte order mark, as the files are.
+std::string Ucs(const std::u16string& text, bool mark = true) {
+    std::string bytes = mark ? std::string("\xFF\xFE", 2) : std::string();
+    for (char16_t c : text) {
+        bytes.push_back(static_cast<char>(c & 0xFF));
+        bytes.push_back(static_cast<char>(c >> 8));
+    }
+    return bytes;
+}
+
+class LanguageMapTest : public ::testing::Test {
+  protected:
+    void SetUp() override {
+        OxLanguageMap::DeleteInstance();
+        OxConfiguration::Instance()->SetAppPath(box.Root());
+    }
+    void TearDown() override {
+        languageDebug = false;
+        OxLanguageMap::DeleteInstance();
+        OxConfiguration::Instance()->SetAppPath(ProcessSandboxRoot());
+    }
+    void WriteLanguage(const std::string& language, const std::u16string& text) {
+        box.WriteFile("/home/service/oxgw_" + language + ".ucs", Ucs(text));
+    }
+
+    Sandbox box;
+};
+
+TEST_F(LanguageMapTest, LoadsFromTheServiceFolderAndLooksUpEachKind) {
+    WriteLanguage("german",
+                  u"p12,Dosierpumpe\r\na5,Pumpe %o gestoppt\r\nr1,Wiederholen\r\nd99,L\u00e4uft\r\n"
+                  u"g3,Linie\r\ntagFanLevel-2,Mittel\r\n");
+    OxTextMap* german = OxLanguageMap::Instance("german");
+    ASSERT_NE(nullptr, german);
+    EXPECT_EQ("Dosierpumpe", OxLanguageMap::getParmName(12, german));
+    EXPECT_EQ("Pumpe %o gestoppt", OxLanguageMap::getAlarmText(5, german));
+    EXPECT_EQ("Wiederholen", OxLanguageMap::getAlarmReplyText(1, german));
+    EXPECT_EQ("L\xC3\xA4uft", OxLanguageMap::getDialogText(99, german));
+    EXPECT_EQ("Linie", OxLanguageMap::getGlobalName(3, german));
+    EXPECT_EQ("Mittel", OxLanguageMap::getEnumValueText("tagFanLevel", 2, german));
+    // Missing entries of each kind come back as their keys.
+    EXPECT_EQ("p13", OxLanguageMap::getParmName(13, german));
+    EXPECT_EQ("a6", OxLanguageMap::getAlarmText(6, german));
+    EXPECT_EQ("r2", OxLanguageMap::getAlarmReplyText(2, german));
+    EXPECT_EQ("d98", OxLanguageMap::getDialogText(98, german));
+    EXPECT_EQ("g4", OxLanguageMap::getGlobalName(4, german));
+    EXPECT_EQ("tagFanLevel-3", OxLanguageMap::getEnumValueText("tagFanLevel", 3, german));
+    OxLanguageMap::RemoveLanguage(german);
+}
+
+TEST_F(LanguageMapTest, SearchOrderTakesTheFirstFileThatOpens) {
+    box.WriteFile("/usr/torc2/locale/french/oxgw_french.ucs", Ucs(u"p1,locale\n"));
+    OxTextMap* french = OxLanguageMap::Instance("french");
+    ASSERT_NE(nullptr, french);
+    EXPECT_EQ("locale", OxLanguageMap::getParmName(1, french));
+    OxLanguageMap::RemoveLanguage(french);
+
+    // The service folder comes before the locale folder, and the working
+    // folder (the root here) before both.
+    WriteLanguage("french", u"p1,service\n");
+    french = OxLanguageMap::Instance("french");
+    EXPECT_EQ("service", OxLanguageMap::getParmName(1, french));
+    OxLanguageMap::RemoveLanguage(french);
+    box.WriteFile("/oxgw_french.ucs", Ucs(u"p1,working\n"));
+    french = OxLanguageMap::Instance("french");
+    EXPECT_EQ("working", OxLanguageMap::getParmName(1, french));
+    OxLanguageMap::RemoveLanguage(french);
+}
+
+TEST_F(LanguageMapTest, MissingLanguageGivesNull) {
+    EXPECT_EQ(nullptr, OxLanguageMap::Instance("klingon"));
+    EXPECT_EQ(nullptr, OxLanguageMap::Instance("none"));
+    EXPECT_EQ(0, OxLanguageMap::Instance()->GetUseCount("klingon"));
+    // A name that would leave the language folders is not looked for.
+    box.WriteFile("/home/service/oxgw_x/oxgw_y.ucs", Ucs(u"p1,out\n"));
+    EXPECT_EQ(nullptr, OxLanguageMap::Instance("x/oxgw_y"));
+}
+
+TEST_F(LanguageMapTest, EmptyFileShortFileAndMarkOnlyGiveNull) {
+    box.WriteFile("/home/service/oxgw_empty.ucs", "");
+    box.WriteFile("/home/service/oxgw_half.ucs", "\xFF");
+    box.WriteFile("/home/service/oxgw_mark.ucs", Ucs(u""));
+    box.WriteFile("/home/service/oxgw_ends.ucs", Ucs(u"\r\n\r\n"));
+    box.WriteFile("/home/service/oxgw_nocomma.ucs", Ucs(u"p1 Pumpe\r\n"));
+    EXPECT_EQ(nullptr, OxLanguageMap::Instance("empty"));
+    EXPECT_EQ(nullptr, OxLanguageMap::Instance("half"));
+    EXPECT_EQ(nullptr, OxLanguageMap::Instance("mark"));
+    EXPECT_EQ(nullptr, OxLanguageMap::Instance("ends"));
+    EXPECT_EQ(nullptr, OxLanguageMap::Instance("nocomma"));
+}
+
+TEST_F(LanguageMapTest, MarkIsSkippedUnread) {
+    // Whatever the first two bytes are, they are not text: without a mark
+    // the first character is lost.
+    box.WriteFile("/home/service/oxgw_nomark.ucs", Ucs(u"p1,eins\np2,zwei\n", false));
+    OxTextMap* map = OxLanguageMap::Instance("nomark");
+    ASSERT_NE(nullptr, map);
+    EXPECT_EQ(1u, map->count("1"));
+    EXPECT_EQ("eins", map->at("1"));
+    EXPECT_EQ("zwei", OxLanguageMap::getParmName(2, map));
+    OxLanguageMap::RemoveLanguage(map);
+}
+
+TEST_F(LanguageMapTest, LineEndsQuotedKeysCommasAndOverrides) {
+    WriteLanguage("spanish",
+                  u"p1,uno\rp2,dos\np3,tres\r\n\n\rp4,a,b,c\r\n\"p5\",cinco\n\"\",nada\n"
+                  u"p6,viejo\np6,nuevo\n,sin clave\np7,\np8,\"citado\"");
+    OxTextMap* map = OxLanguageMap::Instance("spanish");
+    ASSERT_NE(nullptr, map);
+    EXPECT_EQ("uno", map->at("p1"));
+    EXPECT_EQ("dos", map->at("p2"));
+    EXPECT_EQ("tres", map->at("p3"));
+    // The key runs to the first comma; the text keeps the others.
+    EXPECT_EQ("a,b,c", map->at("p4"));
+    // A quoted key loses its quotes; an empty one is no key.
+    EXPECT_EQ("cinco", map->at("p5"));
+    EXPECT_EQ(0u, map->count("\"p5\""));
+    EXPECT_EQ(0u, map->count(""));
+    // A later line overrides the earlier one.
+    EXPECT_EQ("nuevo", map->at("p6"));
+    EXPECT_EQ("", map->at("p7"));
+    // Quotes of a text stay, and the last line needs no line end.
+    EXPECT_EQ("\"citado\"", map->at("p8"));
+    EXPECT_EQ(8u, map->size());
+    OxLanguageMap::RemoveLanguage(map);
+}
+
+TEST_F(LanguageMapTest, TextsBecomeUtf8) {
+    // Latin, Cyrillic, a CJK character, a pair of surrogates, a lone
+    // surrogate and an odd last byte.
+    std::string bytes = Ucs(u"p1,\u00fc\u0416\u4e2d\U0001F600\n"
+                            u"p2,a\xD800z\n") +
+                        "p";
+    box.WriteFile("/home/service/oxgw_utf.ucs", bytes);
+    OxTextMap* map = OxLanguageMap::Instance("utf");
+    ASSERT_NE(nullptr, map);
+    EXPECT_EQ("\xC3\xBC\xD0\x96\xE4\xB8\xAD\xF0\x9F\x98\x80", map->at("p1"));
+    EXPECT_EQ("a\xEF\xBF\xBDz", map->at("p2"));
+    EXPECT_EQ(2u, map->size());
+    OxLanguageMap::RemoveLanguage(map);
+}
+
+TEST(LanguageUtf8, ClassicRangesUpToSixBytes) {
+    char out[6];
+    ASSERT_EQ(1, OxLanguageMap::UnicodeToUTF8(0x7F, out));
+    EXPECT_EQ('\x7F', out[0]);
+    ASSERT_EQ(2, OxLanguageMap::UnicodeToUTF8(0x80, out));
+    EXPECT_EQ("\xC2\x80", std::string(out, 2));
+    ASSERT_EQ(2, OxLanguageMap::UnicodeToUTF8(0x7FF, out));
+    EXPECT_EQ("\xDF\xBF", std::string(out, 2));
+    ASSERT_EQ(3, OxLanguageMap::UnicodeToUTF8(0x800, out));
+    EXPECT_EQ("\xE0\xA0\x80", std::string(out, 3));
+    ASSERT_EQ(3, OxLanguageMap::UnicodeToUTF8(0xFFFF, out));
+    EXPECT_EQ("\xEF\xBF\xBF", std::string(out, 3));
+    ASSERT_EQ(4, OxLanguageMap::UnicodeToUTF8(0x10000, out));
+    EXPECT_EQ("\xF0\x90\x80\x80", std::string(out, 4));
+    ASSERT_EQ(4, OxLanguageMap::UnicodeToUTF8(0x1FFFFF, out));
+    EXPECT_EQ("\xF7\xBF\xBF\xBF", std::string(out, 4));
+    ASSERT_EQ(5, OxLanguageMap::UnicodeToUTF8(0x200000, out));
+    EXPECT_EQ("\xF8\x88\x80\x80\x80", std::string(out, 5));
+    ASSERT_EQ(6, OxLanguageMap::UnicodeToUTF8(0x4000000, out));
+    EXPECT_EQ("\xFC\x84\x80\x80\x80\x80", std::string(out, 6));
+    EXPECT_EQ("a\xC3\xA9", OxLanguageMap::UnicodeToUTF8(std::wstring(L"a\u00e9")));
+}
+
+TEST_F(LanguageMapTest, FileBeyondTheLimitIsRefusedNotFatal) {
+    std::u16string at;
+    for (int i = 0; i < 9998; ++i)
+        at += u"p1,x\n";  // 10 bytes a line
+    // 99980 + 18 bytes and an odd one: exactly the limit is still read.
+    box.WriteFile("/home/service/oxgw_limit.ucs", Ucs(at + u"p2,abcdef") + "\n");
+    box.WriteFile("/home/service/oxgw_over.ucs", Ucs(at + u"p2,abcdef\n"));
+    OxTextMap* limit = OxLanguageMap::Instance("limit");
+    ASSERT_NE(nullptr, limit);
+    EXPECT_EQ("abcdef", OxLanguageMap::getParmName(2, limit));
+    EXPECT_EQ("x", OxLanguageMap::getParmName(1, limit));
+    OxLanguageMap::RemoveLanguage(limit);
+    EXPECT_EQ(nullptr, OxLanguageMap::Instance("over"));
+}
+
+TEST_F(LanguageMapTest, TextMarksAndEnglishFallback) {
+    WriteLanguage("english", u"p1,Pump\np2,Heater\np3,=Stop\np4,NA\np5,NAND gate\np6,=NA\n");
+    WriteLanguage("german", u"p1,Pumpe\np3,=Halt\n");
+    OxTextMap* german = OxLanguageMap::Instance("german");
+    ASSERT_NE(nullptr, german);
+    EXPECT_EQ("Pumpe", OxLanguageMap::getParmName(1, german));
+    // Not in German: the English text; in neither: the key.
+    EXPECT_EQ("Heater", OxLanguageMap::getParmName(2, german));
+    EXPECT_EQ("p9", OxLanguageMap::getParmName(9, german));
+    EXPECT_EQ("Halt", OxLanguageMap::getParmName(3, german));
+    EXPECT_EQ("Stop", OxLanguageMap::getParmName(3, nullptr));
+    EXPECT_EQ("", OxLanguageMap::getParmName(4, german));
+    EXPECT_EQ("", OxLanguageMap::getParmName(5, nullptr));
+    // "=" keeps a text that begins with "NA".
+    EXPECT_EQ("NA", OxLanguageMap::getParmName(6, nullptr));
+
+    languageDebug = true;
+    EXPECT_EQ("p1:Pumpe", OxLanguageMap::getParmName(1, german));
+    EXPECT_EQ("p2:Heater", OxLanguageMap::getParmName(2, german));
+    EXPECT_EQ("p3:Halt", OxLanguageMap::getParmName(3, german));
+    EXPECT_EQ("p4:", OxLanguageMap::getParmName(4, german));
+    EXPECT_EQ("p9", OxLanguageMap::getParmName(9, german));
+    languageDebug = false;
+
+    std::string out = "untouched";
+    EXPECT_FALSE(OxLanguageMap::ParameterLookup("p1", nullptr, out));
+    EXPECT_FALSE(OxLanguageMap::ParameterLookup("p2", german, out));
+    EXPECT_EQ("untouched", out);
+    EXPECT_TRUE(OxLanguageMap::ParameterLookup("p3", german, out));
+    EXPECT_EQ("=Halt", out);
+    OxLanguageMap::RemoveLanguage(german);
+}
+
+TEST_F(LanguageMapTest, SessionsShareALanguageAndTheLastFreesIt) {
+    WriteLanguage("german", u"p1,Pumpe\n");
+    OxTextMap* first = OxLanguageMap::Instance("german");
+    ASSERT_NE(nullptr, first);
+    // The second session gets the same map without reading the file again.
+    box.WriteFile("/home/service/oxgw_german.ucs", Ucs(u"p1,Neu\n"));
+    OxTextMap* second = OxLanguageMap::Instance("german");
+    EXPECT_EQ(first, second);
+    EXPECT_EQ("Pumpe", OxLanguageMap::getParmName(1, second));
+    OxLanguageMap* languages = OxLanguageMap::Instance();
+    EXPECT_EQ(2, languages->GetUseCount("german"));
+
+    OxLanguageMap::RemoveLanguage(first);
+    EXPECT_EQ(1, languages->GetUseCount("german"));
+    OxLanguageMap::RemoveLanguage(second);
+    EXPECT_EQ(0, languages->GetUseCount("german"));
+    // Gone: the next session reads the file anew.
+    OxTextMap* third = OxLanguageMap::Instance("german");
+    ASSERT_NE(nullptr, third);
+    EXPECT_EQ("Neu", OxLanguageMap::getParmName(1, third));
+    EXPECT_EQ(1, languages->GetUseCount("german"));
+    OxLanguageMap::RemoveLanguage(third);
+    // A map that was never handed out, and null, change nothing.
+    OxTextMap stranger;
+    OxLanguageMap::RemoveLanguage(&stranger);
+    OxLanguageMap::RemoveLanguage(nullptr);
+    EXPECT_EQ(0, languages->GetUseCount("german"));
+}
+
+TEST_F(LanguageMapTest, EnglishStaysLoadedForTheFallback) {
+    WriteLanguage("english", u"p1,Pump\n");
+    OxTextMap* english = OxLanguageMap::Instance("english");
+    ASSERT_NE(nullptr, english);
+    EXPECT_EQ(2, OxLanguageMap::Instance()->GetUseCount("english"));
+    OxLanguageMap::RemoveLanguage(english);
+    EXPECT_EQ(1, OxLanguageMap::Instance()->GetUseCount("english"));
+    EXPECT_EQ("Pump", OxLanguageMap::getParmName(1, nullptr));
+}
+
+TEST_F(LanguageMapTest, TextMappingReplacesInEveryTextAndIsRedoneAfterAReset) {
+    WriteLanguage("english", u"p1,Developer tank\np2,Tank low\na1,Rinse tank %s\n");
+    box.WriteFile("/etc/textmap/english.0.ucs", Ucs(u"tank=bath\r\n\"Tank\"=Bath\r\n"));
+    box.WriteFile("/etc/textmap/english.1.ucs", Ucs(u"Rinse=Flush\r\nnoequals\r\n=empty\r\n"));
+    // Counting stops at the first missing file.
+    box.WriteFile("/etc/textmap/english.3.ucs", Ucs(u"Developer=Dev\r\n"));
+    OxLanguageMap* languages = OxLanguageMap::Instance();
+    EXPECT_EQ("Developer bath", OxLanguageMap::getParmName(1, nullptr));
+    EXPECT_EQ("Bath low", OxLanguageMap::getParmName(2, nullptr));
+    EXPECT_EQ("Flush bath %s", OxLanguageMap::getAlarmText(1, nullptr));
+
+    // Without a reset the pass is not repeated.
+    box.WriteFile("/etc/textmap/english.0.ucs", Ucs(u"bath=pool\r\n"));
+    languages->PerformTextMapping();
+    EXPECT_EQ("Developer bath", OxLanguageMap::getParmName(1, nullptr));
+    // After the reset it is done again from the texts as read.
+    languages->ResetTextMapping();
+    languages->PerformTextMapping();
+    EXPECT_EQ("Developer tank", OxLanguageMap::getParmName(1, nullptr));
+    EXPECT_EQ("Flush tank %s", OxLanguageMap::getAlarmText(1, nullptr));
+    box.WriteFile("/etc/textmap/english.0.ucs", Ucs(u"tank=vat\r\n"));
+    languages->ResetTextMapping();
+    languages->PerformTextMapping();
+    EXPECT_EQ("Developer vat", OxLanguageMap::getParmName(1, nullptr));
+}
+
+TEST_F(LanguageMapTest, TextMappingTakesAtMostTwoHundredPairs) {
+    std::u16string pairs;
+    for (int i = 0; i < 199; ++i)
+        pairs += u"zz=yy\n";
+    box.WriteFile("/etc/textmap/german.0.ucs", Ucs(pairs + u"A=1\n"));
+    box.WriteFile("/etc/textmap/german.1.ucs", Ucs(u"B=2\n"));
+    WriteLanguage("german", u"p1,AB\n");
+    OxTextMap* german = OxLanguageMap::Instance("german");
+    ASSERT_NE(nullptr, german);
+    EXPECT_EQ("1B", OxLanguageMap::getParmName(1, german));
+    OxLanguageMap::RemoveLanguage(german);
+}
+
+TEST_F(LanguageMapTest, SampleFilesOfTheSimulatorWorldLoad) {
+    const std::string dir = std::string(OXGW_SOURCE_DIR) + "/tools/torcsim/languages/";
+    for (const char* language : {"english", "german"}) {
+        std::string name = std::string("oxgw_") + language + ".ucs";
+        box.WriteFile("/usr/torc2/locale/" + std::string(language) + "/" + name,
+                      ReadWholeFile(dir + name));
+    }
+    OxTextMap* german = OxLanguageMap::Instance("german");
+    ASSERT_NE(nullptr, german);
+    EXPECT_EQ("Entwicklertemperatur", OxLanguageMap::getParmName(2101, german));
+    EXPECT_EQ("\xC3\x84tzer", OxLanguageMap::getParmName(3, german));
+    EXPECT_EQ("Temperatur von %o in %s zu hoch", OxLanguageMap::getAlarmText(201, german));
+    EXPECT_EQ("Quittieren", OxLanguageMap::getAlarmReplyText(1, german));
+    EXPECT_EQ("Mittel", OxLanguageMap::getEnumValueText("tagFanLevel", 2, german));
+    EXPECT_EQ("Developer temperature", OxLanguageMap::getParmName(2101, nullptr));
+    // Every line of the source made one text.
+    std::string source = ReadWholeFile(dir + "german.txt");
+    EXPECT_EQ(static_cast<size_t>(std::count(source.begin(), source.end(), '\n')), german->size());
+    OxLanguageMap::RemoveLanguage(german);
+}
+
+// The custom language: the service folder, else the USB stick through the
+// board's mountusb and umountusb (stand-ins on PATH that log each call).
+class CustomLanguageTest : public LanguageMapTest {
+  protected:
+    void SetUp() override {
+        LanguageMapTest::SetUp();
+        oldPath_ = getenv("PATH") ? getenv("PATH") : "";
+        setenv("PATH", (std::string(OXGW_SOURCE_DIR) + "/tools/board:" + oldPath_).c_str(), 1);
+        setenv("OXGW_ROOT", box.Root().c_str(), 1);
+    }
+    void TearDown() override {
+        setenv("PATH", oldPath_.c_str(), 1);
+        unsetenv("OXGW_ROOT");
+        unsetenv("OXGW_BOARD_FAIL");
+        LanguageMapTest::TearDown();
+    }
+    std::string BoardLog() { return ReadWholeFile(box.Path("/var/log/board.log")); }
+
+    std::string oldPath_;
+};
+
+TEST_F(CustomLanguageTest, FromTheStickMountedAndUnmounted) {
+    box.WriteFile("/mnt/usb/custom/oxgw_custom.ucs", Ucs(u"p1,Stick\n"));
+    OxTextMap* custom = OxLanguageMap::Instance("custom");
+    ASSERT_NE(nullptr, custom);
+    EXPECT_EQ("Stick", OxLanguageMap::getParmName(1, custom));
+    EXPECT_EQ("mountusb \numountusb \n", BoardLog());
+    OxLanguageMap::RemoveLanguage(custom);
+}
+
+TEST_F(CustomLanguageTest, ServiceFolderNeedsNoStick) {
+    box.WriteFile("/home/service/custom/oxgw_custom.ucs", Ucs(u"p1,Service\n"));
+    box.WriteFile("/mnt/usb/custom/oxgw_custom.ucs", Ucs(u"p1,Stick\n"));
+    OxTextMap* custom = OxLanguageMap::Instance("custom");
+    ASSERT_NE(nullptr, custom);
+    EXPECT_EQ("Service", OxLanguageMap::getParmName(1, custom));
+    EXPECT_EQ("", BoardLog());
+    OxLanguageMap::RemoveLanguage(custom);
+}
+
+TEST_F(CustomLanguageTest, NoFileAnywhereStillUnmounts) {
+    EXPECT_EQ(nullptr, OxLanguageMap::Instance("custom"));
+    EXPECT_EQ("mountusb \numountusb \n", BoardLog());
+    // Other languages never touch the stick.
+    EXPECT_EQ(nullptr, OxLanguageMap::Instance("german"));
+    EXPECT_EQ("mountusb \numountusb \n", BoardLog());
+}
+
+TEST_F(CustomLanguageTest, FailingMountIsReportedAndTheSearchGoesOn) {
+    setenv("OXGW_BOARD_FAIL", "mountusb umountusb", 1);
+    box.WriteFile("/usr/torc2/locale/custom/oxgw_custom.ucs", Ucs(u"p1,Locale\n"));
+    OxTextMap* custom = OxLanguageMap::Instance("custom");
+    ASSERT_NE(nullptr, custom);
+    EXPECT_EQ("Locale", OxLanguageMap::getParmName(1, custom));
+    EXPECT_EQ("mountusb \numountusb \n", BoardLog());
+    OxLanguageMap::RemoveLanguage(custom);
+}
+
+}  // namespace

@@ -6,8 +6,11 @@
 #include "oxdefinition.h"
 #include "oxobject.h"
 
+#include <algorithm>
 #include <cmath>
 #include <cstdio>
+#include <cstdlib>
+#include <vector>
 
 namespace {
 
@@ -141,6 +144,10 @@ std::string OxMsgDialogText(long id, const OxTextMap* language) {
 
 std::string OxMsgEnumValueText(const std::string& enumName, int value, const OxTextMap* language) {
     return LookupText(enumName + "-" + std::to_string(value), language);
+}
+
+std::string OxMsgAlarmText(long alarmType, const OxTextMap* language) {
+    return LookupText("a" + std::to_string(alarmType), language);
 }
 
 // ---------------------------------------------------------------- read rule
@@ -336,6 +343,77 @@ void OxDeletedMsg_ToXml(std::ostream& out, const OxMsgContext& context, const OX
 
 void OxTestPrintMsg_ToXml(std::ostream& out, const std::string& text) {
     out << "<Message><TestPrint text=\"" << text << "\"/></Message>";
+}
+
+namespace {
+
+// The number that follows a name such as "type=" in line[from, to), with or
+// without quotes; false when the name is not there or no number follows.
+bool NumberAfter(const std::string& line, const std::string& name, size_t from, size_t to,
+                 long& number) {
+    size_t at = line.find(name, from);
+    if (at == std::string::npos || at >= to)
+        return false;
+    at += name.size();
+    if (at < line.size() && line[at] == '"')
+        ++at;
+    const char* begin = line.c_str() + at;
+    char* end = nullptr;
+    number = std::strtol(begin, &end, 10);
+    return end != begin;
+}
+
+}  // namespace
+
+bool OxHistoricAlarmEvent_Fill(std::string& line, const OxTextMap* language) {
+    size_t element = line.find("<HistoricAlarmEvent");
+    if (element == std::string::npos)
+        return false;
+    size_t elementEnd = line.find('>', element);
+    long alarmType = 0;
+    if (elementEnd == std::string::npos ||
+        !NumberAfter(line, " type=", element, elementEnd, alarmType))
+        return false;
+    std::string text = OxMsgAlarmText(alarmType, language);
+
+    // The owner and section stand in the context: <Context><Object id= section=/>.
+    size_t context = line.find("<Context", element);
+    size_t contextEnd =
+        context == std::string::npos ? std::string::npos : line.find("</Context>", context);
+    if (contextEnd == std::string::npos)
+        contextEnd = line.size();
+    struct Replacement {
+        size_t pos;
+        std::string with;
+    };
+    std::vector<Replacement> replacements;
+    long number = 0;
+    size_t ownerPos = text.find("%o");
+    if (context != std::string::npos && ownerPos != std::string::npos &&
+        NumberAfter(line, " id=", context, contextEnd, number))
+        replacements.push_back({ownerPos, OxMsgParmName(number, language)});
+    size_t sectionPos = text.find("%s");
+    if (context != std::string::npos && sectionPos != std::string::npos &&
+        NumberAfter(line, " section=", context, contextEnd, number))
+        replacements.push_back({sectionPos, OxMsgParmName(number, language)});
+    // The later place first, so that the earlier keeps its position and a
+    // name that holds a marker is not replaced again.
+    std::sort(replacements.begin(), replacements.end(),
+              [](const Replacement& a, const Replacement& b) { return a.pos > b.pos; });
+    for (const Replacement& r : replacements)
+        text.replace(r.pos, 2, r.with);
+
+    const std::string attribute = " description=\"";
+    size_t value = line.find(attribute, element);
+    size_t valueEnd =
+        value == std::string::npos ? std::string::npos : line.find('"', value + attribute.size());
+    if (value != std::string::npos && value < elementEnd && valueEnd != std::string::npos) {
+        value += attribute.size();
+        line.replace(value, valueEnd - value, text);
+    } else {
+        line.insert(elementEnd, attribute + text + "\"");
+    }
+    return true;
 }
 
 // ---------------------------------------------------------------- type information

@@ -39,6 +39,7 @@ struct OxMsgContext {
 std::string OxMsgParmName(long id, const OxTextMap* language);
 std::string OxMsgDialogText(long id, const OxTextMap* language);
 std::string OxMsgEnumValueText(const std::string& enumName, int value, const OxTextMap* language);
+std::string OxMsgAlarmText(long alarmType, const OxTextMap* language);
 
 // The read rule. An object without a ReadAccess value is never sent. For a
 // visit its read level must be at most the access level and above the last
@@ -79,6 +80,13 @@ void OxSetterEvent_ToXml(std::ostream& out, const OxMsgContext& context, const O
 void OxDeletedMsg_ToXml(std::ostream& out, const OxMsgContext& context, const OXObject& object);
 // <Message><TestPrint text="..."/></Message>
 void OxTestPrintMsg_ToXml(std::ostream& out, const std::string& text);
+
+// A line of the event log as a client receives it: in a line that holds a
+// "<HistoricAlarmEvent" element, the description becomes the language's text
+// of the element's alarm type, its first "%o" the name of the context's
+// object and its first "%s" the name of the context's section. False, with
+// the line untouched, for any other line.
+bool OxHistoricAlarmEvent_Fill(std::string& line, const OxTextMap* language);
 
 // Type information. Each gives false and writes nothing for an object that
 // lacks its ReadAccess or WriteAccess value.

@@ -468,6 +468,55 @@ TEST_F(ObjectMsgTest, TypeRequestAnswersParametersOnly) {
     EXPECT_EQ(out.str().substr(0, 27), "<Message><NumParameterType ");
 }
 
+// ---------------------------------------------------------------- historic alarms
+
+const char* const kLogLine =
+    "<Message><HistoricAlarmEvent event=\"Activated\" type=\"17\" priority=\"3\" "
+    "description=\"Pump stopped\"><Time year=\"2026\"/><Object id=\"500\"/><ReplyList>"
+    "</ReplyList><Context><Object id=\"12\" section=\"4\"/></Context></HistoricAlarmEvent>"
+    "</Message>";
+
+TEST(HistoricAlarmEventTest, DescriptionFromAlarmTextOwnerAndSection) {
+    OxTextMap german{
+        {"a17", "%o stopped in %s; check %o"}, {"p12", "Dosierpumpe %s"}, {"p4", "Zone vier"}};
+    std::string line = kLogLine;
+    EXPECT_TRUE(OxHistoricAlarmEvent_Fill(line, &german));
+    // The first markers only; a marker inside a name stays as it is.
+    EXPECT_EQ(line,
+              "<Message><HistoricAlarmEvent event=\"Activated\" type=\"17\" "
+              "priority=\"3\" description=\"Dosierpumpe %s stopped in Zone vier; "
+              "check %o\"><Time year=\"2026\"/><Object id=\"500\"/><ReplyList>"
+              "</ReplyList><Context><Object id=\"12\" section=\"4\"/></Context>"
+              "</HistoricAlarmEvent></Message>");
+}
+
+TEST(HistoricAlarmEventTest, WithoutContextTheMarkersStay) {
+    OxTextMap language{{"a9", "Door %o open in %s"}};
+    std::string line =
+        "<Message><HistoricAlarmEvent event=\"Active\" type=\"9\" "
+        "priority=\"1\"><ReplyList></ReplyList></HistoricAlarmEvent></Message>";
+    EXPECT_TRUE(OxHistoricAlarmEvent_Fill(line, &language));
+    EXPECT_EQ(line,
+              "<Message><HistoricAlarmEvent event=\"Active\" type=\"9\" "
+              "priority=\"1\" description=\"Door %o open in %s\"><ReplyList></ReplyList>"
+              "</HistoricAlarmEvent></Message>");
+}
+
+TEST(HistoricAlarmEventTest, OtherLinesGoOutUntouched) {
+    const std::string lines[] = {
+        "<Message><HistoricServerState state=\"Started\"></HistoricServerState></Message>",
+        "<Message><HistoricAlarmEvent event=\"Active\" priority=\"1\">",
+        "<Message><HistoricAlarmEvent type=\"x\">",
+        "<Message><HistoricAlarmEvent type=\"3\"",
+        "",
+    };
+    for (const std::string& original : lines) {
+        std::string line = original;
+        EXPECT_FALSE(OxHistoricAlarmEvent_Fill(line, nullptr)) << original;
+        EXPECT_EQ(line, original);
+    }
+}
+
 // ---------------------------------------------------------------- odd objects
 
 // A controller's classes that lack what the messages read: nothing crashes,

@@ -5,6 +5,7 @@
 #include "oxdeclaration.h"
 #include "oxdefinition.h"
 #include "oxobject.h"
+#include "testprint.h"
 
 #include <algorithm>
 #include <cmath>
@@ -615,8 +616,13 @@ bool ClassEvent(std::ostream& out, const OxMsgContext& context, const OXObject& 
         OxMediaEvent_ToXml(out, context, object);
     } else if (object.IsClass("Setter"))
         OxSetterEvent_ToXml(out, context, object);
-    else
+    else {
+        // An update of a class that clients are not told about is only logged.
+        if (!context.visit)
+            TestPrintF(TP_CLIENT, "OxSocketSession::UpdatedObject %s not handled\n",
+                       object.GetClassName().c_str());
         return false;
+    }
     return true;
 }
 

@@ -693,3 +693,11 @@ bool OxTypeInfo_ToXml(std::ostream& out, const OxMsgContext& context, const OXOb
         return OxOutputType_ToXml(out, context, object);
     return false;
 }
+
+bool OxVisitedObject_ToXml(std::ostream& out, const OxMsgContext& context, const OXObject& object,
+                           bool typeInfo) {
+    OxMsgContext visit = context;
+    visit.visit = true;
+    return typeInfo ? OxTypeInfo_ToXml(out, visit, object)
+                    : OxObjectEvent_ToXml(out, visit, object);
+}

@@ -121,6 +121,10 @@ bool OxDeletedObjectEvent_ToXml(std::ostream& out, const OxMsgContext& context,
 // The visit of a logon with type information: the read rule for a visit, and
 // the type information of the object's class.
 bool OxTypeInfo_ToXml(std::ostream& out, const OxMsgContext& context, const OXObject& object);
+// The visit of a logon: type information with typeInfo, else the event, both
+// under the read rule for a visit (alarms excepted).
+bool OxVisitedObject_ToXml(std::ostream& out, const OxMsgContext& context, const OXObject& object,
+                           bool typeInfo);
 // A client's request for the type of one object: parameters only, without
 // the read rule.
 bool OxParameterTypeInfo_ToXml(std::ostream& out, const OxMsgContext& context,

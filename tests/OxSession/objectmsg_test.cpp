@@ -71,6 +71,7 @@ const char* const kObjects[] = {
     "new Media(60, \"\", 0, 2, \"P-17\", 2, 450, 1, 1700000000);",
     "new Link(70, \"\", 0, 2, @10, 0, 0, 0, \"\", 50);",
     "new Valve(80, \"\", 0, 2, @10, 0, 0, 0, \"\");",
+    "new Sensor(30999, \"Own name\", 0, 2, null, 0, 0, 1, \"X0\", 0, -1, 0);",
     "new Sensor(31000, \"Spare input\", 0, 2, null, 0, 0, 1, \"X1\", 0, -1, 0);",
     "new Alarm(500, \"\", 5, 5, 3, \"Low level\", 1);",
 };
@@ -129,11 +130,13 @@ TEST_F(ObjectMsgTest, ObjectFragmentNamesFromLanguageOrObject) {
     OxObjectMsg_ToXml(out, nullptr, Object(20), true);
     // 31000 and above: the object's own name, whatever the language holds.
     OxObjectMsg_ToXml(out, &language, Object(31000), true);
+    OxObjectMsg_ToXml(out, &language, Object(30999), true);
     EXPECT_EQ(out.str(),
               "<Object id=\"30\" name=\"Pressure\" type=\"4\"/>"
               "<Object id=\"30\" type=\"4\"/>"
               "<Object id=\"20\" name=\"p20\"/>"
-              "<Object id=\"31000\" name=\"Spare input\"/>");
+              "<Object id=\"31000\" name=\"Spare input\"/>"
+              "<Object id=\"30999\" name=\"p30999\"/>");
 }
 
 TEST_F(ObjectMsgTest, ContextFragmentByOwnerParentAndSection) {
@@ -277,6 +280,29 @@ TEST_F(ObjectMsgTest, VisitGivesNoGroupOrMediaEvent) {
     EXPECT_EQ(Event(51),
               "<Message><OutputEvent value=\"true\"><Object id=\"51\"/>"
               "</OutputEvent></Message>");
+}
+
+TEST_F(ObjectMsgTest, VisitOfALogon) {
+    context.lastLevel = 0;  // the client holds the guest's objects
+    auto visit = [&](long id, bool typeInfo) {
+        std::ostringstream out;
+        bool sent = OxVisitedObject_ToXml(out, context, Object(id), typeInfo);
+        EXPECT_EQ(sent, !out.str().empty()) << id;
+        return out.str();
+    };
+    EXPECT_EQ(visit(10, true), "");  // a guest's group: held already
+    EXPECT_EQ(visit(30, false),
+              "<Message><NumParameterEvent value=\"1.50\" enabled=\"1\">"
+              "<Object id=\"30\" type=\"4\"/></NumParameterEvent></Message>");
+    EXPECT_EQ(visit(30, true).substr(0, 27), "<Message><NumParameterType ");
+    EXPECT_EQ(visit(500, true), "");
+    EXPECT_EQ(visit(500, false).find("<Message><AlarmEvent event=\"Active\" type=\"3\""), 0u);
+    context.lastLevel = -1;
+    EXPECT_EQ(visit(10, false), "");  // groups have no event in a visit
+    EXPECT_EQ(visit(10, true),
+              "<Message><Group enabled=\"1\" readAccess=\"Guest\" "
+              "writeAccess=\"Admin\"><Object id=\"10\" name=\"p10\"/></Group>"
+              "</Message>");
 }
 
 TEST_F(ObjectMsgTest, DeletedObject) {

@@ -1,0 +1,597 @@
+// The event and type information texts of machine objects, built from small
+// worlds that a real parser makes out of controller texts.
+#include "oxcommandparser.h"
+#include "oxobject.h"
+#include "oxobjectmanager.h"
+#include "oxobjectmsg.h"
+
+#include <gtest/gtest.h>
+
+#include <sstream>
+#include <string>
+#include <vector>
+
+namespace {
+
+// Levels as the session numbers them: Guest 0 ... RAD 5.
+const char* const kDefinitions[] = {
+    "enum tagLevel { \"Guest\"=0, \"User\"=1, \"Admin\"=2, \"L3\"=3, \"Service\"=4, \"RAD\"=5, };",
+    "enum tagOnOff { \"Off\"=0, \"On\"=1, };",
+    "enum tagMode { \"Auto\"=0, \"Manual\"=1, \"NT_SERVICE\"=2, };",
+    "enum e98 { \"Idle\"=0, \"Rts\"=1, \"Rts+Out2\"=9, };",
+    "class Object { const number Id; string Name; tagLevel ReadAccess; tagLevel WriteAccess; };",
+    "class Group : Object { number Enabled; };",
+    "class Device : Object { Object Owner; number Section; number Type; number DeviceType; "
+    "string Tag; };",
+    "class Sensor : Device { number Value; number RawValue; number Override; };",
+    "class Temperature : Device { number Value : \"C\" * 1 / 10; number Override; };",
+    "class CondProbe : Device { number Cond : \"mS\" * 1 / 100; number Temp : \"C\" * 1 / 10; };",
+    "class NumParameter : Device { number Value : \"bar\" * 1 / 100; "
+    "number Minimum : \"bar\" * 1 / 100; number Maximum : \"bar\" * 1 / 100; "
+    "number Default : \"bar\" * 1 / 100; number Enabled; };",
+    "class SetParameter : Device { tagMode Value; tagMode Default; number Enabled; };",
+    "class Function : Device { number Enabled; number State; number AutoStarted; "
+    "number AutoExecute; string StateText; number DialogFunctionType; number DeviceId; };",
+    "class FunctionNum : Device { number DialogId; number Enabled; number Value : \"s\" * 1 / 10; "
+    "number Minimum : \"s\" * 1 / 10; number Maximum : \"s\" * 1 / 10; "
+    "number Default : \"s\" * 1 / 10; string Text; };",
+    "class FunctionAct : Device { number DialogId; number Enabled; string Text; };",
+    "class Motor : Device { number Value; number Override; number Minimum; number Maximum; "
+    "string Unit; };",
+    "class Dose : Device { tagOnOff Value; number Override; };",
+    "class Indicator : Dose { };",
+    // A device whose owner is named by a number in Parent.
+    "class Heater : Object { number Parent; number Section; tagOnOff Value; number Override; "
+    "number DeviceType; string Tag; };",
+    "class Setter : Device { e98 Signal; };",
+    "class Media : Object { string SerialNo; number PathId; number Length; number MediaState; "
+    "number StartTime; };",
+    "class Link : Device { number TargetId; };",
+    "class Valve : Device { };",
+    "class Alarm : Object { number AlarmType; string Text; number Priority; };",
+};
+
+// Objects: Id, Name, ReadAccess, WriteAccess, then for devices Owner,
+// Section, Type, DeviceType, Tag, then the class's own values.
+const char* const kObjects[] = {
+    "new Group(10, \"Line\", 0, 2, 1);",
+    "new Sensor(20, \"\", 1, 2, @10, 3, 0, 7, \"S1\", 1, 512, 2);",
+    "new Temperature(21, \"\", 0, 2, @10, 0, 0, 5, \"T1\", 235, 1);",
+    "new CondProbe(22, \"\", 0, 2, @10, 0, 0, 5, \"C1\", 1234, 250);",
+    "new NumParameter(30, \"\", 1, 4, @10, 2, 4, 0, \"\", 150, 0, 1000, 125, 1);",
+    "new SetParameter(31, \"\", 0, 2, @10, 0, 0, 0, \"\", 1, 0, 1);",
+    "new Function(40, \"\", 0, 2, @10, 0, 0, 0, \"\", 1, 3, 0, 1, \"Rinse\", 7, 20);",
+    "new FunctionNum(41, \"\", 0, 2, @40, 0, 0, 0, \"\", 12, 1, 305, 0, 600, 100, \"Rinse\");",
+    "new FunctionAct(42, \"\", 0, 2, @40, 0, 0, 0, \"\", 13, 0, \"Stop\");",
+    "new Motor(50, \"\", 0, 2, @10, 1, 0, 3, \"M1\", 1200, 1, 100, 3000, \"rpm\");",
+    "new Dose(51, \"\", 0, 2, @10, 0, 0, 2, \"D1\", 1, 0);",
+    "new Heater(52, \"\", 0, 2, 10, 4, 0, 2, 6, \"H1\");",
+    "new Setter(53, \"\", 0, 2, @10, 0, 0, 8, \"V1\", 9);",
+    "new Indicator(54, \"\", 0, 2, @10, 0, 0, 9, \"I1\", 0, 0);",
+    "new Media(60, \"\", 0, 2, \"P-17\", 2, 450, 1, 1700000000);",
+    "new Link(70, \"\", 0, 2, @10, 0, 0, 0, \"\", 50);",
+    "new Valve(80, \"\", 0, 2, @10, 0, 0, 0, \"\");",
+    "new Sensor(30999, \"Own name\", 0, 2, null, 0, 0, 1, \"X0\", 0, -1, 0);",
+    "new Sensor(31000, \"Spare input\", 0, 2, null, 0, 0, 1, \"X1\", 0, -1, 0);",
+    "new Alarm(500, \"\", 5, 5, 3, \"Low level\", 1);",
+};
+
+class ObjectMsgTest : public ::testing::Test {
+  protected:
+    void SetUp() override {
+        ASSERT_TRUE(parser.Create(nullptr));
+        for (const char* text : kDefinitions)
+            ASSERT_EQ(Run(text), "ok") << text;
+        for (const char* text : kObjects)
+            ASSERT_EQ(Run(text), "ok") << text;
+        context.accessLevel = 5;
+        context.protocol = 1;
+        context.classes = &parser.GetClassManager();
+    }
+
+    std::string Run(const std::string& text) {
+        std::vector<char> buffer(text.begin(), text.end());
+        buffer.push_back('\0');
+        return parser.Parse(buffer.data()) == 0 ? "ok" : parser.GetErrorStr();
+    }
+
+    const OXObject& Object(long id) {
+        const OXObject* object = parser.GetObjectManager().Lookup(id);
+        EXPECT_NE(object, nullptr) << id;
+        return *object;
+    }
+
+    // The event of an object for the context, or "-" when none is sent.
+    std::string Event(long id) {
+        std::ostringstream out;
+        bool sent = OxObjectEvent_ToXml(out, context, Object(id));
+        EXPECT_EQ(sent, !out.str().empty()) << id;
+        return sent ? out.str() : "-";
+    }
+
+    std::string TypeInfo(long id) {
+        std::ostringstream out;
+        bool sent = OxTypeInfo_ToXml(out, context, Object(id));
+        EXPECT_EQ(sent, !out.str().empty()) << id;
+        return sent ? out.str() : "-";
+    }
+
+    OXCommandParser parser;
+    OxMsgContext context;
+};
+
+// ---------------------------------------------------------------- fragments
+
+TEST_F(ObjectMsgTest, ObjectFragmentNamesFromLanguageOrObject) {
+    OxTextMap language{{"p30", "Pressure"}, {"p31000", "not this"}};
+    std::ostringstream out;
+    OxObjectMsg_ToXml(out, &language, Object(30), true);
+    OxObjectMsg_ToXml(out, &language, Object(30), false);
+    OxObjectMsg_ToXml(out, nullptr, Object(20), true);
+    // 31000 and above: the object's own name, whatever the language holds.
+    OxObjectMsg_ToXml(out, &language, Object(31000), true);
+    OxObjectMsg_ToXml(out, &language, Object(30999), true);
+    EXPECT_EQ(out.str(),
+              "<Object id=\"30\" name=\"Pressure\" type=\"4\"/>"
+              "<Object id=\"30\" type=\"4\"/>"
+              "<Object id=\"20\" name=\"p20\"/>"
+              "<Object id=\"31000\" name=\"Spare input\"/>"
+              "<Object id=\"30999\" name=\"p30999\"/>");
+}
+
+TEST_F(ObjectMsgTest, ContextFragmentByOwnerParentAndSection) {
+    std::ostringstream out;
+    OxContextObjectMsg_ToXml(out, Object(20), true);     // reference, section 3
+    OxContextObjectMsg_ToXml(out, Object(51), true);     // reference, section 0
+    OxContextObjectMsg_ToXml(out, Object(52), true);     // number in Parent
+    OxContextObjectMsg_ToXml(out, Object(20), false);    // not wanted
+    OxContextObjectMsg_ToXml(out, Object(10), true);     // no owner
+    OxContextObjectMsg_ToXml(out, Object(31000), true);  // null owner
+    EXPECT_EQ(out.str(),
+              "<Context><Object id=\"10\" section=\"3\"/></Context>"
+              "<Context><Object id=\"10\"/></Context>"
+              "<Context><Object id=\"10\" section=\"4\"/></Context>");
+}
+
+TEST_F(ObjectMsgTest, OverrideValues) {
+    auto over = [&](long id) {
+        std::ostringstream out;
+        OxOverrideMsg_ToXml(out, Object(id));
+        return out.str();
+    };
+    EXPECT_EQ(over(51), "");                     // 0: released
+    EXPECT_EQ(over(21), " override=\"false\"");  // 1: off
+    EXPECT_EQ(over(20), " override=\"true\"");   // 2: on
+    EXPECT_EQ(over(10), "");                     // no attribute
+}
+
+// ---------------------------------------------------------------- events
+
+TEST_F(ObjectMsgTest, EventOfEachClass) {
+    OxTextMap language{{"d3", "Running %s"}, {"d12", "Time for %s"}};
+    context.language = &language;
+    EXPECT_EQ(Event(20),
+              "<Message><SensorEvent value=\"true\" raw=\"512\" override=\"true\">"
+              "<Object id=\"20\"/><Context><Object id=\"10\" section=\"3\"/></Context>"
+              "</SensorEvent></Message>");
+    EXPECT_EQ(Event(21),
+              "<Message><TemperatureEvent value=\"23.5\" override=\"false\" "
+              "unit=\"C\"><Object id=\"21\"/></TemperatureEvent></Message>");
+    EXPECT_EQ(Event(22),
+              "<Message><CondProbeEvent cond=\"12.34\" condunit=\"mS\" temp=\"25.0\" "
+              "tempunit=\"C\"><Object id=\"22\"/></CondProbeEvent></Message>");
+    EXPECT_EQ(Event(30),
+              "<Message><NumParameterEvent value=\"1.50\" enabled=\"1\">"
+              "<Object id=\"30\" type=\"4\"/></NumParameterEvent></Message>");
+    EXPECT_EQ(Event(31),
+              "<Message><EnumParameterEvent value=\"1\" enabled=\"1\">"
+              "<Object id=\"31\"/></EnumParameterEvent></Message>");
+    EXPECT_EQ(Event(10),
+              "<Message><GroupEvent enabled=\"1\"><Object id=\"10\"/></Group>"
+              "</Message>");
+    EXPECT_EQ(Event(40),
+              "<Message><FunctionEvent enabled=\"1\" state=\"3\" autoStarted=\"0\" "
+              "autoExecute=\"1\" stateName=\"Running Rinse\"><Object id=\"40\"/>"
+              "</FunctionEvent></Message>");
+    EXPECT_EQ(Event(41),
+              "<Message><FuncParamEvent dId=\"12\" enabled=\"1\" value=\"30.5\" "
+              "text=\"Time for Rinse\"><Object id=\"41\"/></FuncParamEvent></Message>");
+    // A dialog text that no language holds is its key.
+    EXPECT_EQ(Event(42),
+              "<Message><FuncActionEvent dId=\"13\" enabled=\"0\" text=\"d13\">"
+              "<Object id=\"42\"/></FuncActionEvent></Message>");
+    EXPECT_EQ(Event(50),
+              "<Message><MotorEvent value=\"1200\" override=\"false\">"
+              "<Object id=\"50\"/></MotorEvent></Message>");
+    EXPECT_EQ(Event(51),
+              "<Message><OutputEvent value=\"true\"><Object id=\"51\"/>"
+              "</OutputEvent></Message>");
+    EXPECT_EQ(Event(52),
+              "<Message><OutputEvent value=\"false\" override=\"true\">"
+              "<Object id=\"52\"/></OutputEvent></Message>");
+    EXPECT_EQ(Event(54),
+              "<Message><OutputEvent value=\"false\"><Object id=\"54\"/>"
+              "</OutputEvent></Message>");
+    EXPECT_EQ(Event(53),
+              "<Message><SetterEvent value=\"Rts+Out2\" rts=\"1\" dtr=\"0\" "
+              "out1=\"0\" out2=\"1\"><Object id=\"53\"/></SetterEvent></Message>");
+    EXPECT_EQ(Event(60),
+              "<Message><MediaEvent plate=\"P-17\" path=\"2\" length=\"450\" "
+              "state=\"1\" startTime=\"1700000000\"><Object id=\"60\"/>"
+              "</MediaEvent></Message>");
+    EXPECT_EQ(Event(31000),
+              "<Message><SensorEvent value=\"false\"><Object id=\"31000\"/>"
+              "</SensorEvent></Message>");
+    // Classes without an event.
+    EXPECT_EQ(Event(70), "-");
+    EXPECT_EQ(Event(80), "-");
+}
+
+TEST_F(ObjectMsgTest, EventsFollowUpdates) {
+    ASSERT_EQ(Run("upd 20 (\"\", 1, 2, @10, 3, 0, 7, \"S1\", 0, -1, 0);"), "ok");
+    EXPECT_EQ(Event(20),
+              "<Message><SensorEvent value=\"false\"><Object id=\"20\"/>"
+              "<Context><Object id=\"10\" section=\"3\"/></Context>"
+              "</SensorEvent></Message>");
+    // A negative value keeps its decimals; a setter signal the enumeration
+    // lacks takes the language's text of that value.
+    ASSERT_EQ(Run("upd 21 (\"\", 0, 2, @10, 0, 0, 5, \"T1\", -5, 0);"), "ok");
+    EXPECT_EQ(Event(21),
+              "<Message><TemperatureEvent value=\"-0.5\" unit=\"C\">"
+              "<Object id=\"21\"/></TemperatureEvent></Message>");
+    ASSERT_EQ(Run("upd 53 (\"\", 0, 2, @10, 0, 0, 8, \"V1\", 6);"), "ok");
+    OxTextMap language{{"e98-6", "Dtr+Out1"}};
+    context.language = &language;
+    EXPECT_EQ(Event(53),
+              "<Message><SetterEvent value=\"Dtr+Out1\" rts=\"0\" dtr=\"1\" "
+              "out1=\"1\" out2=\"0\"><Object id=\"53\"/></SetterEvent></Message>");
+}
+
+TEST_F(ObjectMsgTest, OutputEventOfAMotorIsANumber) {
+    std::ostringstream out;
+    OxOutputEvent_ToXml(out, context, Object(50));
+    EXPECT_EQ(out.str(),
+              "<Message><OutputEvent value=\"1200\" override=\"false\">"
+              "<Object id=\"50\"/></OutputEvent></Message>");
+}
+
+TEST_F(ObjectMsgTest, ProtocolZeroGetsDialogEventsAndNoFunctionParts) {
+    context.protocol = 0;
+    EXPECT_EQ(Event(40),
+              "<Message><DialogEvent enabled=\"1\" state=\"3\" autoStarted=\"0\" "
+              "autoExecute=\"1\" stateName=\"d3\"><Object id=\"40\"/>"
+              "</FunctionEvent></Message>");
+    EXPECT_EQ(Event(41), "-");
+    EXPECT_EQ(Event(42), "-");
+    EXPECT_EQ(TypeInfo(41), "-");
+    EXPECT_EQ(TypeInfo(42), "-");
+    EXPECT_EQ(TypeInfo(40),
+              "<Message><DialogEvent typeId=\"7\" deviceId=\"20\" enabled=\"1\" "
+              "state=\"3\" autoStarted=\"0\" autoExecute=\"1\" stateName=\"d3\" "
+              "readAccess=\"Guest\" writeAccess=\"Admin\"><Object id=\"40\" "
+              "name=\"p40\"/><Context><Object id=\"10\"/></Context></Function>"
+              "</Message>");
+}
+
+TEST_F(ObjectMsgTest, VisitGivesNoGroupOrMediaEvent) {
+    context.visit = true;
+    EXPECT_EQ(Event(10), "-");
+    EXPECT_EQ(Event(60), "-");
+    EXPECT_EQ(Event(51),
+              "<Message><OutputEvent value=\"true\"><Object id=\"51\"/>"
+              "</OutputEvent></Message>");
+}
+
+TEST_F(ObjectMsgTest, VisitOfALogon) {
+    context.lastLevel = 0;  // the client holds the guest's objects
+    auto visit = [&](long id, bool typeInfo) {
+        std::ostringstream out;
+        bool sent = OxVisitedObject_ToXml(out, context, Object(id), typeInfo);
+        EXPECT_EQ(sent, !out.str().empty()) << id;
+        return out.str();
+    };
+    EXPECT_EQ(visit(10, true), "");  // a guest's group: held already
+    EXPECT_EQ(visit(30, false),
+              "<Message><NumParameterEvent value=\"1.50\" enabled=\"1\">"
+              "<Object id=\"30\" type=\"4\"/></NumParameterEvent></Message>");
+    EXPECT_EQ(visit(30, true).substr(0, 27), "<Message><NumParameterType ");
+    EXPECT_EQ(visit(500, true), "");
+    EXPECT_EQ(visit(500, false).find("<Message><AlarmEvent event=\"Active\" type=\"3\""), 0u);
+    context.lastLevel = -1;
+    EXPECT_EQ(visit(10, false), "");  // groups have no event in a visit
+    EXPECT_EQ(visit(10, true),
+              "<Message><Group enabled=\"1\" readAccess=\"Guest\" "
+              "writeAccess=\"Admin\"><Object id=\"10\" name=\"p10\"/></Group>"
+              "</Message>");
+}
+
+TEST_F(ObjectMsgTest, DeletedObject) {
+    std::ostringstream out;
+    EXPECT_TRUE(OxDeletedObjectEvent_ToXml(out, context, Object(30)));
+    EXPECT_EQ(out.str(), "<Message><Deleted><Object id=\"30\" type=\"4\"/></Deleted></Message>");
+}
+
+TEST_F(ObjectMsgTest, NewObjectIsAnUpdate) {
+    context.visit = true;  // a new object is never a visit: groups are sent
+    std::ostringstream out;
+    EXPECT_TRUE(OxNewObjectEvent_ToXml(out, context, Object(10)));
+    EXPECT_EQ(out.str(),
+              "<Message><GroupEvent enabled=\"1\"><Object id=\"10\"/></Group>"
+              "</Message>");
+}
+
+TEST_F(ObjectMsgTest, AlarmsPassWhateverTheLevel) {
+    context.accessLevel = -1;
+    struct Case {
+        bool (*write)(std::ostream&, const OxMsgContext&, const OXObject&);
+        bool visit;
+        const char* event;
+    };
+    const Case cases[] = {{OxObjectEvent_ToXml, false, "Active"},
+                          {OxObjectEvent_ToXml, true, "Active"},
+                          {OxNewObjectEvent_ToXml, false, "Activated"},
+                          {OxDeletedObjectEvent_ToXml, false, "Deactivated"}};
+    for (const Case& c : cases) {
+        context.visit = c.visit;
+        std::ostringstream out;
+        EXPECT_TRUE(c.write(out, context, Object(500)));
+        std::string text = out.str();
+        std::string head = std::string("<Message><AlarmEvent event=\"") + c.event +
+                           "\" type=\"3\" priority=\"1\" description=\"Low level\"><Time";
+        EXPECT_EQ(text.substr(0, head.size()), head);
+        std::string tail = "</AlarmEvent></Message>";
+        ASSERT_GE(text.size(), tail.size());
+        EXPECT_EQ(text.substr(text.size() - tail.size()), tail);
+    }
+    // No type information for an alarm.
+    EXPECT_EQ(TypeInfo(500), "-");
+}
+
+TEST_F(ObjectMsgTest, TestPrint) {
+    std::ostringstream out;
+    OxTestPrintMsg_ToXml(out, "boot 3");
+    EXPECT_EQ(out.str(), "<Message><TestPrint text=\"boot 3\"/></Message>");
+}
+
+// ---------------------------------------------------------------- read rule
+
+TEST_F(ObjectMsgTest, ReadRuleForUpdatesAndVisits) {
+    const OXObject& admin = Object(30);  // read level 1 (User)
+    // Update: up to the access level.
+    EXPECT_FALSE(OxReadAllowed(admin, -1, -1, false));
+    EXPECT_FALSE(OxReadAllowed(admin, 0, -1, false));
+    EXPECT_TRUE(OxReadAllowed(admin, 1, -1, false));
+    EXPECT_TRUE(OxReadAllowed(admin, 5, 5, false));
+    // Visit: up to the access level and above the last level.
+    EXPECT_TRUE(OxReadAllowed(admin, 1, -1, true));
+    EXPECT_TRUE(OxReadAllowed(admin, 4, 0, true));
+    EXPECT_FALSE(OxReadAllowed(admin, 4, 1, true));
+    EXPECT_FALSE(OxReadAllowed(admin, 4, 2, true));
+    EXPECT_FALSE(OxReadAllowed(admin, 0, -1, true));
+
+    // Through the session's choice: cut by the level, an update and a visit.
+    context.accessLevel = 0;
+    EXPECT_EQ(Event(30), "-");
+    EXPECT_EQ(TypeInfo(30), "-");
+    context.accessLevel = 4;
+    context.lastLevel = 1;
+    context.visit = true;
+    EXPECT_EQ(Event(30), "-");
+    EXPECT_EQ(TypeInfo(30), "-");
+    context.lastLevel = 0;
+    EXPECT_NE(Event(30), "-");
+    EXPECT_NE(TypeInfo(30), "-");
+}
+
+// ---------------------------------------------------------------- type information
+
+TEST_F(ObjectMsgTest, TypeInfoOfEachClass) {
+    OxTextMap language{{"p30", "Pressure"}, {"d3", "Running %s"}, {"d12", "Time for %s"}};
+    context.language = &language;
+    EXPECT_EQ(TypeInfo(30),
+              "<Message><NumParameterType min=\"0.00\" max=\"10.00\" default=\"1.25\" "
+              "decimals=\"2\" enabled=\"1\" unit=\"bar\" readAccess=\"User\" "
+              "writeAccess=\"Service\"><Object id=\"30\" name=\"Pressure\" type=\"4\"/>"
+              "<Context><Object id=\"10\" section=\"2\"/></Context></NumParameterType></Message>");
+    EXPECT_EQ(TypeInfo(31),
+              "<Message><EnumParameterType default=\"0\" readAccess=\"Guest\" "
+              "writeAccess=\"Admin\" enabled=\"1\"><Object id=\"31\" name=\"p31\"/>"
+              "<Context><Object id=\"10\"/></Context><EnumDefinition>"
+              "<Value id=\"0\" text=\"Auto\"/><Value id=\"1\" text=\"Manual\"/>"
+              "<Value id=\"2\" text=\"tagMode-2\"/></EnumDefinition></EnumParameterType>"
+              "</Message>");
+    EXPECT_EQ(TypeInfo(10),
+              "<Message><Group enabled=\"1\" readAccess=\"Guest\" "
+              "writeAccess=\"Admin\"><Object id=\"10\" name=\"p10\"/></Group>"
+              "</Message>");
+    EXPECT_EQ(TypeInfo(70),
+              "<Message><Link targetObjectId=\"50\"><Object id=\"70\" "
+              "name=\"p70\"/><Context><Object id=\"10\"/></Context></Link>"
+              "</Message>");
+    EXPECT_EQ(TypeInfo(40),
+              "<Message><Function typeId=\"7\" deviceId=\"20\" enabled=\"1\" "
+              "state=\"3\" autoStarted=\"0\" autoExecute=\"1\" "
+              "stateName=\"Running Rinse\" readAccess=\"Guest\" "
+              "writeAccess=\"Admin\"><Object id=\"40\" name=\"p40\"/>"
+              "<Context><Object id=\"10\"/></Context></Function></Message>");
+    EXPECT_EQ(TypeInfo(41),
+              "<Message><FuncParam dId=\"12\" name=\"Time for Rinse\" "
+              "min=\"0.0\" max=\"60.0\" default=\"10.0\" decimals=\"1\" "
+              "enabled=\"1\" unit=\"s\" text=\"Time for Rinse\">"
+              "<Object id=\"41\" name=\"p41\"/><Context><Object id=\"40\"/>"
+              "</Context></FuncParam></Message>");
+    EXPECT_EQ(TypeInfo(42),
+              "<Message><FuncAction dId=\"13\" enabled=\"0\" text=\"d13\" "
+              "readAccess=\"Guest\" writeAccess=\"Admin\"><Object id=\"42\" "
+              "name=\"p42\"/><Context><Object id=\"40\"/></Context></FuncAction>"
+              "</Message>");
+    EXPECT_EQ(TypeInfo(50),
+              "<Message><MotorType type=\"3\" tag=\"M1\" speedMin=\"100\" "
+              "speedMax=\"3000\" speedUnit=\"rpm\" readAccess=\"Guest\" "
+              "writeAccess=\"Admin\"><Object id=\"50\" name=\"p50\"/>"
+              "<Context><Object id=\"10\" section=\"1\"/></Context></MotorType>"
+              "</Message>");
+    EXPECT_EQ(TypeInfo(20),
+              "<Message><InputType type=\"7\" tag=\"S1\" readAccess=\"User\" "
+              "writeAccess=\"Admin\"><Object id=\"20\" name=\"p20\"/>"
+              "<Context><Object id=\"10\" section=\"3\"/></Context></InputType>"
+              "</Message>");
+    EXPECT_EQ(TypeInfo(21),
+              "<Message><InputType type=\"5\" tag=\"T1\" readAccess=\"Guest\" "
+              "writeAccess=\"Admin\"><Object id=\"21\" name=\"p21\"/>"
+              "<Context><Object id=\"10\"/></Context></InputType></Message>");
+    EXPECT_EQ(TypeInfo(22),
+              "<Message><InputType type=\"5\" tag=\"C1\" readAccess=\"Guest\" "
+              "writeAccess=\"Admin\"><Object id=\"22\" name=\"p22\"/>"
+              "<Context><Object id=\"10\"/></Context></InputType></Message>");
+    EXPECT_EQ(TypeInfo(53),
+              "<Message><SetterType type=\"8\" tag=\"V1\" readAccess=\"Guest\" "
+              "writeAccess=\"Admin\"><Object id=\"53\" name=\"p53\"/>"
+              "<Context><Object id=\"10\"/></Context></SetterType></Message>");
+    EXPECT_EQ(TypeInfo(51),
+              "<Message><OutputType type=\"2\" tag=\"D1\" readAccess=\"Guest\" "
+              "writeAccess=\"Admin\"><Object id=\"51\" name=\"p51\"/>"
+              "<Context><Object id=\"10\"/></Context></OutputType></Message>");
+    EXPECT_EQ(TypeInfo(52),
+              "<Message><OutputType type=\"6\" tag=\"H1\" readAccess=\"Guest\" "
+              "writeAccess=\"Admin\"><Object id=\"52\" name=\"p52\"/>"
+              "<Context><Object id=\"10\" section=\"4\"/></Context></OutputType>"
+              "</Message>");
+    EXPECT_EQ(TypeInfo(54),
+              "<Message><OutputType type=\"9\" tag=\"I1\" readAccess=\"Guest\" "
+              "writeAccess=\"Admin\"><Object id=\"54\" name=\"p54\"/>"
+              "<Context><Object id=\"10\"/></Context></OutputType></Message>");
+    EXPECT_EQ(TypeInfo(31000),
+              "<Message><InputType type=\"1\" tag=\"X1\" readAccess=\"Guest\" "
+              "writeAccess=\"Admin\"><Object id=\"31000\" name=\"Spare input\"/>"
+              "</InputType></Message>");
+    // No type information for media and classes the chain does not serve.
+    EXPECT_EQ(TypeInfo(60), "-");
+    EXPECT_EQ(TypeInfo(80), "-");
+}
+
+TEST_F(ObjectMsgTest, EnumValueTextsMarkedNTComeFromTheLanguage) {
+    OxTextMap language{{"tagMode-2", "Service mode"}, {"tagMode-1", "not this"}};
+    context.language = &language;
+    std::string text = TypeInfo(31);
+    EXPECT_NE(text.find("<Value id=\"1\" text=\"Manual\"/><Value id=\"2\" text=\"Service mode\"/>"),
+              std::string::npos)
+        << text;
+    // Without the class table the values are not known.
+    context.classes = nullptr;
+    text = TypeInfo(31);
+    EXPECT_NE(text.find("<EnumDefinition></EnumDefinition>"), std::string::npos) << text;
+}
+
+TEST_F(ObjectMsgTest, TypeRequestAnswersParametersOnly) {
+    for (long id : {10L, 50L, 20L, 500L}) {
+        std::ostringstream out;
+        EXPECT_FALSE(OxParameterTypeInfo_ToXml(out, context, Object(id))) << id;
+        EXPECT_EQ(out.str(), "") << id;
+    }
+    std::ostringstream out;
+    EXPECT_TRUE(OxParameterTypeInfo_ToXml(out, context, Object(30)));
+    EXPECT_EQ(out.str().substr(0, 27), "<Message><NumParameterType ");
+}
+
+// ---------------------------------------------------------------- historic alarms
+
+const char* const kLogLine =
+    "<Message><HistoricAlarmEvent event=\"Activated\" type=\"17\" priority=\"3\" "
+    "description=\"Pump stopped\"><Time year=\"2026\"/><Object id=\"500\"/><ReplyList>"
+    "</ReplyList><Context><Object id=\"12\" section=\"4\"/></Context></HistoricAlarmEvent>"
+    "</Message>";
+
+TEST(HistoricAlarmEventTest, DescriptionFromAlarmTextOwnerAndSection) {
+    OxTextMap german{
+        {"a17", "%o stopped in %s; check %o"}, {"p12", "Dosierpumpe %s"}, {"p4", "Zone vier"}};
+    std::string line = kLogLine;
+    EXPECT_TRUE(OxHistoricAlarmEvent_Fill(line, &german));
+    // The first markers only; a marker inside a name stays as it is.
+    EXPECT_EQ(line,
+              "<Message><HistoricAlarmEvent event=\"Activated\" type=\"17\" "
+              "priority=\"3\" description=\"Dosierpumpe %s stopped in Zone vier; "
+              "check %o\"><Time year=\"2026\"/><Object id=\"500\"/><ReplyList>"
+              "</ReplyList><Context><Object id=\"12\" section=\"4\"/></Context>"
+              "</HistoricAlarmEvent></Message>");
+}
+
+TEST(HistoricAlarmEventTest, WithoutContextTheMarkersStay) {
+    OxTextMap language{{"a9", "Door %o open in %s"}};
+    std::string line =
+        "<Message><HistoricAlarmEvent event=\"Active\" type=\"9\" "
+        "priority=\"1\"><ReplyList></ReplyList></HistoricAlarmEvent></Message>";
+    EXPECT_TRUE(OxHistoricAlarmEvent_Fill(line, &language));
+    EXPECT_EQ(line,
+              "<Message><HistoricAlarmEvent event=\"Active\" type=\"9\" "
+              "priority=\"1\" description=\"Door %o open in %s\"><ReplyList></ReplyList>"
+              "</HistoricAlarmEvent></Message>");
+}
+
+TEST(HistoricAlarmEventTest, OtherLinesGoOutUntouched) {
+    const std::string lines[] = {
+        "<Message><HistoricServerState state=\"Started\"></HistoricServerState></Message>",
+        "<Message><HistoricAlarmEvent event=\"Active\" priority=\"1\">",
+        "<Message><HistoricAlarmEvent type=\"x\">",
+        "<Message><HistoricAlarmEvent type=\"3\"",
+        "",
+    };
+    for (const std::string& original : lines) {
+        std::string line = original;
+        EXPECT_FALSE(OxHistoricAlarmEvent_Fill(line, nullptr)) << original;
+        EXPECT_EQ(line, original);
+    }
+}
+
+// ---------------------------------------------------------------- odd objects
+
+// A controller's classes that lack what the messages read: nothing crashes,
+// objects without levels are not sent, and missing values read as 0.
+TEST(ObjectMsgOddTest, MissingAttributesAreHarmless) {
+    OXCommandParser parser;
+    ASSERT_TRUE(parser.Create(nullptr));
+    const char* texts[] = {
+        "enum tagLevel { \"Guest\"=0, \"User\"=1, };",
+        "class Object { const number Id; };",
+        "class Sensor : Object { };",
+        "class NumParameter : Object { tagLevel ReadAccess; string Value; };",
+        "class Temperature : Object { number ReadAccess; string Value; number Owner; };",
+        "new Sensor(1);",
+        "new NumParameter(2, 0, \"high\");",
+        "new Temperature(3, 0, \"warm\", 0);",
+    };
+    for (const char* text : texts) {
+        std::vector<char> buffer(text, text + std::char_traits<char>::length(text) + 1);
+        ASSERT_EQ(parser.Parse(buffer.data()), 0) << text << parser.GetErrorStr();
+    }
+    OxMsgContext context;
+    context.accessLevel = 5;
+    context.protocol = 1;
+    const OXObject* sensor = parser.GetObjectManager().Lookup(1);
+    const OXObject* parameter = parser.GetObjectManager().Lookup(2);
+    const OXObject* temperature = parser.GetObjectManager().Lookup(3);
+    ASSERT_TRUE(sensor && parameter && temperature);
+
+    std::ostringstream out;
+    // No ReadAccess: neither event nor type information.
+    EXPECT_FALSE(OxObjectEvent_ToXml(out, context, *sensor));
+    EXPECT_FALSE(OxTypeInfo_ToXml(out, context, *sensor));
+    // No WriteAccess: no type information, and no half-written message.
+    EXPECT_FALSE(OxTypeInfo_ToXml(out, context, *parameter));
+    EXPECT_FALSE(OxParameterTypeInfo_ToXml(out, context, *parameter));
+    EXPECT_EQ(out.str(), "");
+    // A text where a number is wanted reads as 0; a level given as a number
+    // counts; an owner number 0 is no owner.
+    EXPECT_TRUE(OxObjectEvent_ToXml(out, context, *parameter));
+    EXPECT_TRUE(OxObjectEvent_ToXml(out, context, *temperature));
+    OxSensorEvent_ToXml(out, context, *sensor);
+    EXPECT_EQ(out.str(),
+              "<Message><NumParameterEvent value=\"0\" enabled=\"0\">"
+              "<Object id=\"2\"/></NumParameterEvent></Message>"
+              "<Message><TemperatureEvent value=\"0\" unit=\"\">"
+              "<Object id=\"3\"/></TemperatureEvent></Message>"
+              "<Message><SensorEvent value=\"false\" raw=\"0\"><Object id=\"1\"/>"
+              "</SensorEvent></Message>");
+}
+
+}  // namespace

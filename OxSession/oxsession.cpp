@@ -2,7 +2,10 @@
 
 #include "oxactivesessionman.h"
 #include "oxconf.h"
+#include "eventlog.h"
 #include "oxgwmain.h"
+#include "oxlanguage.h"
+#include "oxobjectmsg.h"
 #include "oxobject.h"
 #include "oxobjectmanager.h"
 #include "oxobjectvisitor.h"
@@ -56,6 +59,8 @@ OxSession::OxSession() : sessionId(sessCount++) {
 
 OxSession::~OxSession() {
     TestPrintF(0, "Client(%d)::Close\n", sessionId);
+    if (language != nullptr)
+        OxLanguageMap::RemoveLanguage(language);
     DisConnect();
     OxSessionManager::Instance()->Remove(this);
 }
@@ -117,6 +122,8 @@ void OxSocketSession::SendError(const std::string& text) {
 }
 
 void OxSocketSession::HistoricAlarmEvent(std::string& line) {
+    // The description is filled from the session's language.
+    OxHistoricAlarmEvent_Fill(line, language);
     Send(line);
 }
 
@@ -301,9 +308,9 @@ void OxSocketSession::OxConnectMsg(unsigned port, const std::string& name) {
         return;
     TestPrintF(0, "Client(%d) connects to port %d\n", sessionId, static_cast<int>(port));
     Connect(static_cast<int>(port));
-    // The download state message and the language of the session come with
-    // the download and the language map.
-    (void)name;
+    // The download state message comes with the software download.
+    if (!name.empty() && language == nullptr)
+        language = OxLanguageMap::Instance(name);
 }
 
 void OxSocketSession::OxLogonMsg(const std::string& level, const std::string& userId,
@@ -344,9 +351,13 @@ void OxSocketSession::OxLogonMsg(const std::string& level, const std::string& us
         lastLevel = -1;
     OXObjectManager& objects = connection->GetObjectManager();
     if (lastLevel == -1) {
+        OxMsgContext context = MessageContext(false);
         for (long id : {401L, 405L}) {
-            if (OXObject* object = objects.Lookup(id))
-                VisitedObject(*object, false);
+            std::ostringstream out;
+            if (OXObject* object = objects.Lookup(id)) {
+                OxEnumParameterEvent_ToXml(out, context, *object);
+                Send(out);
+            }
         }
     }
     if (autoTypeInfo) {
@@ -367,6 +378,74 @@ void OxSocketSession::OxAliveMsg() {
     Send(std::string("<Message><AliveAck mode=\"") +
          GetOxConnStateText(static_cast<tagOxConnState>(connectionState)) +
          "\"></AliveAck></Message>");
+}
+
+OxMsgContext OxSocketSession::MessageContext(bool visit) const {
+    OxMsgContext context;
+    context.accessLevel = accessLevel;
+    context.lastLevel = lastLevel;
+    context.protocol = protocol;
+    context.language = language;
+    context.visit = visit;
+    context.classes = connection != nullptr ? &connection->GetClassManager() : nullptr;
+    return context;
+}
+
+void OxSocketSession::NewObject(const OXObject& object) {
+    if (!loggedOn || deleteTimerId != -1)
+        return;
+    std::ostringstream out;
+    if (OxNewObjectEvent_ToXml(out, MessageContext(false), object))
+        Send(out);
+}
+
+void OxSocketSession::UpdatedObject(const OXObject& object) {
+    if (!loggedOn || deleteTimerId != -1)
+        return;
+    std::ostringstream out;
+    if (OxObjectEvent_ToXml(out, MessageContext(false), object))
+        Send(out);
+}
+
+void OxSocketSession::DeletedObject(const OXObject& object) {
+    if (!loggedOn || deleteTimerId != -1)
+        return;
+    std::ostringstream out;
+    if (OxDeletedObjectEvent_ToXml(out, MessageContext(false), object))
+        Send(out);
+}
+
+void OxSocketSession::VisitedObject(const OXObject& object, bool typeInfo) {
+    if (deleteTimerId != -1)
+        return;
+    std::ostringstream out;
+    if (OxVisitedObject_ToXml(out, MessageContext(true), object, typeInfo))
+        Send(out);
+}
+
+void OxSocketSession::OxGetAlarmEventsMsg(int year, int month, int day) {
+    std::ostringstream list;
+    StreamListMessage(list, true, "HistoricAlarmEvents", false);
+    Send(list);
+    ACE_Date_Time today(ACE_OS::gettimeofday());
+    bool sent = false;
+    if (connection != nullptr && year == today.year() && month == today.month() &&
+        day == today.day())
+        sent = connection->RequestHistoricAlarms(this);
+    // Another day from its file; today's only if the connection had no log
+    // open to send it from (reading it again would send every line twice).
+    if (!sent && connection != nullptr && !connection->GetSerialNo().empty()) {
+        EventLog log;
+        if (log.OpenForRead(connection->GetSerialNo(), year, month, day)) {
+            std::string line;
+            while (deleteTimerId == -1 && log.ReadNextLine(line))
+                HistoricAlarmEvent(line);
+            if (deleteTimerId != -1)
+                return;
+        }
+    }
+    StreamListMessage(list, false, "HistoricAlarmEvents", true);
+    Send(list);
 }
 
 // ---------------------------------------------------------------- active session

@@ -85,6 +85,11 @@ class OxSocketSession : public OxSession, public ACE_Event_Handler, public OxXml
     void HistoricAlarmEvent(std::string& line);
 
     void CommModeChange(tagOxConnState state) override;
+    // What the connection reports, as events to a logged-on client.
+    void NewObject(const OXObject& object) override;
+    void UpdatedObject(const OXObject& object) override;
+    void DeletedObject(const OXObject& object) override;
+    void VisitedObject(const OXObject& object, bool typeInfo) override;
 
     // Client messages of this part of the protocol.
     void OxConnectMsg(unsigned port, const std::string& name) override;
@@ -92,6 +97,7 @@ class OxSocketSession : public OxSession, public ACE_Event_Handler, public OxXml
                     const std::string& protocol, bool autoTypeInfo, bool disableSerialNo,
                     bool keepLast) override;
     void OxAliveMsg() override;
+    void OxGetAlarmEventsMsg(int year, int month, int day) override;
     void OxDisconnectMsg() override { disconnectRequested = true; }
     void OxConfigMsg() override { configReceived = true; }
     void ErrorUpdate(const std::string& text) override { SendError(text); }
@@ -115,6 +121,8 @@ class OxSocketSession : public OxSession, public ACE_Event_Handler, public OxXml
 
   private:
     void Command(char* line);
+    // The session's values for the message writers.
+    struct OxMsgContext MessageContext(bool visit) const;
 
     ACE_SOCK_Stream peer_;
     int protocol = 0;

@@ -7,6 +7,8 @@
 
 #include <gtest/gtest.h>
 
+#include <ace/Date_Time.h>
+
 #include <arpa/inet.h>
 #include <chrono>
 #include <csignal>
@@ -15,6 +17,7 @@
 #include <poll.h>
 #include <sys/socket.h>
 #include <unistd.h>
+#include <vector>
 
 namespace {
 
@@ -136,9 +139,63 @@ TEST(SessionProcess, ConnectLogonAliveFramingAndDisconnect) {
     EXPECT_EQ("<Message><List position=\"start\" name=\"TypeInfo\"></List></Message>",
               client.Line());
     std::string line;
+    std::vector<std::string> visit;
     do {
         ASSERT_TRUE(client.ReadLine(line)) << "no list end";
+        visit.push_back(line);
     } while (line != "<Message><List position=\"end\" name=\"TypeInfo\"></List></Message>");
+    // The two active alarms of the machine, whatever the level.
+    int alarms = 0;
+    for (const std::string& l : visit)
+        alarms += l.find("<AlarmEvent event=\"Active\"") != std::string::npos ? 1 : 0;
+    EXPECT_EQ(2, alarms);
+
+    // An alarm raised and cleared by the machine reaches the client and the log.
+    ASSERT_TRUE(ctl.SendFrame("new Alarm(502, 7, 9, \"Pump dry\", 1);"));
+    EXPECT_EQ(0u, client.Line().find("<Message><AlarmEvent event=\"Activated\" type=\"9\""));
+    ASSERT_TRUE(ctl.SendFrame("del 502 (6, 9, \"Pump dry\", 1);"));
+    EXPECT_EQ(0u, client.Line().find("<Message><AlarmEvent event=\"Deactivated\" type=\"9\""));
+
+    // Today's alarm history: the day's log, line by line, between the list
+    // start and end.
+    ACE_Date_Time today;
+    ASSERT_TRUE(client.Send("<Message><GetAlarmEvents year=\"" + std::to_string(today.year()) +
+                            "\" month=\"" + std::to_string(today.month()) + "\" day=\"" +
+                            std::to_string(today.day()) + "\"/></Message>\r\n"));
+    EXPECT_EQ("<Message><List position=\"start\" name=\"HistoricAlarmEvents\"></List></Message>",
+              client.Line());
+    std::vector<std::string> history;
+    do {
+        ASSERT_TRUE(client.ReadLine(line)) << "no list end";
+        history.push_back(line);
+    } while (line !=
+             "<Message><List position=\"end\" name=\"HistoricAlarmEvents\"></List></Message>");
+    ASSERT_EQ(6u, history.size());
+    EXPECT_EQ(0u, history[0].find("<Message><HistoricServerState state=\"Started\">"));
+    EXPECT_EQ(0u, history[1].find("<Message><HistoricAlarmEvent event=\"Activated\""));
+    EXPECT_EQ(0u, history[2].find("<Message><HistoricAlarmEvent event=\"Activated\""));
+    EXPECT_EQ(0u, history[3].find("<Message><HistoricAlarmEvent event=\"Activated\" type=\"9\""));
+    EXPECT_EQ(0u, history[4].find("<Message><HistoricAlarmEvent event=\"Deactivated\" type=\"9\""));
+
+    // An earlier day comes from its file.
+    env.Box().WriteFile("/var/log/oxgw/eventLog_4711-42_260102.txt",
+                        "<Message><HistoricAlarmEvent event=\"Activated\" type=\"3\" "
+                        "description=\"Old one\"></HistoricAlarmEvent></Message>\n");
+    ASSERT_TRUE(client.Send(
+        "<Message><GetAlarmEvents year=\"2026\" month=\"1\" day=\"2\"/></Message>\r\n"));
+    EXPECT_EQ("<Message><List position=\"start\" name=\"HistoricAlarmEvents\"></List></Message>",
+              client.Line());
+    EXPECT_EQ(0u,
+              client.Line().find("<Message><HistoricAlarmEvent event=\"Activated\" type=\"3\""));
+    EXPECT_EQ("<Message><List position=\"end\" name=\"HistoricAlarmEvents\"></List></Message>",
+              client.Line());
+    // A day without a log gives an empty list.
+    ASSERT_TRUE(client.Send(
+        "<Message><GetAlarmEvents year=\"2001\" month=\"1\" day=\"1\"/></Message>\r\n"));
+    EXPECT_EQ("<Message><List position=\"start\" name=\"HistoricAlarmEvents\"></List></Message>",
+              client.Line());
+    EXPECT_EQ("<Message><List position=\"end\" name=\"HistoricAlarmEvents\"></List></Message>",
+              client.Line());
 
     // Two commands in one write, and a third split over two writes.
     ASSERT_TRUE(

@@ -383,7 +383,13 @@ TEST_F(Connection, ActiveAlarmsEnterANewLogOnce) {
     EXPECT_TRUE(conn.RequestHistoricAlarms(client.session));
     std::string sent = client.Read();
     EXPECT_EQ(3, Count(sent, "\r\n"));
-    EXPECT_EQ(0u, sent.find(lines[0] + "\r\n" + lines[1] + "\r\n" + lines[2] + "\r\n"));
+    // In the log's order; the session fills the alarms' descriptions from its
+    // language, so the alarm lines agree up to their description.
+    EXPECT_EQ(0u, sent.find(lines[0] + "\r\n"));
+    size_t second = lines[0].size() + 2;
+    EXPECT_EQ(second, sent.find("<Message><HistoricAlarmEvent event=\"Activated\" type=\"3\" "));
+    EXPECT_NE(std::string::npos,
+              sent.find("<Message><HistoricAlarmEvent event=\"Activated\" type=\"4\" ", second));
 }
 
 TEST_F(Connection, AlarmLogVisitorTakesOnlyAlarms) {

@@ -26,15 +26,6 @@ std::string AccessLevelText(long level) {
     return level >= 0 && level <= 5 ? kAccessLevelTexts[level] : "";
 }
 
-// A key's text in the language, or the key itself.
-std::string LookupText(const std::string& key, const OxTextMap* language) {
-    if (language != nullptr) {
-        auto it = language->find(key);
-        if (it != language->end())
-            return it->second;
-    }
-    return key;
-}
 
 // The value of an attribute as a number: an enum gives its index, a number
 // its value scaled by the attribute's unit factors, anything else 0.
@@ -140,15 +131,15 @@ std::string OxMsgParmName(long id, const OxTextMap* language) {
 }
 
 std::string OxMsgDialogText(long id, const OxTextMap* language) {
-    return LookupText("d" + std::to_string(id), language);
+    return OxLanguageMap::getDialogText(static_cast<int>(id), language);
 }
 
 std::string OxMsgEnumValueText(const std::string& enumName, int value, const OxTextMap* language) {
-    return LookupText(enumName + "-" + std::to_string(value), language);
+    return OxLanguageMap::getEnumValueText(enumName, value, language);
 }
 
 std::string OxMsgAlarmText(long alarmType, const OxTextMap* language) {
-    return LookupText("a" + std::to_string(alarmType), language);
+    return OxLanguageMap::getAlarmText(static_cast<int>(alarmType), language);
 }
 
 // ---------------------------------------------------------------- read rule

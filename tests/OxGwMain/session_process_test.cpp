@@ -106,6 +106,14 @@ TEST(SessionProcess, ConnectLogonAliveFramingAndDisconnect) {
     ASSERT_NO_FATAL_FAILURE(HandOver(ctl));
     ASSERT_TRUE(gw->WaitForStdout(Shown("COM 1: Connected\n"), kWaitMs));
 
+    // The client's language: an alarm text with the owner and section marks.
+    std::string ucs("\xff\xfe", 2);
+    for (char c : std::string("a3,Tank %o low in %s\r\n")) {
+        ucs.push_back(c);
+        ucs.push_back('\0');
+    }
+    env.Box().WriteFile("/home/service/oxgw_english.ucs", ucs);
+
     Client client(env.ClientPort());
     ASSERT_TRUE(client.Connected());
     // Errors answer and keep the session.
@@ -121,7 +129,8 @@ TEST(SessionProcess, ConnectLogonAliveFramingAndDisconnect) {
     EXPECT_EQ("<Message><CommandError description=\"Unknown command: hello\"/></Message>",
               client.Line());
 
-    ASSERT_TRUE(client.Send("<Message><Connect><CommParm port=\"1\"/></Connect></Message>\r\n"));
+    ASSERT_TRUE(client.Send(
+        "<Message><Connect><CommParm port=\"1\" name=\"english\"/></Connect></Message>\r\n"));
     EXPECT_EQ("<Message><Connected protocolVersion=\"2.02.05\"/></Message>", client.Line());
     std::string mode = client.Line();
     EXPECT_EQ(0u, mode.find("<Message><OxMode mode=\"Connected\"><Time year=\"")) << mode;
@@ -173,6 +182,9 @@ TEST(SessionProcess, ConnectLogonAliveFramingAndDisconnect) {
     ASSERT_EQ(6u, history.size());
     EXPECT_EQ(0u, history[0].find("<Message><HistoricServerState state=\"Started\">"));
     EXPECT_EQ(0u, history[1].find("<Message><HistoricAlarmEvent event=\"Activated\""));
+    // The description comes from the client's language.
+    EXPECT_NE(std::string::npos, history[1].find("description=\"Tank %o low in %s\""))
+        << history[1];
     EXPECT_EQ(0u, history[2].find("<Message><HistoricAlarmEvent event=\"Activated\""));
     EXPECT_EQ(0u, history[3].find("<Message><HistoricAlarmEvent event=\"Activated\" type=\"9\""));
     EXPECT_EQ(0u, history[4].find("<Message><HistoricAlarmEvent event=\"Deactivated\" type=\"9\""));

@@ -47,6 +47,7 @@ class OxSession : public OXObjectHandler {
     int GetSessionId() const { return sessionId; }
     OxConnection* GetConnection() const { return connection; }
     int GetAccessLevel() const { return accessLevel; }
+    const std::string& GetUser() const { return user; }
     int GetLastLevel() const { return lastLevel; }
     bool IsConnected() const { return connected; }
 
@@ -98,6 +99,43 @@ class OxSocketSession : public OxSession, public ACE_Event_Handler, public OxXml
                     bool keepLast) override;
     void OxAliveMsg() override;
     void OxGetAlarmEventsMsg(int year, int month, int day) override;
+
+    // Client commands that drive the machine and answer questions
+    // (oxsession_commands.cpp).
+    void OxChangeNumParmMsg(int id, double value) override;
+    void OxChangeEnumParmMsg(int id, int value) override;
+    void OxSetDeviceMsg(int id, tagOverride override, float value) override;
+    void OxForceUpdateMsg(int id) override;
+    void OxSetOutputMsg(int id, bool value) override;
+    void OxSetMotorMsg(int id, bool start, double value) override;
+    void OxExecuteFunctionMsg(int id, int action, const std::vector<double>& arguments) override;
+    void OxReplyAlarmMsg(int id, int replyId) override;
+    void OxGetTypeMsg(int id) override;
+    void OxGetUserInfoMsg() override;
+    void OxGetProcessorInfoMsg() override;
+    void OxSetupSessionMsg(bool testPrint) override;
+    void OxLanguageMsg() override;
+    void OxSaveParmsMsg(const std::string& destination, const std::string& file) override;
+    void OxRestoreParmsMsg(const std::string& file) override;
+    void OxGetConfigMsg() override;
+    void OxGetIpConfigMsg() override;
+    void OxGetTimeMsg() override;
+    // Configuration elements of a client's <Configuration> message.
+    void OxConnectCfg(unsigned port, const std::string& name, unsigned maxAgeDays,
+                      bool logAlarms) override;
+    void OxDebugLogCfg(unsigned long stdoutMask, unsigned long logFileMask,
+                       unsigned long logFileMaxSize, unsigned long logFileComMaxSize) override;
+    void OxEMailCfg(const std::string& smtp, const std::string& name, const std::string& from,
+                    const std::string& to, const std::string& subject, const std::string& message,
+                    const std::string& mapi, const std::string& alarmType, bool dialUp, bool active,
+                    bool status, int updateTime, const std::string& accessLevel, bool groups,
+                    bool parameters, bool inputDevices, bool outputDevices,
+                    bool definitions) override;
+    void OxDialUpCfg(const std::string& phoneBookEntry, const std::string& user,
+                     const std::string& password) override;
+
+    // The type information of one parameter, for a client's request.
+    void SendTypeInfo(int id);
     void OxDisconnectMsg() override { disconnectRequested = true; }
     void OxConfigMsg() override { configReceived = true; }
     void ErrorUpdate(const std::string& text) override { SendError(text); }
@@ -121,6 +159,12 @@ class OxSocketSession : public OxSession, public ACE_Event_Handler, public OxXml
 
   private:
     void Command(char* line);
+    // G of the commands: connected, then logged on.
+    bool CheckConnectedAndLogon() { return CheckConnected() && CheckClientDidLogon(); }
+    // The object of the connection's store, or null after the error.
+    OXObject* LookupObject(int id);
+    // The machine is in mode 7, Service.
+    bool InServiceMode() const;
     // The session's values for the message writers.
     struct OxMsgContext MessageContext(bool visit) const;
 

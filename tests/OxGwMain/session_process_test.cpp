@@ -4,6 +4,7 @@
 #include "fakecontroller.h"
 #include "gatewaytest.h"
 #include "machineworld.h"
+#include "xmlclient.h"
 
 #include <gtest/gtest.h>
 
@@ -22,66 +23,6 @@
 namespace {
 
 constexpr int kWaitMs = 8000;
-
-class Client {
-  public:
-    explicit Client(int port) {
-        fd_ = socket(AF_INET, SOCK_STREAM, 0);
-        sockaddr_in addr{};
-        addr.sin_family = AF_INET;
-        addr.sin_port = htons(static_cast<uint16_t>(port));
-        addr.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-        connected_ = connect(fd_, reinterpret_cast<sockaddr*>(&addr), sizeof addr) == 0;
-    }
-    ~Client() { close(fd_); }
-    bool Connected() const { return connected_; }
-    bool Send(const std::string& text) {
-        return send(fd_, text.data(), text.size(), MSG_NOSIGNAL) ==
-               static_cast<ssize_t>(text.size());
-    }
-    // The next line, without its CR LF; false on timeout or close.
-    bool ReadLine(std::string& line, int ms = kWaitMs) {
-        auto end = std::chrono::steady_clock::now() + std::chrono::milliseconds(ms);
-        for (;;) {
-            size_t at = pending_.find("\r\n");
-            if (at != std::string::npos) {
-                line = pending_.substr(0, at);
-                pending_.erase(0, at + 2);
-                return true;
-            }
-            int left = static_cast<int>(std::chrono::duration_cast<std::chrono::milliseconds>(
-                                            end - std::chrono::steady_clock::now())
-                                            .count());
-            pollfd p{fd_, POLLIN, 0};
-            if (left <= 0 || poll(&p, 1, left) <= 0)
-                return false;
-            char buffer[4096];
-            ssize_t n = recv(fd_, buffer, sizeof buffer, 0);
-            if (n <= 0)
-                return false;
-            pending_.append(buffer, static_cast<size_t>(n));
-        }
-    }
-    std::string Line() {
-        std::string line;
-        EXPECT_TRUE(ReadLine(line)) << "no line";
-        return line;
-    }
-    // True if the gateway closes the connection within the time.
-    bool WaitForClose(int ms) {
-        std::string line;
-        while (ReadLine(line, ms)) {
-        }
-        pollfd p{fd_, POLLIN, 0};
-        char c;
-        return poll(&p, 1, 0) > 0 && recv(fd_, &c, 1, 0) == 0;
-    }
-
-  private:
-    int fd_ = -1;
-    bool connected_ = false;
-    std::string pending_;
-};
 
 // The controller's side of the start conversation, up to Connected.
 void HandOver(FakeController& ctl) {
@@ -114,7 +55,7 @@ TEST(SessionProcess, ConnectLogonAliveFramingAndDisconnect) {
     }
     env.Box().WriteFile("/home/service/oxgw_english.ucs", ucs);
 
-    Client client(env.ClientPort());
+    XmlClient client(env.ClientPort());
     ASSERT_TRUE(client.Connected());
     // Errors answer and keep the session.
     ASSERT_TRUE(client.Send("<Message><Logon level=\"User\"/></Message>\r\n"));
@@ -228,7 +169,7 @@ TEST(SessionProcess, ConnectLogonAliveFramingAndDisconnect) {
     EXPECT_TRUE(gw->WaitForStdout("::handle_close\n", 3000));
 
     // The gateway goes on serving others.
-    Client second(env.ClientPort());
+    XmlClient second(env.ClientPort());
     ASSERT_TRUE(second.Connected());
     ASSERT_TRUE(second.Send("<Message><AlivePoll/></Message>\r\n"));
     EXPECT_EQ("<Message><AliveAck mode=\"No connection\"></AliveAck></Message>", second.Line());
@@ -243,7 +184,7 @@ TEST(SessionProcess, InputBufferLimits) {
     ASSERT_TRUE(gw->WaitForStdout(Shown("Listening on socket port"), kWaitMs));
 
     // 9998 bytes without a line end, then the line end: the session survives.
-    Client client(env.ClientPort());
+    XmlClient client(env.ClientPort());
     ASSERT_TRUE(client.Connected());
     ASSERT_TRUE(client.Send(std::string(9998, 'x')));
     std::this_thread::sleep_for(std::chrono::milliseconds(300));
@@ -253,7 +194,7 @@ TEST(SessionProcess, InputBufferLimits) {
     EXPECT_EQ("<Message><AliveAck mode=\"No connection\"></AliveAck></Message>", client.Line());
 
     // A single read of the whole capacity closes the session.
-    Client flood(env.ClientPort());
+    XmlClient flood(env.ClientPort());
     ASSERT_TRUE(flood.Connected());
     std::this_thread::sleep_for(std::chrono::milliseconds(200));
     ASSERT_TRUE(flood.Send(std::string(20000, 'y')));

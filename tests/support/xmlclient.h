@@ -1,0 +1,73 @@
+// A client of the gateway's XML protocol for tests: connects to the client
+// port on the loopback, sends lines and reads the answers line by line.
+#pragma once
+
+#include <arpa/inet.h>
+#include <chrono>
+#include <netinet/in.h>
+#include <poll.h>
+#include <string>
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include <gtest/gtest.h>
+
+class XmlClient {
+  public:
+    explicit XmlClient(int port) {
+        fd_ = socket(AF_INET, SOCK_STREAM, 0);
+        sockaddr_in addr{};
+        addr.sin_family = AF_INET;
+        addr.sin_port = htons(static_cast<uint16_t>(port));
+        addr.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+        connected_ = connect(fd_, reinterpret_cast<sockaddr*>(&addr), sizeof addr) == 0;
+    }
+    ~XmlClient() { close(fd_); }
+    bool Connected() const { return connected_; }
+    bool Send(const std::string& text) {
+        return send(fd_, text.data(), text.size(), MSG_NOSIGNAL) ==
+               static_cast<ssize_t>(text.size());
+    }
+    // The next line, without its CR LF; false on timeout or close.
+    bool ReadLine(std::string& line, int ms = 8000) {
+        auto end = std::chrono::steady_clock::now() + std::chrono::milliseconds(ms);
+        for (;;) {
+            size_t at = pending_.find("\r\n");
+            if (at != std::string::npos) {
+                line = pending_.substr(0, at);
+                pending_.erase(0, at + 2);
+                return true;
+            }
+            int left = static_cast<int>(std::chrono::duration_cast<std::chrono::milliseconds>(
+                                            end - std::chrono::steady_clock::now())
+                                            .count());
+            pollfd p{fd_, POLLIN, 0};
+            if (left <= 0 || poll(&p, 1, left) <= 0)
+                return false;
+            char buffer[4096];
+            ssize_t n = recv(fd_, buffer, sizeof buffer, 0);
+            if (n <= 0)
+                return false;
+            pending_.append(buffer, static_cast<size_t>(n));
+        }
+    }
+    std::string Line() {
+        std::string line;
+        EXPECT_TRUE(ReadLine(line)) << "no line";
+        return line;
+    }
+    // True if the gateway closes the connection within the time.
+    bool WaitForClose(int ms) {
+        std::string line;
+        while (ReadLine(line, ms)) {
+        }
+        pollfd p{fd_, POLLIN, 0};
+        char c;
+        return poll(&p, 1, 0) > 0 && recv(fd_, &c, 1, 0) == 0;
+    }
+
+  private:
+    int fd_ = -1;
+    bool connected_ = false;
+    std::string pending_;
+};

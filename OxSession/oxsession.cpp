@@ -423,6 +423,14 @@ void OxSocketSession::VisitedObject(const OXObject& object, bool typeInfo) {
         Send(out);
 }
 
+void OxSocketSession::TestPrintReceived(const std::string& text) {
+    if (!testPrintWanted || deleteTimerId != -1)
+        return;
+    std::ostringstream out;
+    OxTestPrintMsg_ToXml(out, text);
+    Send(out);
+}
+
 void OxSocketSession::OxGetAlarmEventsMsg(int year, int month, int day) {
     std::ostringstream list;
     StreamListMessage(list, true, "HistoricAlarmEvents", false);

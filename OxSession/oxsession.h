@@ -91,6 +91,7 @@ class OxSocketSession : public OxSession, public ACE_Event_Handler, public OxXml
     void UpdatedObject(const OXObject& object) override;
     void DeletedObject(const OXObject& object) override;
     void VisitedObject(const OXObject& object, bool typeInfo) override;
+    void TestPrintReceived(const std::string& text) override;
 
     // Client messages of this part of the protocol.
     void OxConnectMsg(unsigned port, const std::string& name) override;

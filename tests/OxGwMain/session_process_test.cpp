@@ -177,6 +177,95 @@ TEST(SessionProcess, ConnectLogonAliveFramingAndDisconnect) {
     EXPECT_EQ(0, gw->Wait(10000));
 }
 
+// A plain TCP server on the test's own address, standing in for a plant
+// server that the gateway dials out to. The port is bound at once, so no
+// other port choice takes it, and listening starts later.
+class TestServer {
+  public:
+    explicit TestServer(const std::string& ip) {
+        fd_ = socket(AF_INET, SOCK_STREAM, 0);
+        sockaddr_in addr{};
+        addr.sin_family = AF_INET;
+        inet_pton(AF_INET, ip.c_str(), &addr.sin_addr);
+        socklen_t size = sizeof addr;
+        if (bind(fd_, reinterpret_cast<sockaddr*>(&addr), sizeof addr) == 0 &&
+            getsockname(fd_, reinterpret_cast<sockaddr*>(&addr), &size) == 0)
+            port_ = ntohs(addr.sin_port);
+    }
+    ~TestServer() { close(fd_); }
+    int Port() const { return port_; }
+    bool Listen() { return port_ > 0 && listen(fd_, 4) == 0; }
+    // The next incoming connection, or -1 when none comes in time.
+    int Accept(int ms) {
+        pollfd p{fd_, POLLIN, 0};
+        if (poll(&p, 1, ms) <= 0)
+            return -1;
+        return accept(fd_, nullptr, nullptr);
+    }
+
+  private:
+    int fd_ = -1;
+    int port_ = 0;
+};
+
+size_t Count(const std::string& text, const std::string& what) {
+    size_t n = 0;
+    for (size_t at = text.find(what); at != std::string::npos; at = text.find(what, at + 1))
+        ++n;
+    return n;
+}
+
+TEST(SessionProcess, OutgoingSessionDialsTheServerAndDialsAgainAfterItCloses) {
+    GatewayOptions options;
+    std::string ip = UniqueLoopbackIp();
+    TestServer server(ip);
+    ASSERT_GT(server.Port(), 0);
+    options.leadingConfig =
+        "<ConnectServer port=\"" + std::to_string(server.Port()) + "\" ip=\"" + ip + "\"/>";
+    GatewayTestEnv env(options);
+    FakeController ctl(env.Ip(), 2001);
+    auto gw = env.Start();
+
+    // Nobody listens yet: the first try fails and the next comes ten seconds on.
+    const std::string failed = Shown("Connection could not be made to server !\n");
+    ASSERT_TRUE(gw->WaitForStdout(failed, kWaitMs)) << gw->Stdout();
+    ASSERT_TRUE(server.Listen());
+    ASSERT_NO_FATAL_FAILURE(HandOver(ctl));
+    int fd = server.Accept(15000);
+    ASSERT_GE(fd, 0) << "the gateway did not dial again";
+    EXPECT_EQ(1u, Count(gw->Stdout(), failed));
+    EXPECT_NE(std::string::npos, gw->Stdout().find(Shown("OxActiveSessionMan::handle_timeout\n")));
+
+    // The session is already attached to machine port 1: no Connect needed.
+    XmlClient plant(XmlClient::Adopt{fd});
+    EXPECT_EQ("<Message><Connected protocolVersion=\"2.02.05\"/></Message>", plant.Line());
+    EXPECT_EQ(0u, plant.Line().find("<Message><OxMode mode=\"Connected\"><Time year=\""));
+    ASSERT_TRUE(plant.Send("<Message><Connect><CommParm port=\"1\"/></Connect></Message>\r\n"));
+    EXPECT_EQ("<Message><CommandError description=\"Connection was already made\"/></Message>",
+              plant.Line());
+    ASSERT_TRUE(plant.Send("<Message><Logon level=\"User\"/></Message>\r\n"));
+    EXPECT_EQ("<Message><Logon/></Message>", plant.Line());
+    EXPECT_EQ("<Message><List position=\"start\" name=\"TypeInfo\"></List></Message>",
+              plant.Line());
+    std::string line;
+    do
+        ASSERT_TRUE(plant.ReadLine(line)) << "no list end";
+    while (line != "<Message><List position=\"end\" name=\"TypeInfo\"></List></Message>");
+    // While the session lives the gateway does not dial a second one.
+    EXPECT_EQ(-1, server.Accept(1500));
+
+    // The server hangs up: polling starts again and a new session comes.
+    ASSERT_TRUE(plant.Send("<Message><Disconnect/></Message>\r\n"));
+    EXPECT_TRUE(plant.WaitForClose(3000));
+    EXPECT_TRUE(gw->WaitForStdout(Shown("SessionTerminates, start polling for a new.\n"), 3000));
+    int again = server.Accept(15000);
+    ASSERT_GE(again, 0) << "no new session after the close";
+    XmlClient second(XmlClient::Adopt{again});
+    EXPECT_EQ("<Message><Connected protocolVersion=\"2.02.05\"/></Message>", second.Line());
+    gw->Signal(SIGINT);
+    EXPECT_EQ(0, gw->Wait(10000));
+}
+
 TEST(SessionProcess, InputBufferLimits) {
     GatewayTestEnv env;
     FakeController ctl(env.Ip(), 2001);

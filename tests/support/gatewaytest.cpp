@@ -9,7 +9,7 @@ GatewayTestEnv::GatewayTestEnv(const GatewayOptions& options)
              "<DebugLogSetup stdoutMask=\"0x%lx\" logFileMask=\"0x%lx\" "
              "logFileMaxSize=\"20000000\" logFileComMaxSize=\"20000000\"/>",
              options.stdoutMask, options.logFileMask);
-    config_ = "<Configuration version=\"1\">";
+    config_ = "<Configuration version=\"1\">" + options.leadingConfig;
     config_ += masks;
     config_ += "<Network port=\"" + std::to_string(clientPort_) + "\"/>";
     for (int port : options.ports)

@@ -18,6 +18,9 @@ struct GatewayOptions {
     unsigned long stdoutMask = 0xefff;
     unsigned long logFileMask = 0xffff;
     std::string extraConfig;  // more elements inside <Configuration>
+    // Elements at the very start of <Configuration>: an element whose port=
+    // must win over the others' stands there.
+    std::string leadingConfig;
     bool writeConfig = true;
     bool writeOmtaConf = true;  // a 100-byte omta.conf, so start copies nothing
 };

@@ -22,7 +22,17 @@ class XmlClient {
         addr.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
         connected_ = connect(fd_, reinterpret_cast<sockaddr*>(&addr), sizeof addr) == 0;
     }
-    ~XmlClient() { close(fd_); }
+    // Takes over a connected socket, such as one a test server accepted.
+    struct Adopt {
+        int fd;
+    };
+    explicit XmlClient(Adopt socket) : fd_(socket.fd), connected_(socket.fd >= 0) {}
+    XmlClient(const XmlClient&) = delete;
+    XmlClient& operator=(const XmlClient&) = delete;
+    ~XmlClient() {
+        if (fd_ >= 0)
+            close(fd_);
+    }
     bool Connected() const { return connected_; }
     bool Send(const std::string& text) {
         return send(fd_, text.data(), text.size(), MSG_NOSIGNAL) ==

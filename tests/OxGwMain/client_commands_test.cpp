@@ -9,6 +9,7 @@
 
 #include <csignal>
 #include <string>
+#include <vector>
 
 namespace {
 
@@ -86,6 +87,101 @@ TEST(ClientCommands, GuardsChecksAndAChangeOnTheSimulator) {
     ASSERT_TRUE(client.Send("<Message><GetUserInfo/></Message>\r\n"));
     EXPECT_EQ("<Message><UserInfo><User id=\"anna\" level=\"Service\"/></UserInfo></Message>",
               client.Line());
+    gw->Signal(SIGINT);
+    EXPECT_EQ(0, gw->Wait(10000));
+}
+
+// Reads lines until one starts with the given head; false if none comes.
+bool SkipTo(XmlClient& client, const std::string& head, std::string& line) {
+    while (client.ReadLine(line, 5000))
+        if (line.compare(0, head.size(), head) == 0)
+            return true;
+    return false;
+}
+
+TEST(ClientCommands, EveryMachineCommandInServiceModeAsTheControllerReceivesIt) {
+    GatewayTestEnv env;
+    // The machine goes into Service mode once the gateway has attached.
+    env.Box().WriteFile("/service.oxs",
+                        "wait attached\nset 134 Value 7\necho service mode\nwait recv .204;\n"
+                        "set 134 Value 2\necho production\n");
+    GatewayProcess sim(env.Box().Root(),
+                       {"--address", env.Ip(), "--port", "1", "--world",
+                        std::string(OXGW_SOURCE_DIR) + "/tools/torcsim/worlds/line.oxw", "--script",
+                        env.Box().Path("/service.oxs")},
+                       {}, std::string(OXGW_BUILD_DIR) + "/torcsim");
+    ASSERT_TRUE(sim.WaitForStdout("torcsim: listening", kWaitMs));
+    auto gw = env.Start();
+    ASSERT_TRUE(sim.WaitForStdout("service mode", kWaitMs));
+
+    XmlClient client(env.ClientPort());
+    ASSERT_TRUE(client.Connected());
+    ASSERT_TRUE(
+        client.Send("<Message><Connect><CommParm port=\"1\"/></Connect></Message>\r\n"
+                    "<Message><Logon level=\"Service\"/></Message>\r\n"));
+    std::string line;
+    ASSERT_TRUE(SkipTo(client, "<Message><List position=\"end\" name=\"TypeInfo\">", line));
+
+    struct Case {
+        std::string command;
+        std::string exe;  // as the simulator prints what it receives
+    };
+    const std::vector<Case> cases = {
+        {"<ChangeEnumParameter id=\"2003\" value=\"1\"/>", "exe 5 $2003.201(1);"},
+        // Motor 4001 shows its speed in tenths of the machine's steps (UnitMul
+        // 10, UnitDiv 1, range 0.5 to 6): SetMotor scales to the machine's
+        // steps, SetDevice the other way round.
+        {"<SetMotor id=\"4001\" start=\"true\" speed=\"5\"/>", "exe 8 $4001.201(0.5);"},
+        {"<SetMotor id=\"4001\" speed=\"release\"/>", "exe 8 $4001.203(0);"},
+        {"<SetMotor id=\"4001\" start=\"true\" value=\"3\"/>", "exe 7 $4001.201(30);"},
+        {"<SetMotor id=\"4001\" start=\"false\" value=\"3\"/>", "exe 7 $4001.202;"},
+        // Temperatures go in tenths of a degree.
+        {"<SetTemperature id=\"3102\" temperature=\"28.5\"/>", "exe 8 $3102.201(285);"},
+        {"<SetTemperature id=\"3202\" temperature=\"release\"/>", "exe 8 $3202.203(0);"},
+        {"<SetOutput id=\"4102\" output=\"off\"/>", "exe 8 $4102.202(0);"},
+        {"<SetOutput id=\"4301\" value=\"false\"/>", "exe 6 $4301.202;"},
+        {"<SetOutput id=\"4302\" value=\"true\"/>", "exe 6 $4302.201;"},
+        {"<ExecuteFunction id=\"6101\" action=\"-1\" argument=\"400\" argument=\"2.5\"/>",
+         "exe 101 $6101.100(-1,400,2.5);"},
+        {"<ReplyAlarm id=\"9001\" replyId=\"1\"/>", "exe 102 $9001.100(1);"},
+    };
+    for (const Case& c : cases) {
+        ASSERT_TRUE(client.Send("<Message>" + c.command + "</Message>\r\n"));
+        EXPECT_TRUE(sim.WaitForStdout("<- " + c.exe, kWaitMs)) << c.command;
+    }
+
+    // Errors in Service mode.
+    ASSERT_TRUE(
+        client.Send("<Message><SetMotor id=\"4001\" start=\"true\" speed=\"6.1\"/></Message>\r\n"));
+    ASSERT_TRUE(SkipTo(client, "<Message><CommandError", line));
+    EXPECT_EQ(Error("The speed is out of range"), line);
+    ASSERT_TRUE(
+        client.Send("<Message><SetMotor id=\"4001\" start=\"true\" value=\"0.4\"/></Message>\r\n"));
+    ASSERT_TRUE(SkipTo(client, "<Message><CommandError", line));
+    EXPECT_EQ(Error("The value is out of range"), line);
+    ASSERT_TRUE(client.Send("<Message><ReplyAlarm id=\"9999\" replyId=\"1\"/></Message>\r\n"));
+    ASSERT_TRUE(SkipTo(client, "<Message><CommandError", line));
+    EXPECT_EQ(Error("The object was not found"), line);
+
+    // A forced update needs no Service mode; the machine leaves it after this one.
+    ASSERT_TRUE(client.Send("<Message><ForceUpdate id=\"2001\"/></Message>\r\n"));
+    EXPECT_TRUE(sim.WaitForStdout("<- exe 9 $2001.204;", kWaitMs));
+    ASSERT_TRUE(sim.WaitForStdout("production", kWaitMs));
+    bool refused = false;
+    for (int i = 0; i < 50 && !refused; ++i) {
+        ASSERT_TRUE(client.Send("<Message><SetOutput id=\"4902\" output=\"on\"/></Message>\r\n"));
+        ASSERT_TRUE(client.Send("<Message><AlivePoll/></Message>\r\n"));
+        std::string answer;
+        while (client.ReadLine(answer) && answer.find("<AliveAck") == std::string::npos)
+            refused = refused || answer == Error("Outputs/Motors can only be set in Service Mode");
+    }
+    EXPECT_TRUE(refused);
+    ASSERT_TRUE(client.Send("<Message><SetOutput id=\"4301\" value=\"true\"/></Message>\r\n"));
+    ASSERT_TRUE(SkipTo(client, "<Message><CommandError", line));
+    EXPECT_EQ(Error("<SetOutput> can only be used in Service Mode"), line);
+    // Other classes need no Service mode.
+    ASSERT_TRUE(client.Send("<Message><SetSensor id=\"3001\" sensor=\"on\"/></Message>\r\n"));
+    EXPECT_TRUE(sim.WaitForStdout("<- exe 8 $3001.201(0);", kWaitMs));
     gw->Signal(SIGINT);
     EXPECT_EQ(0, gw->Wait(10000));
 }

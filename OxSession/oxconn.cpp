@@ -5,6 +5,8 @@
 #include "oxalarmlogvisitor.h"
 #include "oxconf.h"
 #include "oxemailtask.h"
+#include "oxlanguage.h"
+#include "oxobjectmsg.h"
 #include "oxobject.h"
 #include "oxservice.h"
 #include "oxsession.h"
@@ -60,7 +62,11 @@ const OXObject* ListElement(const std::vector<OXObject*>* list, size_t i) {
 // first "%o" by the owner's name. Both places are found in the machine's text,
 // so a name that holds a marker itself is not replaced again.
 std::string AlarmDescription(const OXObject& object, const OxTextMap* languageMap) {
-    std::string text = object.GetString("Text");
+    // In a language, an alarm with a type takes the language's text for it.
+    long alarmType = OXToLong(object.GetNumber("AlarmType"));
+    std::string text = languageMap != nullptr && alarmType != 0
+                           ? OxLanguageMap::getAlarmText(static_cast<int>(alarmType), languageMap)
+                           : object.GetString("Text");
     struct Replacement {
         size_t pos;
         std::string with;
@@ -118,18 +124,26 @@ void OxAlarmEvent_ToXml(std::ostream& out, const OXObject& object, const std::st
         << alarmType << "\" priority=\"" << priority << "\" description=\"" << description << "\">";
     ACE_Date_Time now;
     OxTimeMsg_ToXml(out, &now, true);
+    OxObjectMsg_ToXml(out, languageMap, object, false);
 
     // The three lists are read side by side, as long as the list of ids goes.
+    // In a language, the reply texts are the language's.
     const std::vector<OXObject*>* ids = object.GetList("ReplyIdList");
     const std::vector<OXObject*>* texts = object.GetList("ReplyStringList");
     const std::vector<OXObject*>* objects = object.GetList("ReplyObjectList");
     out << "<ReplyList>";
     for (size_t i = 0; ids != nullptr && i < ids->size(); ++i) {
-        out << "<Reply id=\"" << ElementNumber((*ids)[i]) << "\" text=\""
-            << ElementText(ListElement(texts, i)) << "\" object=\""
+        long id = ElementNumber((*ids)[i]);
+        out << "<Reply id=\"" << id << "\" text=\""
+            << (languageMap != nullptr
+                    ? OxLanguageMap::getAlarmReplyText(static_cast<int>(id), languageMap)
+                    : ElementText(ListElement(texts, i)))
+            << "\" object=\""
             << ElementNumber(ListElement(objects, i)) << "\"/>";
     }
     out << "</ReplyList>";
+    // The owner and section, so that a reader of the log can name them later.
+    OxContextObjectMsg_ToXml(out, object, true);
     out << "</" << name << "></Message>";
 }
 

@@ -107,9 +107,10 @@ TEST_F(AlarmMessage, MachineLanguageTextsAndReplies) {
     // The first "%o" and the first "%s" are replaced; a second "%o" stays.
     EXPECT_EQ(
         "<Message><HistoricAlarmEvent event=\"Activated\" type=\"17\" priority=\"3\" "
-        "description=\"Dosing pump stopped in 4; check %o\">"
+        "description=\"Dosing pump stopped in 4; check %o\"><Object id=\"500\"/>"
         "<ReplyList><Reply id=\"1\" text=\"Retry\" object=\"12\"/>"
         "<Reply id=\"2\" text=\"Stop\" object=\"0\"/></ReplyList>"
+        "<Context><Object id=\"12\" section=\"4\"/></Context>"
         "</HistoricAlarmEvent></Message>",
         text);
     // The time stands right behind the opening element.
@@ -117,15 +118,37 @@ TEST_F(AlarmMessage, MachineLanguageTextsAndReplies) {
     EXPECT_NE(std::string::npos, out.str().find("check %o\"><Time year="));
 }
 
-TEST_F(AlarmMessage, LanguageMapNamesTheOwnerAndSection) {
-    OxTextMap german{{"p12", "Dosierpumpe"}, {"p4", "Zone vier"}};
+TEST_F(AlarmMessage, LanguageGivesTextRepliesOwnerAndSection) {
+    OxTextMap german{{"p12", "Dosierpumpe"},
+                     {"p4", "Zone vier"},
+                     {"a17",
+                      "%o steht in %s; %o pr\xc3\xbc"
+                      "fen"},
+                     {"r1", "Nochmal"},
+                     {"r2", "Halt"}};
     std::ostringstream out;
     OxAlarmEvent_ToXml(out, *alarm, "AlarmEvent", AET_DEACTIVATED, &german);
     std::string text = out.str();
     CutTime(text);
-    EXPECT_EQ(0u, text.find("<Message><AlarmEvent event=\"Deactivated\" type=\"17\" priority=\"3\" "
-                            "description=\"Dosierpumpe stopped in Zone vier; check %o\">"));
-    EXPECT_NE(std::string::npos, text.find("</ReplyList></AlarmEvent></Message>"));
+    EXPECT_EQ(
+        "<Message><AlarmEvent event=\"Deactivated\" type=\"17\" priority=\"3\" "
+        "description=\"Dosierpumpe steht in Zone vier; %o pr\xc3\xbc"
+        "fen\"><Object id=\"500\"/>"
+        "<ReplyList><Reply id=\"1\" text=\"Nochmal\" object=\"12\"/>"
+        "<Reply id=\"2\" text=\"Halt\" object=\"0\"/></ReplyList>"
+        "<Context><Object id=\"12\" section=\"4\"/></Context></AlarmEvent></Message>",
+        text);
+    // An alarm of type 0 keeps the machine's text, in any language.
+    OXComplexObject* plain = objects.Alarm(503, 0, "Lid %o open");
+    objects.world.AddAttr<OXComplexObject>(plain, "Owner", "Pump", owner);
+    std::ostringstream other;
+    OxAlarmEvent_ToXml(other, *plain, "AlarmEvent", AET_ACTIVE, &german);
+    EXPECT_NE(std::string::npos, other.str().find("description=\"Lid Dosierpumpe open\""))
+        << other.str();
+    EXPECT_NE(std::string::npos,
+              other.str().find("<ReplyList></ReplyList><Context><Object id=\"12\"/></Context>"))
+        << other.str();
+    delete plain;
 }
 
 TEST_F(AlarmMessage, NameHoldingAMarkerIsNotReplacedAgain) {
@@ -152,7 +175,7 @@ TEST(AlarmMessageBare, AlarmWithoutOwnerSectionOrRepliesKeepsItsText) {
     CutTime(text);
     EXPECT_EQ(
         "<Message><HistoricAlarmEvent event=\"Activated\" type=\"0\" priority=\"0\" "
-        "description=\"Door %o open in %s\"><ReplyList></ReplyList>"
+        "description=\"Door %o open in %s\"><Object id=\"502\"/><ReplyList></ReplyList>"
         "</HistoricAlarmEvent></Message>",
         text);
     delete alarm;

@@ -2,7 +2,10 @@
 //
 // Placeholder until the download state machine lands: it records the state
 // of the connection it is told and its own state, and moves nowhere by itself.
+// Its state and flags are what a client is shown at connect.
 #pragma once
+
+#include <cassert>
 
 class OxConnection;
 
@@ -19,6 +22,19 @@ class OxDownload {
 
     explicit OxDownload(OxConnection& connection) : connection_(connection) {}
 
+    static const char* GetStateText(tagDownloadState state) {
+        static const char* const texts[] = {"Ready",          "WaitConnected1", "SaveParms",
+                                            "WaitBootload",   "EraseEeprom",    "Working",
+                                            "WaitConnected2", "RestoreParms",   "Done",
+                                            "Error",          "None"};
+        // clang-format off
+        assert(state>=DLS_READY && state<=DLS_NONE);
+        // clang-format on
+        return texts[state];
+    }
+    bool GetRestoreParameters() const { return restoreParameters_; }
+    bool GetEraseEeprom() const { return eraseEeprom_; }
+
     void SetConnectionState(tagConnectionState cs) { connectionState_ = cs; }
     tagConnectionState GetConnectionState() const { return connectionState_; }
     tagDownloadState GetState() const { return state_; }
@@ -30,4 +46,6 @@ class OxDownload {
     OxConnection& connection_;
     tagDownloadState state_ = DLS_READY;
     tagConnectionState connectionState_ = CS_NONE;
+    bool restoreParameters_ = false;
+    bool eraseEeprom_ = false;
 };

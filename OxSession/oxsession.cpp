@@ -308,9 +308,21 @@ void OxSocketSession::OxConnectMsg(unsigned port, const std::string& name) {
         return;
     TestPrintF(0, "Client(%d) connects to port %d\n", sessionId, static_cast<int>(port));
     Connect(static_cast<int>(port));
-    // The download state message comes with the software download.
+    SendDownloadMsg();
     if (!name.empty() && language == nullptr)
         language = OxLanguageMap::Instance(name);
+}
+
+void OxSocketSession::SendDownloadMsg() {
+    if (connection == nullptr)
+        return;
+    const OxDownload& download = connection->GetDownload();
+    std::ostringstream out;
+    out << "<Message><Download state=\"" << OxDownload::GetStateText(download.GetState())
+        << "\" restoreParameters=\"" << (download.GetRestoreParameters() ? "true" : "false")
+        << "\" eraseEeprom=\"" << (download.GetEraseEeprom() ? "true" : "false")
+        << "\"></Download></Message>";
+    Send(out);
 }
 
 void OxSocketSession::OxLogonMsg(const std::string& level, const std::string& userId,

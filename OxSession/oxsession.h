@@ -92,6 +92,8 @@ class OxSocketSession : public OxSession, public ACE_Event_Handler, public OxXml
     void DeletedObject(const OXObject& object) override;
     void VisitedObject(const OXObject& object, bool typeInfo) override;
     void TestPrintReceived(const std::string& text) override;
+    // The download state of the connection, as a client sees it at connect.
+    void SendDownloadMsg();
 
     // Client messages of this part of the protocol.
     void OxConnectMsg(unsigned port, const std::string& name) override;

@@ -50,6 +50,7 @@ TEST(ClientCommands, GuardsChecksAndAChangeOnTheSimulator) {
     ASSERT_TRUE(client.Send("<Message><Connect><CommParm port=\"1\"/></Connect></Message>\r\n"));
     client.Line();  // Connected
     EXPECT_EQ(0u, client.Line().find("<Message><OxMode mode=\"Connected\">"));
+    EXPECT_EQ(0u, client.Line().find("<Message><Download state=\"Ready\""));
     ASSERT_TRUE(client.Send(change));
     EXPECT_EQ(Error("The command is not legal when a logon has not been made!"), client.Line());
 

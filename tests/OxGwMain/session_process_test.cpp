@@ -77,6 +77,10 @@ TEST(SessionProcess, ConnectLogonAliveFramingAndDisconnect) {
     EXPECT_EQ(0u, mode.find("<Message><OxMode mode=\"Connected\"><Time year=\"")) << mode;
     EXPECT_EQ(mode.size() - 22, mode.find("\"/></OxMode></Message>")) << mode;
     EXPECT_EQ(std::string::npos, mode.find("hour=")) << "date only";
+    EXPECT_EQ(
+        "<Message><Download state=\"Ready\" restoreParameters=\"false\" "
+        "eraseEeprom=\"false\"></Download></Message>",
+        client.Line());
     ASSERT_TRUE(client.Send("<Message><Connect><CommParm port=\"1\"/></Connect></Message>\r\n"));
     EXPECT_EQ("<Message><CommandError description=\"Connection was already made\"/></Message>",
               client.Line());

@@ -22,6 +22,11 @@ namespace {
 
 constexpr int kServiceMode = 7;
 
+// Minimum and Maximum both belong to the range.
+bool InRange(const OXObject& object, double value) {
+    return value >= object.GetNumber("Minimum") && value <= object.GetNumber("Maximum");
+}
+
 }  // namespace
 
 OXObject* OxSocketSession::LookupObject(int id) {
@@ -41,7 +46,7 @@ void OxSocketSession::OxChangeNumParmMsg(int id, double value) {
     OXObject* object = LookupObject(id);
     if (object == nullptr)
         return;
-    if (value < object->GetNumber("Minimum") || value > object->GetNumber("Maximum")) {
+    if (!InRange(*object, value)) {
         SendError("The value is out of range");
         return;
     }
@@ -82,7 +87,7 @@ void OxSocketSession::OxSetDeviceMsg(int id, tagOverride override, float value) 
     }
     if (object->IsClass("Motor")) {
         if (override != OV_RELEASE) {
-            if (value < object->GetNumber("Minimum") || value > object->GetNumber("Maximum")) {
+            if (!InRange(*object, value)) {
                 SendError("The speed is out of range");
                 return;
             }
@@ -125,7 +130,7 @@ void OxSocketSession::OxSetMotorMsg(int id, bool start, double value) {
     OXObject* object = LookupObject(id);
     if (object == nullptr)
         return;
-    if (value < object->GetNumber("Minimum") || value > object->GetNumber("Maximum")) {
+    if (!InRange(*object, value)) {
         SendError("The value is out of range");
         return;
     }

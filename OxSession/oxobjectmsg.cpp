@@ -261,7 +261,7 @@ void OxFunctionEvent_ToXml(std::ostream& out, const OxMsgContext& context, const
 
 void OxFunctionNumEvent_ToXml(std::ostream& out, const OxMsgContext& context,
                               const OXObject& object) {
-    long dialogId = LongOf(object, "DialogId");
+    long dialogId = LongOf(object, "dId");
     out << "<Message><FuncParamEvent dId=\"" << dialogId << "\" enabled=\""
         << LongOf(object, kEnabled) << "\" value=\"" << FixedOf(object, kValue) << "\" text=\""
         << DialogText(dialogId, object, "Text", context.language) << "\">";
@@ -271,7 +271,7 @@ void OxFunctionNumEvent_ToXml(std::ostream& out, const OxMsgContext& context,
 
 void OxFunctionActEvent_ToXml(std::ostream& out, const OxMsgContext& context,
                               const OXObject& object) {
-    long dialogId = LongOf(object, "DialogId");
+    long dialogId = LongOf(object, "dId");
     out << "<Message><FuncActionEvent dId=\"" << dialogId << "\" enabled=\""
         << LongOf(object, kEnabled) << "\" text=\""
         << DialogText(dialogId, object, "Text", context.language) << "\">";
@@ -503,7 +503,7 @@ bool OxFunctionNumType_ToXml(std::ostream& out, const OxMsgContext& context,
     std::string access;
     if (!AccessText(object, access))
         return false;
-    long dialogId = LongOf(object, "DialogId");
+    long dialogId = LongOf(object, "dId");
     std::string text = DialogText(dialogId, object, "Text", context.language);
     out << "<Message><FuncParam dId=\"" << dialogId << "\" name=\"" << text << "\" min=\""
         << FixedOf(object, "Minimum") << "\" max=\"" << FixedOf(object, "Maximum")
@@ -521,7 +521,7 @@ bool OxFunctionActType_ToXml(std::ostream& out, const OxMsgContext& context,
     std::string access;
     if (!AccessText(object, access))
         return false;
-    long dialogId = LongOf(object, "DialogId");
+    long dialogId = LongOf(object, "dId");
     out << "<Message><FuncAction dId=\"" << dialogId << "\" enabled=\"" << LongOf(object, kEnabled)
         << "\" text=\"" << DialogText(dialogId, object, "Text", context.language) << "\"" << access
         << ">";

@@ -32,10 +32,10 @@ const char* const kDefinitions[] = {
     "class SetParameter : Device { tagMode Value; tagMode Default; number Enabled; };",
     "class Function : Device { number Enabled; number State; number AutoStarted; "
     "number AutoExecute; string StateText; number DialogFunctionType; number DeviceId; };",
-    "class FunctionNum : Device { number DialogId; number Enabled; number Value : \"s\" * 1 / 10; "
+    "class FunctionNum : Device { number dId; number Enabled; number Value : \"s\" * 1 / 10; "
     "number Minimum : \"s\" * 1 / 10; number Maximum : \"s\" * 1 / 10; "
     "number Default : \"s\" * 1 / 10; string Text; };",
-    "class FunctionAct : Device { number DialogId; number Enabled; string Text; };",
+    "class FunctionAct : Device { number dId; number Enabled; string Text; };",
     "class Motor : Device { number Value; number Override; number Minimum; number Maximum; "
     "string Unit; };",
     "class Dose : Device { tagOnOff Value; number Override; };",

@@ -15,7 +15,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
-#include <fcntl.h>
+#include <fstream>
 #include <netdb.h>
 #include <netinet/in.h>
 #include <poll.h>
@@ -71,7 +71,7 @@ void Usage(FILE* out) {
         out,
         "usage: oxclient [--host H] [--port P] [--machine N] [--language L] [--level LEVEL]\n"
         "                [--user U] [--protocol N] [--seconds S] [--timeout S]\n"
-        "                [--send TEXT]...\n"
+        "                [--send TEXT]... [--send-file FILE]...\n"
         "Connects to the gateway's XML client port, opens a machine port, logs on when\n"
         "the machine is in Connected mode and prints every line received as\n"
         "'<ms since start> <line>'. Ctrl-C (or SIGTERM) sends a Disconnect and ends.\n"
@@ -87,6 +87,7 @@ void Usage(FILE* out) {
         "  --timeout S   time limit of connecting and of each send (default 5)\n"
         "  --send TEXT   one more line to send after the first logon, e.g.\n"
         "                '<Message><GetUserInfo/></Message>'; may repeat\n"
+        "  --send-file FILE  the same for each line of FILE that is not empty\n"
         "Messages of the client itself go to stderr, starting 'oxclient: '.\n"
         "Exit codes: 0 done, 1 no connection to the gateway, 2 bad options,\n"
         "3 the gateway closed the connection, 4 a send failed or timed out.\n");
@@ -124,6 +125,19 @@ bool OneLine(const std::string& text) {
 // entities, so a value must not hold one and is sent as it is.
 bool AttributeValue(const std::string& text) {
     return OneLine(text) && text.find('"') == std::string::npos;
+}
+
+// Appends the lines of a file that are not empty, without their line ends.
+bool ReadLines(const std::string& path, std::vector<std::string>& lines) {
+    std::ifstream in(path, std::ios::binary);
+    std::string line;
+    while (std::getline(in, line)) {
+        if (!line.empty() && line.back() == '\r')
+            line.pop_back();
+        if (!line.empty())
+            lines.push_back(line);
+    }
+    return in.eof() && !in.bad();
 }
 
 // Returns 0 when the options are good, -1 for --help, otherwise the exit code.
@@ -172,6 +186,8 @@ int ParseOptions(int argc, char** argv, Options& o) {
         } else if (name == "--send") {
             ok = !value.empty() && OneLine(value);
             o.sends.push_back(value);
+        } else if (name == "--send-file") {
+            ok = ReadLines(value, o.sends);
         } else {
             std::fprintf(stderr, "oxclient: unknown option %s\n", name.c_str());
             return kBadOptions;

@@ -6,6 +6,7 @@
 #include "oxconf.h"
 #include "oxemailtask.h"
 #include "oxobject.h"
+#include "oxobjectmsg.h"
 #include "oxservice.h"
 #include "oxsession.h"
 #include "testprint.h"
@@ -118,6 +119,8 @@ void OxAlarmEvent_ToXml(std::ostream& out, const OXObject& object, const std::st
         << alarmType << "\" priority=\"" << priority << "\" description=\"" << description << "\">";
     ACE_Date_Time now;
     OxTimeMsg_ToXml(out, &now, true);
+    // The alarm's own number: a client answers and matches alarms by it.
+    OxObjectMsg_ToXml(out, languageMap, object, false);
 
     // The three lists are read side by side, as long as the list of ids goes.
     const std::vector<OXObject*>* ids = object.GetList("ReplyIdList");
@@ -130,6 +133,8 @@ void OxAlarmEvent_ToXml(std::ostream& out, const OXObject& object, const std::st
             << ElementNumber(ListElement(objects, i)) << "\"/>";
     }
     out << "</ReplyList>";
+    // The owner and section, where a historic line's description finds them.
+    OxContextObjectMsg_ToXml(out, object, true);
     out << "</" << name << "></Message>";
 }
 
@@ -481,7 +486,6 @@ void OxConnection::ResultReceived(unsigned long id, const OXObject& result) {
             handler->ResultReceived(id, result);
     }
 }
-
 
 void OxConnection::ExceptionReceived(unsigned long id, const OXObject& result) {
     TestPrintF(4, "internal! (OxConnection::ExceptionReceived exeId=%d)\n", static_cast<int>(id));

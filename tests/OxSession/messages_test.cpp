@@ -107,10 +107,10 @@ TEST_F(AlarmMessage, MachineLanguageTextsAndReplies) {
     // The first "%o" and the first "%s" are replaced; a second "%o" stays.
     EXPECT_EQ(
         "<Message><HistoricAlarmEvent event=\"Activated\" type=\"17\" priority=\"3\" "
-        "description=\"Dosing pump stopped in 4; check %o\">"
+        "description=\"Dosing pump stopped in 4; check %o\"><Object id=\"500\"/>"
         "<ReplyList><Reply id=\"1\" text=\"Retry\" object=\"12\"/>"
         "<Reply id=\"2\" text=\"Stop\" object=\"0\"/></ReplyList>"
-        "</HistoricAlarmEvent></Message>",
+        "<Context><Object id=\"12\" section=\"4\"/></Context></HistoricAlarmEvent></Message>",
         text);
     // The time stands right behind the opening element.
     EXPECT_EQ(0u, out.str().find("<Message><HistoricAlarmEvent event=\"Activated\""));
@@ -125,7 +125,9 @@ TEST_F(AlarmMessage, LanguageMapNamesTheOwnerAndSection) {
     CutTime(text);
     EXPECT_EQ(0u, text.find("<Message><AlarmEvent event=\"Deactivated\" type=\"17\" priority=\"3\" "
                             "description=\"Dosierpumpe stopped in Zone vier; check %o\">"));
-    EXPECT_NE(std::string::npos, text.find("</ReplyList></AlarmEvent></Message>"));
+    EXPECT_NE(std::string::npos,
+              text.find("</ReplyList><Context><Object id=\"12\" section=\"4\"/></Context>"
+                        "</AlarmEvent></Message>"));
 }
 
 TEST_F(AlarmMessage, NameHoldingAMarkerIsNotReplacedAgain) {
@@ -152,7 +154,7 @@ TEST(AlarmMessageBare, AlarmWithoutOwnerSectionOrRepliesKeepsItsText) {
     CutTime(text);
     EXPECT_EQ(
         "<Message><HistoricAlarmEvent event=\"Activated\" type=\"0\" priority=\"0\" "
-        "description=\"Door %o open in %s\"><ReplyList></ReplyList>"
+        "description=\"Door %o open in %s\"><Object id=\"502\"/><ReplyList></ReplyList>"
         "</HistoricAlarmEvent></Message>",
         text);
     delete alarm;

@@ -45,8 +45,9 @@ const char* GetOxConnStateText(tagOxConnState state);
 const char* GetAlarmEventTypeText(tagAlarmEventType type);
 
 // An alarm event of the alarm object, as the event log holds it and a client
-// receives it. With a null language map the texts stay in the machine's
-// language.
+// receives it: the time, the alarm's <Object id=.../>, its replies and the
+// <Context> of its owner and section. With a null language map the texts
+// stay in the machine's language.
 void OxAlarmEvent_ToXml(std::ostream& out, const OXObject& object, const std::string& name,
                         tagAlarmEventType type, const OxTextMap* languageMap);
 

@@ -14,8 +14,12 @@
 
 class XmlClient {
   public:
-    explicit XmlClient(int port) {
+    // receiveBuffer: SO_RCVBUF set before connecting (0: the system's), so
+    // that a client that stops reading fills up soon.
+    explicit XmlClient(int port, int receiveBuffer = 0) {
         fd_ = socket(AF_INET, SOCK_STREAM, 0);
+        if (receiveBuffer > 0)
+            setsockopt(fd_, SOL_SOCKET, SO_RCVBUF, &receiveBuffer, sizeof receiveBuffer);
         sockaddr_in addr{};
         addr.sin_family = AF_INET;
         addr.sin_port = htons(static_cast<uint16_t>(port));
@@ -34,11 +38,15 @@ class XmlClient {
             close(fd_);
     }
     bool Connected() const { return connected_; }
+    int Fd() const { return fd_; }
+    // True once a read saw the end of the stream or an error (a reset).
+    bool Closed() const { return closed_; }
     bool Send(const std::string& text) {
         return send(fd_, text.data(), text.size(), MSG_NOSIGNAL) ==
                static_cast<ssize_t>(text.size());
     }
-    // The next line, without its CR LF; false on timeout or close.
+    // The next line, without its CR LF; false on timeout or close. With ms 0
+    // it takes what has arrived without waiting.
     bool ReadLine(std::string& line, int ms = 8000) {
         auto end = std::chrono::steady_clock::now() + std::chrono::milliseconds(ms);
         for (;;) {
@@ -52,12 +60,14 @@ class XmlClient {
                                             end - std::chrono::steady_clock::now())
                                             .count());
             pollfd p{fd_, POLLIN, 0};
-            if (left <= 0 || poll(&p, 1, left) <= 0)
+            if (closed_ || poll(&p, 1, left > 0 ? left : 0) <= 0)
                 return false;
             char buffer[4096];
             ssize_t n = recv(fd_, buffer, sizeof buffer, 0);
-            if (n <= 0)
+            if (n <= 0) {
+                closed_ = true;
                 return false;
+            }
             pending_.append(buffer, static_cast<size_t>(n));
         }
     }
@@ -79,5 +89,6 @@ class XmlClient {
   private:
     int fd_ = -1;
     bool connected_ = false;
+    bool closed_ = false;
     std::string pending_;
 };

@@ -183,6 +183,8 @@ void Connect(XmlClient& client, const std::string& language = "") {
     ASSERT_EQ("<Message><Connected protocolVersion=\"2.02.05\"/></Message>", line);
     ASSERT_TRUE(client.ReadLine(line, kWaitMs));
     ASSERT_EQ(0u, line.find("<Message><OxMode mode=\"Connected\"><Time ")) << line;
+    ASSERT_TRUE(client.ReadLine(line, kWaitMs));
+    ASSERT_EQ(0u, line.find("<Message><Download state=\"Ready\"")) << line;
 }
 
 // Logs on with the attributes and reads the burst up to the list's end; the
@@ -578,9 +580,11 @@ TEST(FanOutProcess, AlarmRaisedChangedAndClearedReachEveryLoggedOnClient) {
     World world;
     auto gw = StartConnected(env, ctl, world);
     ASSERT_FALSE(::testing::Test::HasFatalFailure());
-    // A language that names the owner and the section.
+    // A language that names the owner and the section, and has its own text
+    // for alarms of type 9 and for the replies.
     std::string ucs("\xff\xfe", 2);
-    for (char c : std::string("p2001,Feed pump\r\np2,Developer\r\n")) {
+    for (char c : std::string("p2001,Feed pump\r\np2,Developer\r\na9,%o runs dry in %s\r\n"
+                              "r1,OK\r\nr2,Restart pump\r\n")) {
         ucs.push_back(c);
         ucs.push_back('\0');
     }
@@ -596,12 +600,20 @@ TEST(FanOutProcess, AlarmRaisedChangedAndClearedReachEveryLoggedOnClient) {
 
     const std::string n = std::to_string(world.Count());
     const std::string more = std::to_string(world.Count() + 1);
-    auto alarm = [](const std::string& event, const std::string& description) {
+    auto alarm = [](const std::string& event, const std::string& description,
+                    const std::string& first = "Acknowledge",
+                    const std::string& second = "Restart") {
         return "<Message><AlarmEvent event=\"" + event +
                "\" type=\"9\" priority=\"1\" description=\"" + description +
-               "\"><Object id=\"502\"/><ReplyList><Reply id=\"1\" text=\"Acknowledge\" "
-               "object=\"0\"/><Reply id=\"2\" text=\"Restart\" object=\"2001\"/></ReplyList>"
-               "<Context><Object id=\"2001\" section=\"2\"/></Context></AlarmEvent></Message>";
+               "\"><Object id=\"502\"/><ReplyList><Reply id=\"1\" text=\"" + first +
+               "\" object=\"0\"/><Reply id=\"2\" text=\"" + second +
+               "\" object=\"2001\"/></ReplyList><Context><Object id=\"2001\" "
+               "section=\"2\"/></Context></AlarmEvent></Message>";
+    };
+    // In the language, the texts are the language's, whatever the machine's
+    // text says.
+    auto translated = [&](const std::string& event) {
+        return alarm(event, "Feed pump runs dry in Developer", "OK", "Restart pump");
     };
     ACE_Date_Time today;
     auto check = [&](XmlClient& client, const std::string& expected) {
@@ -619,11 +631,11 @@ TEST(FanOutProcess, AlarmRaisedChangedAndClearedReachEveryLoggedOnClient) {
                               ", 9, 1, \"%o dry in %s\", @2001, 2, (1, 2), "
                               "(\"Acknowledge\", \"Restart\"), (0, 2001));"));
     check(guest, alarm("Activated", "Parameter 2001 dry in 2"));
-    check(english, alarm("Activated", "Feed pump dry in Developer"));
+    check(english, translated("Activated"));
     // Changed.
     ASSERT_TRUE(ctl.SendFrame("upd 502 (" + more + ", \"%o still dry in %s\");"));
     check(guest, alarm("Active", "Parameter 2001 still dry in 2"));
-    check(english, alarm("Active", "Feed pump still dry in Developer"));
+    check(english, translated("Active"));
     // A client that logs on now finds it active in its burst.
     XmlClient late(env.ClientPort());
     ASSERT_NO_FATAL_FAILURE(Connect(late));
@@ -636,7 +648,7 @@ TEST(FanOutProcess, AlarmRaisedChangedAndClearedReachEveryLoggedOnClient) {
     // Cleared.
     ASSERT_TRUE(ctl.SendFrame("del 502 (" + n + ", \"%o dry in %s\");"));
     check(guest, alarm("Deactivated", "Parameter 2001 dry in 2"));
-    check(english, alarm("Deactivated", "Feed pump dry in Developer"));
+    check(english, translated("Deactivated"));
     check(late, alarm("Deactivated", "Parameter 2001 dry in 2"));
     // The store stayed in step: nothing asked the machine for its objects again.
     std::string frame;

@@ -18,6 +18,7 @@ int Accept_Handler::handle_input(ACE_HANDLE) {
         return -1;
     }
     TestPrintF(64, "Connection to Client established\n");
+    session->SendWithoutDelay();
     ACE_Reactor::instance()->register_handler(session, ACE_Event_Handler::READ_MASK);
     return 0;
 }

@@ -41,6 +41,7 @@ int OxActiveSessionMan::handle_timeout(const ACE_Time_Value&, const void*) {
         SetPollTimer(10);
         return 1;
     }
+    session->SendWithoutDelay();
     ACE_Reactor::instance()->register_handler(session, ACE_Event_Handler::READ_MASK);
     session->SendConnectedMsg();
     session->Connect(1);

@@ -12,6 +12,9 @@
 #include "oxservice.h"
 #include "testprint.h"
 
+#include <netinet/in.h>
+#include <netinet/tcp.h>
+
 #include <ace/ACE.h>
 #include <ace/Reactor.h>
 
@@ -311,6 +314,11 @@ void OxSocketSession::OxConnectMsg(unsigned port, const std::string& name) {
     SendDownloadMsg();
     if (!name.empty() && language == nullptr)
         language = OxLanguageMap::Instance(name);
+}
+
+void OxSocketSession::SendWithoutDelay() {
+    int on = 1;
+    peer().set_option(IPPROTO_TCP, TCP_NODELAY, &on, sizeof on);
 }
 
 void OxSocketSession::SendDownloadMsg() {

@@ -94,6 +94,9 @@ class OxSocketSession : public OxSession, public ACE_Event_Handler, public OxXml
     void TestPrintReceived(const std::string& text) override;
     // The download state of the connection, as a client sees it at connect.
     void SendDownloadMsg();
+    // Each message goes out at once: without this, the second of two small
+    // messages waits for the client's delayed acknowledgement of the first.
+    void SendWithoutDelay();
 
     // Client messages of this part of the protocol.
     void OxConnectMsg(unsigned port, const std::string& name) override;

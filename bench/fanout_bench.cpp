@@ -95,17 +95,6 @@ bool ConnectAndLogOn(XmlClient& client, const std::string& logon) {
            ReadUntil(client, kListEnd);
 }
 
-// The controller's side of the start conversation, up to Connected.
-bool HandOver(FakeController& ctl, const std::vector<std::string>& texts) {
-    std::string frame, all;
-    for (const std::string& text : texts)
-        all += text + std::string(1, '\0');
-    return ctl.Accept(kWaitMs) && ctl.ReadFrame(frame, kWaitMs) && ctl.Send(all) &&
-           ctl.SendFrame("res 1 : 0;") && ctl.ReadFrame(frame, kWaitMs) &&
-           ctl.SendFrame("res 11 : 0;") && ctl.ReadFrame(frame, kWaitMs) &&
-           ctl.SendFrame("res 2 : 0;");
-}
-
 GatewayOptions QuietOptions() {
     GatewayOptions options;
     options.stdoutMask = 1;  // the state lines only
@@ -154,7 +143,8 @@ FanOutRun RunFanOut(int updates, int pauseMicroseconds) {
     GatewayTestEnv env(QuietOptions());
     FakeController ctl(env.Ip(), 2001);
     auto gateway = env.Start();
-    if (!HandOver(ctl, ParameterWorld(kParameters, 0)) ||
+    std::string why;
+    if (!ctl.HandOver(ParameterWorld(kParameters, 0), kWaitMs, why) ||
         !gateway->WaitForStdout(Shown("COM 1: Connected\n"), kWaitMs))
         return run;
     std::vector<std::unique_ptr<XmlClient>> clients;
@@ -289,9 +279,8 @@ void LogonBurst(benchmark::State& state, const std::string& worldFile,
         for (const std::string& text : texts)
             out << text << "\n";
     }
-    GatewayProcess sim(env.Box().Root(), {"--address", env.Ip(), "--port", "1", "--world", world},
-                       {}, std::string(OXGW_BUILD_DIR) + "/torcsim");
-    if (!sim.WaitForStdout("torcsim: listening", kWaitMs)) {
+    auto sim = StartSimulator(env.Box().Root(), env.Ip(), {}, world);
+    if (sim == nullptr) {
         state.SkipWithError("the simulator did not start");
         return;
     }
@@ -323,8 +312,8 @@ void LogonBurst(benchmark::State& state, const std::string& worldFile,
     state.counters["burst_lines"] = static_cast<double>(lines);
     gateway->Signal(SIGINT);
     gateway->Wait(10000);
-    sim.Signal(SIGTERM);
-    sim.Wait(10000);
+    sim->Signal(SIGTERM);
+    sim->Wait(10000);
 }
 
 void BM_LogonBurstSampleWorld(benchmark::State& state) {

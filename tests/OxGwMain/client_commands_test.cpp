@@ -21,11 +21,8 @@ std::string Error(const std::string& text) {
 
 TEST(ClientCommands, GuardsChecksAndAChangeOnTheSimulator) {
     GatewayTestEnv env;
-    GatewayProcess sim(env.Box().Root(),
-                       {"--address", env.Ip(), "--port", "1", "--world",
-                        std::string(OXGW_SOURCE_DIR) + "/tools/torcsim/worlds/line.oxw"},
-                       {}, std::string(OXGW_BUILD_DIR) + "/torcsim");
-    ASSERT_TRUE(sim.WaitForStdout("torcsim: listening", kWaitMs));
+    auto sim = StartSimulator(env.Box().Root(), env.Ip());
+    ASSERT_NE(nullptr, sim);
     auto gw = env.Start();
     ASSERT_TRUE(gw->WaitForStdout(Shown("COM 1: Connected\n"), kWaitMs));
 
@@ -78,7 +75,7 @@ TEST(ClientCommands, GuardsChecksAndAChangeOnTheSimulator) {
     // an event of the parameter.
     ASSERT_TRUE(
         client.Send("<Message><ChangeNumParameter id=\"2101\" value=\"35\"/></Message>\r\n"));
-    ASSERT_TRUE(sim.WaitForStdout("<- exe 5 $2101.201(35);", kWaitMs)) << sim.Stdout();
+    ASSERT_TRUE(sim->WaitForStdout("<- exe 5 $2101.201(35);", kWaitMs)) << sim->Stdout();
     bool event = false;
     while (!event && client.ReadLine(line, 3000))
         event = line.find("<NumParameterEvent") != std::string::npos &&
@@ -106,14 +103,11 @@ TEST(ClientCommands, EveryMachineCommandInServiceModeAsTheControllerReceivesIt) 
     env.Box().WriteFile("/service.oxs",
                         "wait attached\nset 134 Value 7\necho service mode\nwait recv .204;\n"
                         "set 134 Value 2\necho production\n");
-    GatewayProcess sim(env.Box().Root(),
-                       {"--address", env.Ip(), "--port", "1", "--world",
-                        std::string(OXGW_SOURCE_DIR) + "/tools/torcsim/worlds/line.oxw", "--script",
-                        env.Box().Path("/service.oxs")},
-                       {}, std::string(OXGW_BUILD_DIR) + "/torcsim");
-    ASSERT_TRUE(sim.WaitForStdout("torcsim: listening", kWaitMs));
+    auto sim =
+        StartSimulator(env.Box().Root(), env.Ip(), {"--script", env.Box().Path("/service.oxs")});
+    ASSERT_NE(nullptr, sim);
     auto gw = env.Start();
-    ASSERT_TRUE(sim.WaitForStdout("service mode", kWaitMs));
+    ASSERT_TRUE(sim->WaitForStdout("service mode", kWaitMs));
 
     XmlClient client(env.ClientPort());
     ASSERT_TRUE(client.Connected());
@@ -148,7 +142,7 @@ TEST(ClientCommands, EveryMachineCommandInServiceModeAsTheControllerReceivesIt) 
     };
     for (const Case& c : cases) {
         ASSERT_TRUE(client.Send("<Message>" + c.command + "</Message>\r\n"));
-        EXPECT_TRUE(sim.WaitForStdout("<- " + c.exe, kWaitMs)) << c.command;
+        EXPECT_TRUE(sim->WaitForStdout("<- " + c.exe, kWaitMs)) << c.command;
     }
 
     // Errors in Service mode.
@@ -166,8 +160,8 @@ TEST(ClientCommands, EveryMachineCommandInServiceModeAsTheControllerReceivesIt) 
 
     // A forced update needs no Service mode; the machine leaves it after this one.
     ASSERT_TRUE(client.Send("<Message><ForceUpdate id=\"2001\"/></Message>\r\n"));
-    EXPECT_TRUE(sim.WaitForStdout("<- exe 9 $2001.204;", kWaitMs));
-    ASSERT_TRUE(sim.WaitForStdout("production", kWaitMs));
+    EXPECT_TRUE(sim->WaitForStdout("<- exe 9 $2001.204;", kWaitMs));
+    ASSERT_TRUE(sim->WaitForStdout("production", kWaitMs));
     bool refused = false;
     for (int i = 0; i < 50 && !refused; ++i) {
         ASSERT_TRUE(client.Send("<Message><SetOutput id=\"4902\" output=\"on\"/></Message>\r\n"));
@@ -182,7 +176,7 @@ TEST(ClientCommands, EveryMachineCommandInServiceModeAsTheControllerReceivesIt) 
     EXPECT_EQ(Error("<SetOutput> can only be used in Service Mode"), line);
     // Other classes need no Service mode.
     ASSERT_TRUE(client.Send("<Message><SetSensor id=\"3001\" sensor=\"on\"/></Message>\r\n"));
-    EXPECT_TRUE(sim.WaitForStdout("<- exe 8 $3001.201(0);", kWaitMs));
+    EXPECT_TRUE(sim->WaitForStdout("<- exe 8 $3001.201(0);", kWaitMs));
     gw->Signal(SIGINT);
     EXPECT_EQ(0, gw->Wait(10000));
 }

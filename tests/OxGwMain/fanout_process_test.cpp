@@ -136,24 +136,6 @@ std::string WriterEvent(const std::vector<std::string>& texts, long id, int leve
 
 // ---------------------------------------------------------------- helpers
 
-// The controller's side of the start conversation, up to Connected.
-void HandOver(FakeController& ctl, const std::vector<std::string>& texts) {
-    ASSERT_TRUE(ctl.Accept(kWaitMs));
-    std::string frame;
-    ASSERT_TRUE(ctl.ReadFrame(frame, kWaitMs));
-    ASSERT_EQ("exe 1 $ 100.101 (-1);", frame);
-    std::string all;
-    for (const std::string& text : texts)
-        all += text + std::string(1, '\0');
-    ASSERT_TRUE(ctl.Send(all));
-    ASSERT_TRUE(ctl.SendFrame("res 1 : 0;"));
-    ASSERT_TRUE(ctl.ReadFrame(frame, kWaitMs));
-    ASSERT_EQ("exe 11 $ 100.109();", frame);
-    ASSERT_TRUE(ctl.SendFrame("res 11 : 0;"));
-    ASSERT_TRUE(ctl.ReadFrame(frame, kWaitMs));
-    ASSERT_TRUE(ctl.SendFrame("res 2 : 0;"));
-}
-
 // Masks of the tests: the state lines on the console, errors, connections
 // and the client trace in the log.
 GatewayOptions Options() {
@@ -168,7 +150,8 @@ std::unique_ptr<GatewayProcess> StartConnected(GatewayTestEnv& env, FakeControll
                                                const World& world) {
     EXPECT_TRUE(ctl.Listening());
     auto gw = env.Start();
-    HandOver(ctl, world.Texts());
+    std::string why;
+    EXPECT_TRUE(ctl.HandOver(world.Texts(), kWaitMs, why)) << why;
     EXPECT_TRUE(gw->WaitForStdout(Shown("COM 1: Connected\n"), kWaitMs)) << gw->Stdout();
     return gw;
 }

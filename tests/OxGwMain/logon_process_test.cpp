@@ -56,11 +56,8 @@ TEST(LogonProcess, ProtocolDecidesHowFunctionsAreShown) {
                       std::ios::binary);
     env.Box().WriteFile("/home/service/oxgw_english.ucs",
                         std::string(std::istreambuf_iterator<char>(ucs), {}));
-    GatewayProcess sim(env.Box().Root(),
-                       {"--address", env.Ip(), "--port", "1", "--world",
-                        std::string(OXGW_SOURCE_DIR) + "/tools/torcsim/worlds/line.oxw"},
-                       {}, std::string(OXGW_BUILD_DIR) + "/torcsim");
-    ASSERT_TRUE(sim.WaitForStdout("torcsim: listening", kWaitMs));
+    auto sim = StartSimulator(env.Box().Root(), env.Ip());
+    ASSERT_NE(nullptr, sim);
     auto gw = env.Start();
     ASSERT_TRUE(gw->WaitForStdout(Shown("COM 1: Connected\n"), kWaitMs));
 

@@ -24,27 +24,12 @@ namespace {
 
 constexpr int kWaitMs = 8000;
 
-// The controller's side of the start conversation, up to Connected.
-void HandOver(FakeController& ctl) {
-    ASSERT_TRUE(ctl.Accept(kWaitMs));
-    std::string frame;
-    ASSERT_TRUE(ctl.ReadFrame(frame, kWaitMs));
-    ASSERT_EQ("exe 1 $ 100.101 (-1);", frame);
-    for (const std::string& text : MachineWorld(42))
-        ASSERT_TRUE(ctl.SendFrame(text));
-    ASSERT_TRUE(ctl.SendFrame("res 1 : 0;"));
-    ASSERT_TRUE(ctl.ReadFrame(frame, kWaitMs));
-    ASSERT_EQ("exe 11 $ 100.109();", frame);
-    ASSERT_TRUE(ctl.SendFrame("res 11 : 0;"));
-    ASSERT_TRUE(ctl.ReadFrame(frame, kWaitMs));
-    ASSERT_TRUE(ctl.SendFrame("res 2 : 0;"));
-}
-
 TEST(SessionProcess, ConnectLogonAliveFramingAndDisconnect) {
     GatewayTestEnv env;
     FakeController ctl(env.Ip(), 2001);
     auto gw = env.Start();
-    ASSERT_NO_FATAL_FAILURE(HandOver(ctl));
+    std::string why;
+    ASSERT_TRUE(ctl.HandOver(MachineWorld(42), kWaitMs, why)) << why;
     ASSERT_TRUE(gw->WaitForStdout(Shown("COM 1: Connected\n"), kWaitMs));
 
     // The client's language: an alarm text with the owner and section marks.
@@ -234,7 +219,8 @@ TEST(SessionProcess, OutgoingSessionDialsTheServerAndDialsAgainAfterItCloses) {
     const std::string failed = Shown("Connection could not be made to server !\n");
     ASSERT_TRUE(gw->WaitForStdout(failed, kWaitMs)) << gw->Stdout();
     ASSERT_TRUE(server.Listen());
-    ASSERT_NO_FATAL_FAILURE(HandOver(ctl));
+    std::string why;
+    ASSERT_TRUE(ctl.HandOver(MachineWorld(42), kWaitMs, why)) << why;
     int fd = server.Accept(15000);
     ASSERT_GE(fd, 0) << "the gateway did not dial again";
     EXPECT_EQ(1u, Count(gw->Stdout(), failed));

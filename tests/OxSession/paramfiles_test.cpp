@@ -172,11 +172,8 @@ TEST_F(ParamFiles, RestoreChecksSendsTheValuesAndBoots) {
 // A save followed by a restore gives the machine simulator its values back,
 // after the boot and the new transfer that follow.
 TEST_F(ParamFiles, SaveThenRestoreOnTheSimulatorReproducesTheValues) {
-    GatewayProcess sim(root_,
-                       {"--address", ip_, "--port", "1", "--world",
-                        std::string(OXGW_SOURCE_DIR) + "/tools/torcsim/worlds/line.oxw"},
-                       {}, std::string(OXGW_BUILD_DIR) + "/torcsim");
-    ASSERT_TRUE(sim.WaitForStdout("torcsim: listening", 5000));
+    auto sim = StartSimulator(root_, ip_);
+    ASSERT_NE(nullptr, sim);
     OxConnection conn(1);
     auto pumpUntil = [&](const std::function<bool()>& done, int ms) {
         auto end = std::chrono::steady_clock::now() + std::chrono::milliseconds(ms);
@@ -205,7 +202,7 @@ TEST_F(ParamFiles, SaveThenRestoreOnTheSimulatorReproducesTheValues) {
     ASSERT_TRUE(pumpUntil([&] { return conn.GetState() != OXCS_CONNECTED; }, 5000));
     ASSERT_TRUE(pumpUntil([&] { return conn.GetState() == OXCS_CONNECTED; }, 12000));
     EXPECT_DOUBLE_EQ(28.5, value());
-    EXPECT_NE(std::string::npos, sim.Stdout().find("<- exe 1001l $ 100.107 (")) << sim.Stdout();
+    EXPECT_NE(std::string::npos, sim->Stdout().find("<- exe 1001l $ 100.107 (")) << sim->Stdout();
 }
 
 }  // namespace

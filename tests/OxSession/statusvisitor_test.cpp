@@ -47,15 +47,18 @@ const std::string kProbe =
 const std::string kSensorDefs =
     "<Sensor id=\"3003\" val=\"1\" parent=\"10\" section=\"2\" name=\"Plate in\" />\r\n";
 const std::string kSensor = "<Sensor id=\"3003\" val=\"1\" />\r\n";
-const std::string kDoseDefs = "<Dose id=\"4001\" val=\"0.5\" parent=\"10\" name=\"Pump A&B\" />\r\n";
+const std::string kDoseDefs =
+    "<Dose id=\"4001\" val=\"0.5\" parent=\"10\" name=\"Pump A&B\" />\r\n";
 const std::string kDose = "<Dose id=\"4001\" val=\"0.5\" />\r\n";
-const std::string kHeaterDefs = "<Heater id=\"4002\" val=\"1\" parent=\"10\" name=\"Heater\" />\r\n";
+const std::string kHeaterDefs =
+    "<Heater id=\"4002\" val=\"1\" parent=\"10\" name=\"Heater\" />\r\n";
 const std::string kHeater = "<Heater id=\"4002\" val=\"1\" />\r\n";
 const std::string kMotorDefs =
     "<Motor id=\"4003\" val=\"1.23457e+06\" parent=\"10\" section=\"4\" name=\"Drive\" "
     "unit=\"EXTCHAR(176)/s\" />\r\n";
 const std::string kMotor = "<Motor id=\"4003\" val=\"1.23457e+06\" />\r\n";
-const std::string kOutputDefs = "<DigitalOutput id=\"4004\" val=\"0\" parent=\"0\" name=\"\" />\r\n";
+const std::string kOutputDefs =
+    "<DigitalOutput id=\"4004\" val=\"0\" parent=\"0\" name=\"\" />\r\n";
 const std::string kOutput = "<DigitalOutput id=\"4004\" val=\"0\" />\r\n";
 const std::string kIndicatorRad = "<Indicator id=\"4005\" val=\"1\" />\r\n";
 const std::string kSetterDefs =

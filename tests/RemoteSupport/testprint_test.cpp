@@ -44,7 +44,8 @@ namespace {
 
 int Count(const std::string& s, const std::string& needle) {
     int n = 0;
-    for (size_t p = s.find(needle); p != std::string::npos; p = s.find(needle, p + 1)) ++n;
+    for (size_t p = s.find(needle); p != std::string::npos; p = s.find(needle, p + 1))
+        ++n;
     return n;
 }
 
@@ -73,7 +74,8 @@ TEST(FileLog, MissingDirectoryReportsTwentyTimesThenStops) {
     std::string old = name + ".1";
     FileLog log(name.c_str(), old.c_str(), 1000);
     testing::internal::CaptureStderr();
-    for (int i = 0; i < 30; ++i) log.Log("text\n");
+    for (int i = 0; i < 30; ++i)
+        log.Log("text\n");
     std::string err = testing::internal::GetCapturedStderr();
     EXPECT_EQ(20, Count(err, "FileLog::Log Log: " + name + ", errno="));
     EXPECT_EQ(1, Count(err, "FileLog::Log Log: Error logging stopped!\n"));
@@ -81,7 +83,7 @@ TEST(FileLog, MissingDirectoryReportsTwentyTimesThenStops) {
 }
 
 class TestPrintTaskTest : public ::testing::Test {
-protected:
+  protected:
     void SetUp() override {
         OxConfiguration::Instance()->SetAppPath(box_.Root());
         logToConsole = true;
@@ -103,9 +105,9 @@ TEST_F(TestPrintTaskTest, RoutesStampsSkipsColumnsAndEchoesWarnings) {
     TestPrintSetMask(32, 16 | 2);
     testing::internal::CaptureStdout();
     testing::internal::CaptureStderr();
-    TestPrintF(1, "Listening on socket port %d.\n", 2000);    // nowhere
-    TestPrintF(4, "Socket error (connection)!\n");            // file only, masks 0 for it
-    TestPrintF(32, "MDIEditLink::TransmitCommand %s\n", "x");  // stdout only
+    TestPrintF(1, "Listening on socket port %d.\n", 2000);        // nowhere
+    TestPrintF(4, "Socket error (connection)!\n");                // file only, masks 0 for it
+    TestPrintF(32, "MDIEditLink::TransmitCommand %s\n", "x");     // stdout only
     TestPrintF(16, "OxConnection::SaveParms(), wrong state!\n");  // file and stderr
     TestPrintF(2, "Sending boot command.\n");                     // file, no stderr
     TestPrintF(0, "Connection established\n");                    // file and stdout
@@ -130,8 +132,9 @@ TEST_F(TestPrintTaskTest, RoutesStampsSkipsColumnsAndEchoesWarnings) {
     std::string log = Log();
     EXPECT_EQ(std::string::npos, log.find("Listening"));
     EXPECT_EQ(std::string::npos, log.find("TransmitCommand"));
-    for (const char* line : {"Socket error (connection)!\n", "OxConnection::SaveParms(), wrong state!\n",
-                             "Sending boot command.\n", "Connection established\n"}) {
+    for (const char* line :
+         {"Socket error (connection)!\n", "OxConnection::SaveParms(), wrong state!\n",
+          "Sending boot command.\n", "Connection established\n"}) {
         size_t at = log.find(line);
         ASSERT_NE(std::string::npos, at) << line;
         ASSERT_GE(at, 12u);

@@ -114,6 +114,37 @@ bool FakeController::WaitForClose(int timeoutMs) {
     return true;
 }
 
+bool FakeController::HandOver(const std::vector<std::string>& world, int timeoutMs,
+                              std::string& why) {
+    auto expect = [&](const std::string& wanted) {
+        std::string frame;
+        if (!ReadFrame(frame, timeoutMs)) {
+            why = "no \"" + wanted + "\" from the gateway";
+            return false;
+        }
+        if (frame != wanted) {
+            why = "\"" + frame + "\" instead of \"" + wanted + "\"";
+            return false;
+        }
+        return true;
+    };
+    if (!Accept(timeoutMs)) {
+        why = "the gateway did not connect";
+        return false;
+    }
+    std::string all;
+    for (const std::string& text : world)
+        all += text + std::string(1, '\0');
+    if (!expect("exe 1 $ 100.101 (-1);") || !Send(all) || !SendFrame("res 1 : 0;") ||
+        !expect("exe 11 $ 100.109();") || !SendFrame("res 11 : 0;") ||
+        !expect("exe 2  $   100 . 102 (5);") || !SendFrame("res 2 : 0;")) {
+        if (why.empty())
+            why = "the link broke";
+        return false;
+    }
+    return true;
+}
+
 void FakeController::DropClient() {
     if (clientFd_ >= 0)
         close(clientFd_);

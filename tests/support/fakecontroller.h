@@ -3,6 +3,7 @@
 #pragma once
 
 #include <string>
+#include <vector>
 
 class FakeController {
   public:
@@ -24,6 +25,11 @@ class FakeController {
     // True if the gateway closed its side (reads 0) within the time.
     bool WaitForClose(int timeoutMs);
     void DropClient();
+    // The controller's side of the start conversation, from the gateway's
+    // connect to Connected: answers the request for all objects with the
+    // texts of world, written at once, then the date and the attach. False,
+    // with what went wrong in why, when the gateway does not ask as expected.
+    bool HandOver(const std::vector<std::string>& world, int timeoutMs, std::string& why);
     void StopListening();
     int Accepts() const { return accepts_; }
 

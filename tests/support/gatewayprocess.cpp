@@ -38,7 +38,8 @@ GatewayProcess::GatewayProcess(const std::string& root, const std::vector<std::s
         setenv("OXGW_ROOT", root.c_str(), 1);
         // The stand-ins for the board's programs (saveparams, ...) come first.
         std::string path = std::string(OXGW_SOURCE_DIR) + "/tools/board";
-        if (const char* old = getenv("PATH")) path += std::string(":") + old;
+        if (const char* old = getenv("PATH"))
+            path += std::string(":") + old;
         setenv("PATH", path.c_str(), 1);
         for (const auto& [k, v] : env)
             setenv(k.c_str(), v.c_str(), 1);
@@ -117,4 +118,22 @@ int GatewayProcess::Wait(int timeoutMs) {
     if (WIFSIGNALED(status_))
         return -WTERMSIG(status_);
     return -1001;
+}
+
+std::unique_ptr<GatewayProcess> StartSimulator(const std::string& root, const std::string& ip,
+                                               const std::vector<std::string>& more,
+                                               const std::string& world) {
+    std::vector<std::string> args{
+        "--address",
+        ip,
+        "--port",
+        "1",
+        "--world",
+        world.empty() ? std::string(OXGW_SOURCE_DIR) + "/tools/torcsim/worlds/line.oxw" : world};
+    args.insert(args.end(), more.begin(), more.end());
+    auto sim = std::make_unique<GatewayProcess>(root, args, std::map<std::string, std::string>{},
+                                                std::string(OXGW_BUILD_DIR) + "/torcsim");
+    if (!sim->WaitForStdout("torcsim: listening", 8000))
+        return nullptr;
+    return sim;
 }

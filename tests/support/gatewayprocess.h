@@ -3,6 +3,7 @@
 #pragma once
 
 #include <map>
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -40,3 +41,11 @@ class GatewayProcess {
 
 // Counts occurrences of needle in haystack.
 int CountOccurrences(const std::string& haystack, const std::string& needle);
+
+// The machine simulator (build/torcsim) on machine port 1 of ip, playing the
+// sample world of an etching line unless another world file is given; more
+// arguments, such as a script, go behind. Returned once it listens; null if
+// it does not within the time.
+std::unique_ptr<GatewayProcess> StartSimulator(const std::string& root, const std::string& ip,
+                                               const std::vector<std::string>& more = {},
+                                               const std::string& world = "");

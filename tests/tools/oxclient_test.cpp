@@ -107,12 +107,9 @@ const char* const kConnectedLines =
 TEST(Oxclient, LogsOnThroughTheGatewayPrintsEventsAndSaysGoodbyeOnCtrlC) {
     GatewayTestEnv env;
     env.Box().WriteFile("/line.script", "wait recv exe 5 $2101.201(35);\nraise 9002\n");
-    GatewayProcess sim(env.Box().Root(),
-                       {"--address", env.Ip(), "--port", "1", "--world",
-                        std::string(OXGW_SOURCE_DIR) + "/tools/torcsim/worlds/line.oxw", "--script",
-                        env.Box().Path("/line.script")},
-                       {}, std::string(OXGW_BUILD_DIR) + "/torcsim");
-    ASSERT_TRUE(sim.WaitForStdout("torcsim: listening", kWaitMs));
+    auto sim =
+        StartSimulator(env.Box().Root(), env.Ip(), {"--script", env.Box().Path("/line.script")});
+    ASSERT_NE(nullptr, sim);
     auto gw = env.Start();
     ASSERT_TRUE(gw->WaitForStdout(Shown("COM 1: Connected\n"), kWaitMs));
 

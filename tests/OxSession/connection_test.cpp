@@ -12,6 +12,7 @@
 #include <gtest/gtest.h>
 
 #include <chrono>
+#include <filesystem>
 
 #include <poll.h>
 #include <sys/socket.h>
@@ -86,6 +87,14 @@ int Count(const std::string& s, const std::string& needle) {
 
 class Connection : public ConnectionTest {
   protected:
+    // Every test starts without event logs, whichever tests ran before it in
+    // this process. Only ever below the sandbox root.
+    void SetUp() override {
+        ConnectionTest::SetUp();
+        const std::string root = OxConfiguration::Instance()->GetAppPath();
+        ASSERT_FALSE(root.empty());
+        std::filesystem::remove_all(root + "/var/log/oxgw");
+    }
     void TearDown() override {
         OxConnectionMan::DeleteInstance();
         OxConfiguration::Instance()->ClearConnectionCfg();

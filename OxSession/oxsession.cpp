@@ -151,15 +151,18 @@ int OxSocketSession::handle_input(ACE_HANDLE) {
         return -1;
     }
     writePos[n] = '\0';
-    if (strpbrk(input, "\r\n") == nullptr) {
-        writePos += n;  // no line end yet: wait for more
+    // The line end is looked for in every byte held, not only up to the
+    // first zero byte: a client that sends a zero must not make the session
+    // deaf until its buffer is full.
+    char* end = writePos + n;
+    if (std::find_if(input, end, [](char c) { return c == '\r' || c == '\n'; }) == end) {
+        writePos = end;  // no line end yet: wait for more
         return 0;
     }
     // Cut into lines; empty lines vanish, and a tail without a line end is
-    // a line of its own.
+    // a line of its own. A zero byte ends the text of its line.
     std::vector<char*> lines;
     char* p = input;
-    char* end = writePos + n;
     while (p < end) {
         while (p < end && (*p == '\r' || *p == '\n'))
             *p++ = '\0';

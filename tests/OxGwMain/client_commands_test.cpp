@@ -181,4 +181,72 @@ TEST(ClientCommands, EveryMachineCommandInServiceModeAsTheControllerReceivesIt) 
     EXPECT_EQ(0, gw->Wait(10000));
 }
 
+TEST(ClientCommands, BrokenAndBinaryLinesLeaveTheSessionStanding) {
+    GatewayTestEnv env;
+    auto sim = StartSimulator(env.Box().Root(), env.Ip());
+    ASSERT_NE(nullptr, sim);
+    auto gw = env.Start();
+    ASSERT_TRUE(gw->WaitForStdout(Shown("COM 1: Connected\n"), kWaitMs));
+    XmlClient client(env.ClientPort());
+    ASSERT_TRUE(
+        client.Send("<Message><Connect><CommParm port=\"1\"/></Connect></Message>\r\n"
+                    "<Message><Logon level=\"RAD\"/></Message>\r\n"));
+    std::string line;
+    ASSERT_TRUE(SkipTo(client, "<Message><List position=\"end\" name=\"TypeInfo\">", line));
+
+    // Commands cut anywhere, with odd values, reaching the handlers of a
+    // logged-on session.
+    const std::vector<std::string> broken = {
+        "<Message><ChangeNumParameter id=\"",
+        "<Message><ChangeNumParameter id=\"2101\" value=\"nan\"/></Message>",
+        "<Message><ChangeNumParameter id=\"2101\" value=\"1e999\"/></Message>",
+        "<Message><ChangeEnumParameter id=\"2101\" value=\"1\"/></Message>",
+        "<Message><ChangeEnumParameter id=\"99999999999999999999\" value=\"x\"/></Message>",
+        "<Message><SetMotor id=\"4001\" speed=\"\"",
+        "<Message><SetTemperature id=\"2001\" temperature=\"-\"/></Message>",
+        "<Message><ExecuteFunction id=\"6101\" action=\"-1\" argument=\"1\" argument=\"",
+        "<Message><ExecuteFunction id=\"2001\" action=\"\"/></Message>",
+        "<Message><ReplyAlarm id=\"2001\" replyId=\"-5\"/></Message>",
+        "<Message><GetType id=\"-1\"/></Message>",
+        "<Message><GetAlarmEvents year=\"99999\" month=\"13\" day=\"-4\"/></Message>",
+        "<Message><Connect><CommParm port=\"\"",
+        "\"\"\"<<<>>>",
+        "<Message></Message>",
+    };
+    // Each write waits for the answer to a poll behind it, so that no single
+    // read fills the session's whole input buffer, which would close it.
+    const std::string poll = "<Message><AlivePoll/></Message>\r\n";
+    for (const std::string& text : broken) {
+        ASSERT_TRUE(client.Send(text + "\r\n" + poll));
+        ASSERT_TRUE(SkipTo(client, "<Message><AliveAck mode=\"Connected\">", line)) << text;
+    }
+    // Binary noise in writes of many sizes, with line ends and zero bytes.
+    unsigned seed = 12345;
+    for (int write = 0; write < 60; ++write) {
+        std::string noise;
+        int size = 1 + write * 37 % 900;
+        for (int i = 0; i < size; ++i) {
+            seed = seed * 1103515245u + 12345u;
+            noise.push_back(static_cast<char>(seed >> 16));
+        }
+        ASSERT_TRUE(client.Send(noise + "\r\n" + poll));
+        ASSERT_TRUE(SkipTo(client, "<Message><AliveAck mode=\"Connected\">", line)) << write;
+    }
+    // Still the same session, logged on and answering.
+    ASSERT_TRUE(client.Send("<Message><GetUserInfo/></Message>\r\n"));
+    ASSERT_TRUE(SkipTo(client, "<Message><UserInfo>", line)) << gw->Stderr();
+    EXPECT_EQ("<Message><UserInfo><User id=\"\" level=\"RAD\"/></UserInfo></Message>", line);
+    ASSERT_TRUE(
+        client.Send("<Message><ChangeNumParameter id=\"2002\" value=\"200\"/></Message>\r\n"));
+    EXPECT_TRUE(sim->WaitForStdout("<- exe 5 $2002.201(200);", kWaitMs));
+    // A broken logon is a failed logon: it takes the earlier one away.
+    ASSERT_TRUE(client.Send("<Message><Logon level=\"\r\n<Message><GetUserInfo/></Message>\r\n"));
+    ASSERT_TRUE(SkipTo(client, "<Message><CommandError", line));
+    EXPECT_EQ(Error("Logon failed, unmatched level"), line);
+    EXPECT_EQ(Error("The command is not legal when a logon has not been made!"), client.Line());
+    EXPECT_TRUE(gw->Running());
+    gw->Signal(SIGINT);
+    EXPECT_EQ(0, gw->Wait(10000));
+}
+
 }  // namespace

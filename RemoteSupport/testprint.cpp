@@ -159,6 +159,15 @@ TestPrintTask::~TestPrintTask() {
     if (run_)
         end_event_loop();
     wait();
+    // The thread may have ended between run_ going false and the terminate
+    // request coming in; what is still queued is freed here.
+    while (!activationQueue_.is_empty()) {
+        ACE_Time_Value now = ACE_OS::gettimeofday();
+        ACE_Method_Request* request = activationQueue_.dequeue(&now);
+        if (request == nullptr)
+            break;
+        delete request;
+    }
     if (theTask == this)
         theTask = nullptr;
     delete fileLog_;

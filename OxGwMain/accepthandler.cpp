@@ -1,6 +1,7 @@
 #include "accepthandler.h"
 
 #include "crash.h"
+#include "oxgwmain.h"
 #include "oxsession.h"
 #include "testprint.h"
 
@@ -35,6 +36,7 @@ int Accept_Handler::handle_signal(int signum, siginfo_t*, ucontext_t*) {
             shuttingDown_ = true;
             TestPrintF(8, "SIGINT received, shutting down!\n");
             ACE_Reactor::instance()->end_reactor_event_loop();
+            OxInterruptTaken();
         }
         return 0;
     }

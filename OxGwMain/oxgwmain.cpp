@@ -21,6 +21,7 @@
 #include <ace/Thread_Manager.h>
 
 #include <cerrno>
+#include <atomic>
 #include <csignal>
 #include <cstdlib>
 #include <cstring>
@@ -64,6 +65,15 @@ void RepairMailConfiguration() {
 // handler for it prints and ends the event loop; run on a thread that was
 // inside the debug print (holding its queue's lock), it would wait for that
 // lock for ever. Every other thread, made after this, keeps SIGINT blocked.
+// Once the first SIGINT has started the stop, that thread blocks SIGINT too
+// and ends: from then on a SIGINT stays pending, and nothing that puts back
+// the default action on the way out can let it end the process.
+static std::atomic<bool> interruptTaken{false};
+
+void OxInterruptTaken() {
+    interruptTaken = true;
+}
+
 static void RouteInterruptToSignalThread() {
     sigset_t interrupt;
     sigemptyset(&interrupt);
@@ -71,8 +81,9 @@ static void RouteInterruptToSignalThread() {
     pthread_sigmask(SIG_BLOCK, &interrupt, nullptr);
     std::thread([interrupt] {
         pthread_sigmask(SIG_UNBLOCK, &interrupt, nullptr);
-        for (;;)
+        while (!interruptTaken)
             pause();
+        pthread_sigmask(SIG_BLOCK, &interrupt, nullptr);
     }).detach();
 }
 

@@ -166,7 +166,8 @@ void OxSocketSession::SendTypeInfo(int id) {
     OXObject* object = connection != nullptr ? connection->GetObjectManager().Lookup(id) : nullptr;
     if (object == nullptr)
         return;
-    TestPrintF(64, "Client(%d): Type info %d\n", sessionId, id);
+    TestPrintF(0, "Client(%d)::Type info: %.100s of type %.100s\n", sessionId,
+               object->GetString("Name").c_str(), object->GetClassName().c_str());
     std::ostringstream out;
     if (OxParameterTypeInfo_ToXml(out, MessageContext(false), *object))
         Send(out);

@@ -80,14 +80,15 @@ std::string AlarmDescription(const OXObject& object, const OxTextMap* languageMa
                                                 ? OxLanguageMap::getParmName(section, languageMap)
                                                 : std::to_string(section)});
     }
+    // The owner is the one the context fragment names. In a language its
+    // name is the language's; otherwise the name of a referenced owner.
     size_t ownerPos = text.find("%o");
+    long ownerId = OxMsgOwnerId(object);
     const OXComplexObject* owner = object.GetReference("Owner");
-    if (ownerPos != std::string::npos && owner != nullptr) {
-        replacements.push_back(
-            {ownerPos, languageMap != nullptr
-                           ? OxLanguageMap::getParmName(owner->GetObjectId(), languageMap)
-                           : owner->GetString("Name")});
-    }
+    if (ownerPos != std::string::npos && ownerId != 0 && languageMap != nullptr)
+        replacements.push_back({ownerPos, OxLanguageMap::getParmName(ownerId, languageMap)});
+    else if (ownerPos != std::string::npos && owner != nullptr)
+        replacements.push_back({ownerPos, owner->GetString("Name")});
     // The later place first, so the earlier one keeps its position.
     std::sort(replacements.begin(), replacements.end(),
               [](const Replacement& a, const Replacement& b) { return a.pos > b.pos; });
@@ -138,8 +139,7 @@ void OxAlarmEvent_ToXml(std::ostream& out, const OXObject& object, const std::st
             << (languageMap != nullptr
                     ? OxLanguageMap::getAlarmReplyText(static_cast<int>(id), languageMap)
                     : ElementText(ListElement(texts, i)))
-            << "\" object=\""
-            << ElementNumber(ListElement(objects, i)) << "\"/>";
+            << "\" object=\"" << ElementNumber(ListElement(objects, i)) << "\"/>";
     }
     out << "</ReplyList>";
     // The owner and section, so that a reader of the log can name them later.
@@ -495,7 +495,6 @@ void OxConnection::ResultReceived(unsigned long id, const OXObject& result) {
             handler->ResultReceived(id, result);
     }
 }
-
 
 void OxConnection::ExceptionReceived(unsigned long id, const OXObject& result) {
     TestPrintF(4, "internal! (OxConnection::ExceptionReceived exeId=%d)\n", static_cast<int>(id));

@@ -26,7 +26,6 @@ std::string AccessLevelText(long level) {
     return level >= 0 && level <= 5 ? kAccessLevelTexts[level] : "";
 }
 
-
 // The value of an attribute as a number: an enum gives its index, a number
 // its value scaled by the attribute's unit factors, anything else 0.
 double NumberOf(const OXObject& object, const std::string& name) {
@@ -170,12 +169,15 @@ void OxObjectMsg_ToXml(std::ostream& out, const OxTextMap* language, const OXObj
     out << "/>";
 }
 
+long OxMsgOwnerId(const OXObject& object) {
+    long owner = ObjectNumberOf(object, "Owner");
+    return owner != 0 ? owner : ObjectNumberOf(object, "Parent");
+}
+
 void OxContextObjectMsg_ToXml(std::ostream& out, const OXObject& object, bool withContext) {
     if (!withContext)
         return;
-    long owner = ObjectNumberOf(object, "Owner");
-    if (owner == 0)
-        owner = ObjectNumberOf(object, "Parent");
+    long owner = OxMsgOwnerId(object);
     if (owner == 0)
         return;
     out << "<Context><Object id=\"" << owner << "\"";
@@ -310,19 +312,19 @@ void OxMediaEvent_ToXml(std::ostream& out, const OxMsgContext& context, const OX
 }
 
 void OxSetterEvent_ToXml(std::ostream& out, const OxMsgContext& context, const OXObject& object) {
-    // The signal is a value of the machine's enumeration "e98"; its text is
-    // the machine's own, or the language's text of that value. Its four low
-    // bits are the lines RTS, DTR, OUT1 and OUT2.
-    long signal = LongOf(object, "Signal");
+    // The signal is the Value, a value of the machine's enumeration "e98":
+    // its text is the machine's own, or else the language's text of that
+    // value. The line states stand in attributes of their own.
     std::string text;
-    const OXEnumObject* value = object.GetEnumObject("Signal");
+    const OXEnumObject* value = object.GetEnumObject(kValue);
     if (value != nullptr && value->GetEnumStr() != nullptr)
         text = *value->GetEnumStr();
     else
-        text = OxMsgEnumValueText("e98", static_cast<int>(signal), context.language);
-    out << "<Message><SetterEvent value=\"" << text << "\" rts=\"" << (signal & 1) << "\" dtr=\""
-        << ((signal >> 1) & 1) << "\" out1=\"" << ((signal >> 2) & 1) << "\" out2=\""
-        << ((signal >> 3) & 1) << "\">";
+        text =
+            OxMsgEnumValueText("e98", static_cast<int>(LongOf(object, kValue)), context.language);
+    out << "<Message><SetterEvent value=\"" << text << "\" rts=\"" << LongOf(object, "rts")
+        << "\" dtr=\"" << LongOf(object, "dtr") << "\" out1=\"" << LongOf(object, "out1")
+        << "\" out2=\"" << LongOf(object, "out2") << "\">";
     OxObjectMsg_ToXml(out, context.language, object, false);
     out << "</SetterEvent></Message>";
 }

@@ -53,6 +53,9 @@ void OxObjectMsg_ToXml(std::ostream& out, const OxTextMap* language, const OXObj
                        bool withName);
 // <Context><Object id="owner" section="3"/></Context> when withContext is set
 // and the object has an Owner (or else a Parent); otherwise nothing.
+// The owner of an object: the object named by its Owner attribute (a
+// reference or a number), else by Parent; 0 when it has none.
+long OxMsgOwnerId(const OXObject& object);
 void OxContextObjectMsg_ToXml(std::ostream& out, const OXObject& object, bool withContext);
 // ' override="false"' for 1, ' override="true"' for 2, nothing otherwise.
 void OxOverrideMsg_ToXml(std::ostream& out, const OXObject& object);

@@ -138,6 +138,18 @@ TEST_F(AlarmMessage, LanguageGivesTextRepliesOwnerAndSection) {
         "<Reply id=\"2\" text=\"Halt\" object=\"0\"/></ReplyList>"
         "<Context><Object id=\"12\" section=\"4\"/></Context></AlarmEvent></Message>",
         text);
+    // An owner given by number through Parent is named by the language too,
+    // and is the one the context names.
+    OXComplexObject* child = objects.Alarm(504, 17, "x");
+    objects.world.AddAttr<OXNumberObject>(child, "Parent", "number", TestWorld::Number(12));
+    std::ostringstream byParent;
+    OxAlarmEvent_ToXml(byParent, *child, "AlarmEvent", AET_ACTIVE, &german);
+    EXPECT_NE(std::string::npos,
+              byParent.str().find("description=\"Dosierpumpe steht in %s; %o pr\xc3\xbc"
+                                  "fen\""))
+        << byParent.str();
+    EXPECT_NE(std::string::npos, byParent.str().find("<Context><Object id=\"12\"/></Context>"));
+    delete child;
     // An alarm of type 0 keeps the machine's text, in any language.
     OXComplexObject* plain = objects.Alarm(503, 0, "Lid %o open");
     objects.world.AddAttr<OXComplexObject>(plain, "Owner", "Pump", owner);

@@ -43,7 +43,7 @@ const char* const kDefinitions[] = {
     // A device whose owner is named by a number in Parent.
     "class Heater : Object { number Parent; number Section; tagOnOff Value; number Override; "
     "number DeviceType; string Tag; };",
-    "class Setter : Device { e98 Signal; };",
+    "class Setter : Device { e98 Value; number rts; number dtr; number out1; number out2; };",
     "class Media : Object { string SerialNo; number PathId; number Length; number MediaState; "
     "number StartTime; };",
     "class Link : Device { number TargetId; };",
@@ -66,7 +66,7 @@ const char* const kObjects[] = {
     "new Motor(50, \"\", 0, 2, @10, 1, 0, 3, \"M1\", 1200, 1, 100, 3000, \"rpm\");",
     "new Dose(51, \"\", 0, 2, @10, 0, 0, 2, \"D1\", 1, 0);",
     "new Heater(52, \"\", 0, 2, 10, 4, 0, 2, 6, \"H1\");",
-    "new Setter(53, \"\", 0, 2, @10, 0, 0, 8, \"V1\", 9);",
+    "new Setter(53, \"\", 0, 2, @10, 0, 0, 8, \"V1\", 9, 1, 0, 0, 1);",
     "new Indicator(54, \"\", 0, 2, @10, 0, 0, 9, \"I1\", 0, 0);",
     "new Media(60, \"\", 0, 2, \"P-17\", 2, 450, 1, 1700000000);",
     "new Link(70, \"\", 0, 2, @10, 0, 0, 0, \"\", 50);",
@@ -239,7 +239,7 @@ TEST_F(ObjectMsgTest, EventsFollowUpdates) {
     EXPECT_EQ(Event(21),
               "<Message><TemperatureEvent value=\"-0.5\" unit=\"C\">"
               "<Object id=\"21\"/></TemperatureEvent></Message>");
-    ASSERT_EQ(Run("upd 53 (\"\", 0, 2, @10, 0, 0, 8, \"V1\", 6);"), "ok");
+    ASSERT_EQ(Run("upd 53 (\"\", 0, 2, @10, 0, 0, 8, \"V1\", 6, 0, 1, 1, 0);"), "ok");
     OxTextMap language{{"e98-6", "Dtr+Out1"}};
     context.language = &language;
     EXPECT_EQ(Event(53),

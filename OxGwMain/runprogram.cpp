@@ -95,6 +95,10 @@ bool RunProgram::Run(const char* command) {
         TestPrintF(8, "Spawn %.80s failed!\n", command);
         return false;
     }
+    // The child leads a process group of its own (see child()), so that a
+    // kill reaches everything the shell started. Set it from this side too:
+    // a kill may come before the child has run its first instruction.
+    setpgid(result, result);
     TestPrintF(8, "%.80s spawned! (res=%d)\n", command, static_cast<int>(result));
     return true;
 }
@@ -105,6 +109,9 @@ void RunProgram::child(pid_t /*parent*/) {
     sigset_t none;
     sigemptyset(&none);
     sigprocmask(SIG_SETMASK, &none, nullptr);
+    // A group of its own: the shell's children (a script's programs) are in
+    // it too, and Kill and Terminate signal the whole group.
+    setpgid(0, 0);
     // In the new process, between fork and exec. ACE would split the command
     // line at blanks and exec the first word; the callers pass shell command
     // lines ("cp a b", redirections, "&&"), so hand the whole line to the
@@ -196,15 +203,23 @@ bool RunProgram::ReadStderror(char* buffer, unsigned int length) {
 
 int RunProgram::Kill(int signal) {
     // Never signal pid -1: that would reach every process we may signal.
-    int result = getpid() == ACE_INVALID_PID ? -1 : kill(signal);
+    pid_t pid = getpid();
+    int result = -1;
+    if (pid != ACE_INVALID_PID && pid > 0) {
+        result = ::kill(pid, signal);
+        ::kill(-pid, signal);  // whatever the command started
+    }
     ClosePipes();
     return result == -1 ? 1 : 0;
 }
 
 void RunProgram::Terminate() {
     pid_t pid = getpid();
-    if (pid == ACE_INVALID_PID)
+    if (pid == ACE_INVALID_PID || pid <= 0)
         return;
+    // The whole group: terminating only the shell would leave the program
+    // it started running past its limit.
+    ::kill(-pid, SIGKILL);
     ACE::terminate_process(pid);
     // Reap it so that no zombie is left behind, but never hang on a child
     // stuck in the kernel: give it one second.

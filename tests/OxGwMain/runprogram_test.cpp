@@ -5,15 +5,24 @@
 
 #include <cerrno>
 #include <chrono>
+#include <cstdlib>
 #include <csignal>
+#include <fstream>
+#include <iterator>
 #include <string>
 #include <sys/wait.h>
 #include <thread>
 
 namespace {
 
+// Gone, or dead and waiting for whoever adopted it to reap it.
 bool Gone(pid_t pid) {
-    return kill(pid, 0) == -1 && errno == ESRCH;
+    if (kill(pid, 0) == -1 && errno == ESRCH)
+        return true;
+    std::ifstream stat("/proc/" + std::to_string(pid) + "/stat");
+    std::string text((std::istreambuf_iterator<char>(stat)), std::istreambuf_iterator<char>());
+    size_t close = text.rfind(')');
+    return close != std::string::npos && text.compare(close, 4, ") Z ") == 0;
 }
 
 // Reads the child's stdout until it holds want or the patience runs out.
@@ -79,6 +88,24 @@ TEST(RunProgram, OverrunningChildIsKilled) {
     pid = program.getpid();
     EXPECT_FALSE(program.WaitForTermination(0, &status));
     EXPECT_TRUE(Gone(pid));
+
+    // The kill reaches what the shell started, not only the shell: a script
+    // whose program overruns leaves nothing behind.
+    for (bool terminate : {true, false}) {
+        ASSERT_TRUE(program.Run("sleep 30 & echo $!; wait"));
+        std::string line = ReadUntil(program, "\n");
+        pid_t grandchild = static_cast<pid_t>(std::atol(line.c_str()));
+        ASSERT_GT(grandchild, 0) << line;
+        if (terminate) {
+            EXPECT_FALSE(program.WaitForTermination(1, nullptr));
+        } else {
+            EXPECT_EQ(0, program.Kill(SIGKILL));
+            EXPECT_TRUE(program.WaitForTermination(5, nullptr));
+        }
+        for (int i = 0; i < 100 && !Gone(grandchild); ++i)
+            std::this_thread::sleep_for(std::chrono::milliseconds(10));
+        EXPECT_TRUE(Gone(grandchild)) << (terminate ? "Terminate" : "Kill");
+    }
 }
 
 TEST(RunProgram, NonBlockingReadsAndStdin) {

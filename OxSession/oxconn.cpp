@@ -201,6 +201,14 @@ void OxConnection::DisConnect(OxSession* session) {
     auto it = std::find(sessions.begin(), sessions.end(), session);
     if (it != sessions.end())
         sessions.erase(it);
+    // A result or an exception may still come for a command the session
+    // gave: it is consumed as before, but nobody is told any more.
+    OXObjectHandler* handler = session;
+    for (auto& waiting : handlers)
+        if (waiting.second == handler)
+            waiting.second = nullptr;
+    if (restoreHandler == handler)
+        restoreHandler = nullptr;
 }
 
 void OxConnection::NotifySessions(tagOxConnState newState) {

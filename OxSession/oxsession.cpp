@@ -180,6 +180,12 @@ int OxSocketSession::handle_input(ACE_HANDLE) {
         if (fatalError)
             break;
     }
+    // A <Disconnect> closes the session once the whole read has run: the
+    // lines behind it in the same read are still the client's commands.
+    if (disconnectPending && deleteTimerId == -1) {
+        disconnectPending = false;
+        ACE_Reactor::instance()->remove_handler(this, ACE_Event_Handler::READ_MASK);
+    }
     return 0;
 }
 
@@ -205,7 +211,7 @@ void OxSocketSession::Command(char* line) {
         OxService::Instance()->RestartOxService();
     }
     if (disconnectRequested)
-        ACE_Reactor::instance()->remove_handler(this, ACE_Event_Handler::READ_MASK);
+        disconnectPending = true;
 }
 
 int OxSocketSession::handle_close(ACE_HANDLE, ACE_Reactor_Mask) {
@@ -455,17 +461,18 @@ void OxSocketSession::TestPrintReceived(const std::string& text) {
 }
 
 void OxSocketSession::OxGetAlarmEventsMsg(int year, int month, int day) {
+    if (IsClosing() || !CheckConnectedAndLogon())
+        return;
     std::ostringstream list;
     StreamListMessage(list, true, "HistoricAlarmEvents", false);
     Send(list);
     ACE_Date_Time today(ACE_OS::gettimeofday());
     bool sent = false;
-    if (connection != nullptr && year == today.year() && month == today.month() &&
-        day == today.day())
+    if (year == today.year() && month == today.month() && day == today.day())
         sent = connection->RequestHistoricAlarms(this);
     // Another day from its file; today's only if the connection had no log
     // open to send it from (reading it again would send every line twice).
-    if (!sent && connection != nullptr && !connection->GetSerialNo().empty()) {
+    if (!sent && !connection->GetSerialNo().empty()) {
         EventLog log;
         if (log.OpenForRead(connection->GetSerialNo(), year, month, day)) {
             std::string line;
@@ -488,6 +495,11 @@ int OxActiveSocketSession::handle_close(ACE_HANDLE handle, ACE_Reactor_Mask mask
             manager->SessionClosed(this);
     }
     return OxSocketSession::handle_close(handle, mask);
+}
+
+OxActiveSocketSession::~OxActiveSocketSession() {
+    if (manager != nullptr)
+        manager->SessionClosed(this);
 }
 
 void OxActiveSocketSession::SendConnectedMsg() {

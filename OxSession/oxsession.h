@@ -187,6 +187,7 @@ class OxSocketSession : public OxSession, public ACE_Event_Handler, public OxXml
     bool bootloadMode = false;
     bool configReceived = false;
     bool disconnectRequested = false;
+    bool disconnectPending = false;  // a <Disconnect> in the read being run
     // Nothing in the program sets it; it is read before every send and read.
     bool fatalError = false;
     long deleteTimerId = -1;
@@ -197,6 +198,9 @@ class OxSocketSession : public OxSession, public ACE_Event_Handler, public OxXml
 class OxActiveSocketSession : public OxSocketSession {
   public:
     explicit OxActiveSocketSession(OxActiveSessionMan* manager) : manager(manager) {}
+    // Whatever way the session ends (its own close, or a service restart
+    // that destroys every session), its slot is released and polling goes on.
+    ~OxActiveSocketSession() override;
     int handle_close(ACE_HANDLE handle, ACE_Reactor_Mask mask) override;
     void SendConnectedMsg();
 

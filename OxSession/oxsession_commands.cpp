@@ -212,7 +212,7 @@ void OxSocketSession::OxLanguageMsg() {
     if (DIR* dir = opendir(".")) {
         while (dirent* entry = readdir(dir)) {
             std::string name = entry->d_name;
-            if (name.find(".ucs") != std::string::npos && name.size() > 12)
+            if (name.find(".ucs") != std::string::npos && name.size() >= 12)
                 text += "<Language name=\"" + name.substr(8, name.size() - 12) + "\"/>";
         }
         closedir(dir);

@@ -252,6 +252,19 @@ TEST(SessionProcess, OutgoingSessionDialsTheServerAndDialsAgainAfterItCloses) {
     ASSERT_GE(again, 0) << "no new session after the close";
     XmlClient second(XmlClient::Adopt{again});
     EXPECT_EQ("<Message><Connected protocolVersion=\"2.02.05\"/></Message>", second.Line());
+
+    // The server writes a configuration that restarts the service: every
+    // session goes without its close, and the gateway still dials again.
+    std::string config = env.ConfigText();
+    config.insert(config.rfind("</Configuration>"),
+                  "<ConnectCom port=\"2\"><EventLog maxAgeDays=\"30\" logAlarms=\"true\"/>"
+                  "</ConnectCom>");
+    ASSERT_TRUE(second.Send(config + "\r\n"));
+    EXPECT_TRUE(second.WaitForClose(10000));
+    int afterRestart = server.Accept(20000);
+    ASSERT_GE(afterRestart, 0) << "no session after the restart";
+    XmlClient third(XmlClient::Adopt{afterRestart});
+    EXPECT_EQ("<Message><Connected protocolVersion=\"2.02.05\"/></Message>", third.Line());
     gw->Signal(SIGINT);
     EXPECT_EQ(0, gw->Wait(10000));
 }

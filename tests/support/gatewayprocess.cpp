@@ -36,6 +36,10 @@ GatewayProcess::GatewayProcess(const std::string& root, const std::vector<std::s
         dup2(out, 1);
         dup2(err, 2);
         setenv("OXGW_ROOT", root.c_str(), 1);
+        // The sandbox is the working directory too (language files are
+        // listed from there).
+        if (chdir(root.c_str()) != 0)
+            _exit(126);
         // The stand-ins for the board's programs (saveparams, ...) come first.
         std::string path = std::string(OXGW_SOURCE_DIR) + "/tools/board";
         if (const char* old = getenv("PATH"))

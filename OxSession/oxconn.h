@@ -12,6 +12,7 @@
 #pragma once
 
 #include "eventlog.h"
+#include "oxalarm.h"
 #include "oxdownload.h"
 #include "oxlanguage.h"
 #include "oxlink.h"
@@ -39,17 +40,7 @@ enum tagOxConnState : int {
     OXCS_MAX
 };
 
-enum tagAlarmEventType : int { AET_ACTIVATED = 0, AET_DEACTIVATED = 1, AET_ACTIVE = 2 };
-
 const char* GetOxConnStateText(tagOxConnState state);
-const char* GetAlarmEventTypeText(tagAlarmEventType type);
-
-// An alarm event of the alarm object, as the event log holds it and a client
-// receives it: the time, the alarm's <Object id=.../>, its replies and the
-// <Context> of its owner and section. With a null language map the texts
-// stay in the machine's language.
-void OxAlarmEvent_ToXml(std::ostream& out, const OXObject& object, const std::string& name,
-                        tagAlarmEventType type, const OxTextMap* languageMap);
 
 class OxConnection : public OXObjectHandler {
   public:

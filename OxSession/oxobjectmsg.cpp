@@ -1,5 +1,6 @@
 #include "oxobjectmsg.h"
 
+#include "oxalarm.h"
 #include "oxattribute.h"
 #include "oxclassmanager.h"
 #include "oxdeclaration.h"

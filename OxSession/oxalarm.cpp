@@ -3,6 +3,7 @@
 #include "eventlog.h"
 #include "oxobject.h"
 #include "oxobjectmsg.h"
+#include "xmltext.h"
 
 #include <ace/Date_Time.h>
 
@@ -84,7 +85,7 @@ void OxAlarmEvent_ToXml(std::ostream& out, const OXObject& object, const std::st
                         tagAlarmEventType type, const OxTextMap* languageMap) {
     long alarmType = OXToLong(object.GetNumber("AlarmType"));
     long priority = OXToLong(object.GetNumber("Priority"));
-    std::string description = AlarmDescription(object, languageMap);
+    std::string description = XmlEscape(AlarmDescription(object, languageMap));
 
     out << "<Message><" << name << " event=\"" << GetAlarmEventTypeText(type) << "\" type=\""
         << alarmType << "\" priority=\"" << priority << "\" description=\"" << description << "\">";
@@ -101,9 +102,9 @@ void OxAlarmEvent_ToXml(std::ostream& out, const OXObject& object, const std::st
     for (size_t i = 0; ids != nullptr && i < ids->size(); ++i) {
         long id = ElementNumber((*ids)[i]);
         out << "<Reply id=\"" << id << "\" text=\""
-            << (languageMap != nullptr
-                    ? OxLanguageMap::getAlarmReplyText(static_cast<int>(id), languageMap)
-                    : ElementText(ListElement(texts, i)))
+            << XmlEscape(languageMap != nullptr
+                             ? OxLanguageMap::getAlarmReplyText(static_cast<int>(id), languageMap)
+                             : ElementText(ListElement(texts, i)))
             << "\" object=\"" << ElementNumber(ListElement(objects, i)) << "\"/>";
     }
     out << "</ReplyList>";

@@ -11,6 +11,7 @@
 #include "oxsession.h"
 #include "runprogram.h"
 #include "testprint.h"
+#include "xmltext.h"
 
 #include <ace/Date_Time.h>
 
@@ -97,8 +98,9 @@ void OxConnection::SaveParms(std::string name, std::string where, OxSocketSessio
         std::ifstream in(source);
         std::ostringstream text;
         text << in.rdbuf();
-        session->Send("<Message><SaveParametersReply file=\"" + name + "\"/></Message>");
-        session->Send("<Message><SaveParametersReply text=\"" + text.str() + "\"/></Message>");
+        session->Send("<Message><SaveParametersReply file=\"" + XmlEscape(name) + "\"/></Message>");
+        session->Send("<Message><SaveParametersReply text=\"" + XmlEscape(text.str()) +
+                      "\"/></Message>");
     }
     if (where == "remote&external" || where != "remote") {
         std::string target = OxConfiguration::Instance()->MakeAbsPath(directory + "/" + name);

@@ -7,6 +7,7 @@
 #include "oxdefinition.h"
 #include "oxobject.h"
 #include "testprint.h"
+#include "xmltext.h"
 
 #include <algorithm>
 #include <cmath>
@@ -44,9 +45,10 @@ int DecimalsOf(const OXObject& object, const std::string& name) {
     return attribute != nullptr ? attribute->GetNoOfDecimals() : 0;
 }
 
+// The unit text of an attribute, ready for an attribute value.
 std::string UnitOf(const OXObject& object, const std::string& name) {
     const OXAttribute* attribute = object.GetAttribute(name);
-    return attribute != nullptr ? attribute->GetUnitStr() : std::string();
+    return attribute != nullptr ? XmlEscape(attribute->GetUnitStr()) : std::string();
 }
 
 // A number in fixed notation with the given decimals, the same in any locale.
@@ -63,11 +65,11 @@ std::string FixedOf(const OXObject& object, const std::string& name) {
     return Fixed(NumberOf(object, name), DecimalsOf(object, name));
 }
 
-// Text of an attribute of any kind: a string as it stands, a number or enum
-// as FixedOf writes it.
+// Text of an attribute of any kind, ready for an attribute value: a string
+// as it stands, a number or enum as FixedOf writes it.
 std::string TextOf(const OXObject& object, const std::string& name) {
     if (object.GetStringObject(name) != nullptr)
-        return object.GetString(name);
+        return XmlEscape(object.GetString(name));
     return FixedOf(object, name);
 }
 
@@ -104,14 +106,15 @@ bool AccessText(const OXObject& object, std::string& text) {
     return true;
 }
 
-// A dialog text with its first "%s" replaced by an attribute of the object.
+// A dialog text with its first "%s" replaced by an attribute of the object,
+// ready for an attribute value.
 std::string DialogText(long id, const OXObject& object, const std::string& insertName,
                        const OxTextMap* language) {
     std::string text = OxMsgDialogText(id, language);
     size_t at = text.find("%s");
     if (at != std::string::npos)
         text.replace(at, 2, object.GetString(insertName));
-    return text;
+    return XmlEscape(text);
 }
 
 // The element names of functions, which differ for a client without protocol.
@@ -162,7 +165,7 @@ void OxObjectMsg_ToXml(std::ostream& out, const OxTextMap* language, const OXObj
     if (withName) {
         std::string name = id >= 1 && id <= kLastLanguageId ? OxMsgParmName(id, language)
                                                             : object.GetString("Name");
-        out << " name=\"" << name << "\"";
+        out << " name=\"" << XmlEscape(name) << "\"";
     }
     long type = LongOf(object, "Type");
     if (type != 0)
@@ -323,9 +326,9 @@ void OxSetterEvent_ToXml(std::ostream& out, const OxMsgContext& context, const O
     else
         text =
             OxMsgEnumValueText("e98", static_cast<int>(LongOf(object, kValue)), context.language);
-    out << "<Message><SetterEvent value=\"" << text << "\" rts=\"" << LongOf(object, "rts")
-        << "\" dtr=\"" << LongOf(object, "dtr") << "\" out1=\"" << LongOf(object, "out1")
-        << "\" out2=\"" << LongOf(object, "out2") << "\">";
+    out << "<Message><SetterEvent value=\"" << XmlEscape(text) << "\" rts=\""
+        << LongOf(object, "rts") << "\" dtr=\"" << LongOf(object, "dtr") << "\" out1=\""
+        << LongOf(object, "out1") << "\" out2=\"" << LongOf(object, "out2") << "\">";
     OxObjectMsg_ToXml(out, context.language, object, false);
     out << "</SetterEvent></Message>";
 }
@@ -337,7 +340,7 @@ void OxDeletedMsg_ToXml(std::ostream& out, const OxMsgContext& context, const OX
 }
 
 void OxTestPrintMsg_ToXml(std::ostream& out, const std::string& text) {
-    out << "<Message><TestPrint text=\"" << text << "\"/></Message>";
+    out << "<Message><TestPrint text=\"" << XmlEscape(text) << "\"/></Message>";
 }
 
 namespace {
@@ -404,9 +407,9 @@ bool OxHistoricAlarmEvent_Fill(std::string& line, const OxTextMap* language) {
         value == std::string::npos ? std::string::npos : line.find('"', value + attribute.size());
     if (value != std::string::npos && value < elementEnd && valueEnd != std::string::npos) {
         value += attribute.size();
-        line.replace(value, valueEnd - value, text);
+        line.replace(value, valueEnd - value, XmlEscape(text));
     } else {
-        line.insert(elementEnd, attribute + text + "\"");
+        line.insert(elementEnd, attribute + XmlEscape(text) + "\"");
     }
     return true;
 }
@@ -455,7 +458,8 @@ bool OxEnumParameterType_ToXml(std::ostream& out, const OxMsgContext& context,
         if (text.find("NT") != std::string::npos)
             text = OxMsgEnumValueText(value->GetClassName(), initializer->GetValue(),
                                       context.language);
-        out << "<Value id=\"" << initializer->GetValue() << "\" text=\"" << text << "\"/>";
+        out << "<Value id=\"" << initializer->GetValue() << "\" text=\"" << XmlEscape(text)
+            << "\"/>";
     }
     out << "</EnumDefinition></EnumParameterType></Message>";
     return true;

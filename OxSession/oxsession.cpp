@@ -11,6 +11,7 @@
 #include "oxobjectvisitor.h"
 #include "oxservice.h"
 #include "testprint.h"
+#include "xmltext.h"
 
 #include <netinet/in.h>
 #include <netinet/tcp.h>
@@ -121,7 +122,7 @@ void OxSocketSession::SendError(const std::string& text) {
     if (deleteTimerId != -1)
         return;
     TestPrintF(0, "Client(%d)::SendError;%.200s\n", sessionId, text.c_str());
-    Send("<Message><CommandError description=\"" + text + "\"/></Message>");
+    Send("<Message><CommandError description=\"" + XmlEscape(text) + "\"/></Message>");
 }
 
 void OxSocketSession::HistoricAlarmEvent(std::string& line) {

@@ -12,6 +12,7 @@
 #include "oxobjectmsg.h"
 #include "oxsession.h"
 #include "testprint.h"
+#include "xmltext.h"
 
 #include <cstdlib>
 #include <dirent.h>
@@ -179,7 +180,7 @@ void OxSocketSession::OxGetUserInfoMsg() {
     std::ostringstream out;
     out << "<Message><UserInfo>";
     for (unsigned i = 0; OxSession* session = connection->GetSession(i); ++i)
-        out << "<User id=\"" << session->GetUser() << "\" level=\""
+        out << "<User id=\"" << XmlEscape(session->GetUser()) << "\" level=\""
             << GetAccessLevelText(session->GetAccessLevel()) << "\"/>";
     out << "</UserInfo></Message>";
     Send(out);
@@ -192,9 +193,9 @@ void OxSocketSession::OxGetProcessorInfoMsg() {
     std::ostringstream out;
     out << "<Message><ProcessorInfo>";
     for (int i = 0; i < cfg->ProcessorInfo_Count(true); ++i)
-        out << "<Processor name=\"" << cfg->GetProcessorName(i, true) << "\" port=\""
-            << cfg->GetProcessorPort(i, true) << "\" platform=\"" << (platform ? platform : "")
-            << "\" server=\"oxgw\"/>";
+        out << "<Processor name=\"" << XmlEscape(cfg->GetProcessorName(i, true)) << "\" port=\""
+            << cfg->GetProcessorPort(i, true) << "\" platform=\""
+            << XmlEscape(platform ? platform : "") << "\" server=\"oxgw\"/>";
     out << "</ProcessorInfo></Message>";
     Send(out);
 }
@@ -213,7 +214,7 @@ void OxSocketSession::OxLanguageMsg() {
         while (dirent* entry = readdir(dir)) {
             std::string name = entry->d_name;
             if (name.find(".ucs") != std::string::npos && name.size() >= 12)
-                text += "<Language name=\"" + name.substr(8, name.size() - 12) + "\"/>";
+                text += "<Language name=\"" + XmlEscape(name.substr(8, name.size() - 12)) + "\"/>";
         }
         closedir(dir);
     }

@@ -3,6 +3,7 @@
 #include "oxattribute.h"
 #include "oxobject.h"
 #include "testprint.h"
+#include "xmltext.h"
 
 #include <locale>
 
@@ -49,7 +50,8 @@ OXStatusVisitor::OXStatusVisitor(Filter filter, std::string name, std::string se
     status.imbue(std::locale::classic());
     TestPrintF(TP_ALWAYS, "OXStatusVisitor\n");
     status << "<HMEmailStatus>\r\n"
-           << "<Info ver=\"1.0\" name=\"" << name << "\" serial=\"" << serial << "\"/>\r\n";
+           << "<Info ver=\"1.0\" name=\"" << XmlEscape(name) << "\" serial=\"" << XmlEscape(serial)
+           << "\"/>\r\n";
 }
 
 OXStatusVisitor::~OXStatusVisitor() {
@@ -71,9 +73,9 @@ void OXStatusVisitor::Visit(OXComplexObject* object) {
         status << "<EnumPar id=\"" << id << "\" val=\"" << object->GetEnum("Value") << "\" ";
         if (filter.definitions) {
             AddObjectDefs(*object);
-            status << "valtext=\"" << EnumText(*object, "Value") << "\" ";
+            status << "valtext=\"" << XmlEscape(EnumText(*object, "Value")) << "\" ";
             status << "default=\"" << object->GetEnum("Default") << "\" ";
-            status << "defaultText=\"" << EnumText(*object, "Default") << "\" ";
+            status << "defaultText=\"" << XmlEscape(EnumText(*object, "Default")) << "\" ";
         }
         status << "/>\r\n";
     } else if (className == "NumParameter") {
@@ -83,7 +85,7 @@ void OXStatusVisitor::Visit(OXComplexObject* object) {
         if (filter.definitions) {
             AddObjectDefs(*object);
             status << "unit=\"";
-            AddUnit(AttributeUnit(*object, "Value"));
+            AddUnit(XmlEscape(AttributeUnit(*object, "Value")));
             status << "\" ";
             status << "default=\"" << object->GetNumber("Default") << "\" ";
         }
@@ -132,7 +134,7 @@ void OXStatusVisitor::Visit(OXComplexObject* object) {
         if (filter.definitions) {
             AddObjectDefs(*object);
             status << "unit=\"";
-            AddUnit(object->GetString("Unit"));
+            AddUnit(XmlEscape(object->GetString("Unit")));
             status << "\" ";
         }
         status << "/>\r\n";
@@ -151,7 +153,7 @@ void OXStatusVisitor::AddObjectDefs(const OXObject& object) {
     double section = object.GetNumber("Section");
     if (section > 0)
         status << "section=\"" << section << "\" ";
-    status << "name=\"" << object.GetString("Name") << "\" ";
+    status << "name=\"" << XmlEscape(object.GetString("Name")) << "\" ";
 }
 
 void OXStatusVisitor::AddUnit(const std::string& unit) {

@@ -13,7 +13,7 @@ add_custom_command(
 # grammar actions can call OXCommandParser::yyerror.
 set_source_files_properties(${oxgw_grammar_out} PROPERTIES GENERATED TRUE COMPILE_OPTIONS -w
                             COMPILE_DEFINITIONS "yyerror=yyerror")
-list(APPEND OXGW_SOURCES ${oxgw_grammar_out})
+target_sources(OXParser PRIVATE ${oxgw_grammar_out})
 
 # libFuzzer builds: the fuzz targets link the library, so the parser's sources
 # need the coverage instrumentation too, or the fuzzer runs blind.

@@ -225,97 +225,74 @@ void OXExecutionCommand::Cleanup() {
     delete this;
 }
 
-// ------------------------------------------------------------ res
+// ------------------------------------------------------------ res and exc
 
-OXResultCommand::OXResultCommand(OXParserNodeManager* manager, OXParserNumber* executeId,
-                                 OXExpression* expression)
+OXReplyCommand::OXReplyCommand(OXParserNodeManager* manager, OXParserNumber* executeId,
+                               OXExpression* expression)
     : OXCommand(manager), pExecuteId(executeId), pExpression(expression) {
     assert(pExecuteId && pExpression);
 }
 
-OXResultCommand::~OXResultCommand() {
+OXReplyCommand::~OXReplyCommand() {
     delete pExecuteId;
     delete pExpression;
-    if (ownsResult)
-        delete pResultObject;
+    if (ownsReply)
+        delete pReplyObject;
 }
 
-void OXResultCommand::Rollback() {
+void OXReplyCommand::Rollback() {
     pExecuteId = nullptr;
     pExpression = nullptr;
     OXCommand::Rollback();
 }
 
-tagExecuteResult OXResultCommand::Execute(OXClassManager& classes, OXObjectManager& objects,
-                                          OXExecuteManager& executions) {
+tagExecuteResult OXReplyCommand::Execute(OXClassManager& classes, OXObjectManager& objects,
+                                         OXExecuteManager& executions) {
     tagExecuteResult result = OXCommand::Execute(classes, objects, executions);
     if (result != ER_OK)
         return result;
-    long executeId = OXDoubleToLong(pExecuteId->GetValue());
-    if (const OXClassDeclInterface* declaration = executions.Lookup(executeId)) {
-        result =
-            declaration->CreateInstance(pResultObject, classes, objects, *pExpression, SO_NO_STORE);
-        executions.Remove(executeId);
-    } else {
-        // An unregistered result is expected to be a number.
-        result = CreateOfClass("number", pResultObject, classes, objects, *pExpression);
-    }
-    ownsResult = !IsTableObject(objects, pResultObject);
+    result = MakeReply(OXDoubleToLong(pExecuteId->GetValue()), pReplyObject, classes, objects,
+                       executions);
+    ownsReply = !IsTableObject(objects, pReplyObject);
     return result;
+}
+
+void OXReplyCommand::Cleanup() {
+    delete this;
+}
+
+unsigned long OXReplyCommand::ReplyExecuteId() const {
+    return static_cast<unsigned long>(OXDoubleToLong(pExecuteId->GetValue()));
+}
+
+tagExecuteResult OXResultCommand::MakeReply(long executeId, OXObject*& reply,
+                                            OXClassManager& classes, OXObjectManager& objects,
+                                            OXExecuteManager& executions) {
+    if (const OXClassDeclInterface* declaration = executions.Lookup(executeId)) {
+        tagExecuteResult result =
+            declaration->CreateInstance(reply, classes, objects, *pExpression, SO_NO_STORE);
+        executions.Remove(executeId);
+        return result;
+    }
+    // An unregistered result is expected to be a number.
+    return CreateOfClass("number", reply, classes, objects, *pExpression);
 }
 
 void OXResultCommand::Notify(OXObjectHandler& handler) {
-    if (pResultObject != nullptr) {
-        handler.ResultReceived(static_cast<unsigned long>(OXDoubleToLong(pExecuteId->GetValue())),
-                               *pResultObject);
-    }
+    if (pReplyObject != nullptr)
+        handler.ResultReceived(ReplyExecuteId(), *pReplyObject);
 }
 
-void OXResultCommand::Cleanup() {
-    delete this;
-}
-
-// ------------------------------------------------------------ exc
-
-OXExceptionCommand::OXExceptionCommand(OXParserNodeManager* manager, OXParserNumber* executeId,
-                                       OXExpression* expression)
-    : OXCommand(manager), pExecuteId(executeId), pExpression(expression) {
-    assert(pExecuteId && pExpression);
-}
-
-OXExceptionCommand::~OXExceptionCommand() {
-    delete pExecuteId;
-    delete pExpression;
-    if (ownsException)
-        delete pExceptionObject;
-}
-
-void OXExceptionCommand::Rollback() {
-    pExecuteId = nullptr;
-    pExpression = nullptr;
-    OXCommand::Rollback();
-}
-
-tagExecuteResult OXExceptionCommand::Execute(OXClassManager& classes, OXObjectManager& objects,
-                                             OXExecuteManager& executions) {
-    tagExecuteResult result = OXCommand::Execute(classes, objects, executions);
-    if (result != ER_OK)
-        return result;
-    executions.Remove(OXDoubleToLong(pExecuteId->GetValue()));
+tagExecuteResult OXExceptionCommand::MakeReply(long executeId, OXObject*& reply,
+                                               OXClassManager& classes, OXObjectManager& objects,
+                                               OXExecuteManager& executions) {
+    executions.Remove(executeId);
     // The class "Exception" comes from the controller; without it the
     // exception cannot be made (ER_UNKNOWN_CLASS).
-    result = CreateOfClass("Exception", pExceptionObject, classes, objects, *pExpression);
-    ownsException = !IsTableObject(objects, pExceptionObject);
-    return result;
+    return CreateOfClass("Exception", reply, classes, objects, *pExpression);
 }
 
 void OXExceptionCommand::Notify(OXObjectHandler& handler) {
-    if (pExceptionObject != nullptr) {
-        handler.ExceptionReceived(
-            static_cast<unsigned long>(OXDoubleToLong(pExecuteId->GetValue())), *pExceptionObject);
-    }
-}
-
-void OXExceptionCommand::Cleanup() {
-    delete this;
+    if (pReplyObject != nullptr)
+        handler.ExceptionReceived(ReplyExecuteId(), *pReplyObject);
 }

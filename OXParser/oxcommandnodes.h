@@ -95,48 +95,56 @@ class OXExecutionCommand : public OXCommand {
     OXExpressionList* pExpressionList;
 };
 
-// "res executeId : value;"
-class OXResultCommand : public OXCommand {
+// What "res" and "exc" share: the execute id of the awaited reply and the
+// value, which Execute makes into the reply's object.
+class OXReplyCommand : public OXCommand {
   public:
-    OXResultCommand(OXParserNodeManager* manager, OXParserNumber* executeId,
-                    OXExpression* expression);
-    ~OXResultCommand() override;
+    ~OXReplyCommand() override;
     void Rollback() override;
     tagExecuteResult Execute(OXClassManager& classes, OXObjectManager& objects,
                              OXExecuteManager& executions) override;
-    void Notify(OXObjectHandler& handler) override;
     void Cleanup() override;
 
     const OXParserNumber* GetExecuteId() const { return pExecuteId; }
     const OXExpression* GetExpression() const { return pExpression; }
 
-  private:
-    OXParserNumber* pExecuteId;
-    OXExpression* pExpression;
-    // Owned, unless the result names an object of the table (a reference).
-    OXObject* pResultObject = nullptr;
-    bool ownsResult = true;
-};
+  protected:
+    OXReplyCommand(OXParserNodeManager* manager, OXParserNumber* executeId,
+                   OXExpression* expression);
+    // Makes the reply's object of the value, for the execute id.
+    virtual tagExecuteResult MakeReply(long executeId, OXObject*& reply, OXClassManager& classes,
+                                       OXObjectManager& objects, OXExecuteManager& executions) = 0;
+    unsigned long ReplyExecuteId() const;
 
-// "exc executeId : value;"
-class OXExceptionCommand : public OXCommand {
-  public:
-    OXExceptionCommand(OXParserNodeManager* manager, OXParserNumber* executeId,
-                       OXExpression* expression);
-    ~OXExceptionCommand() override;
-    void Rollback() override;
-    tagExecuteResult Execute(OXClassManager& classes, OXObjectManager& objects,
-                             OXExecuteManager& executions) override;
-    void Notify(OXObjectHandler& handler) override;
-    void Cleanup() override;
-
-    const OXParserNumber* GetExecuteId() const { return pExecuteId; }
-    const OXExpression* GetExpression() const { return pExpression; }
-
-  private:
     OXParserNumber* pExecuteId;
     OXExpression* pExpression;
     // Owned, unless the value names an object of the table (a reference).
-    OXObject* pExceptionObject = nullptr;
-    bool ownsException = true;
+    OXObject* pReplyObject = nullptr;
+    bool ownsReply = true;
+};
+
+// "res executeId : value;"
+class OXResultCommand : public OXReplyCommand {
+  public:
+    OXResultCommand(OXParserNodeManager* manager, OXParserNumber* executeId,
+                    OXExpression* expression)
+        : OXReplyCommand(manager, executeId, expression) {}
+    void Notify(OXObjectHandler& handler) override;
+
+  private:
+    tagExecuteResult MakeReply(long executeId, OXObject*& reply, OXClassManager& classes,
+                               OXObjectManager& objects, OXExecuteManager& executions) override;
+};
+
+// "exc executeId : value;"
+class OXExceptionCommand : public OXReplyCommand {
+  public:
+    OXExceptionCommand(OXParserNodeManager* manager, OXParserNumber* executeId,
+                       OXExpression* expression)
+        : OXReplyCommand(manager, executeId, expression) {}
+    void Notify(OXObjectHandler& handler) override;
+
+  private:
+    tagExecuteResult MakeReply(long executeId, OXObject*& reply, OXClassManager& classes,
+                               OXObjectManager& objects, OXExecuteManager& executions) override;
 };

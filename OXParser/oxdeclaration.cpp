@@ -8,114 +8,83 @@
 
 #include <cassert>
 
+namespace {
+
+// The value of the attribute that a symbol names, an object of class T. Where
+// the object has no such attribute, result becomes missing; where it is of
+// another class or has no value, wrongClass; both give null.
+template <class T>
+const T* SymbolValue(const OXParserSymbol& symbol, OXObject& object, tagExecuteResult& result,
+                     tagExecuteResult missing, tagExecuteResult wrongClass) {
+    OXAttribute* attribute = object.GetAttribute(symbol.GetSymbol());
+    if (attribute == nullptr) {
+        result = missing;
+        return nullptr;
+    }
+    auto* typed = dynamic_cast<OXAttributeTpl<T>*>(attribute);
+    if (typed == nullptr || typed->GetValue() == nullptr) {
+        result = wrongClass;
+        return nullptr;
+    }
+    return typed->GetValue();
+}
+
+}  // namespace
+
 // ------------------------------------------------------------ unit factors
 
 OXUnitFactorConstant::OXUnitFactorConstant(OXParserNodeManager* manager, OXParserNumber* factor)
-    : OXUnitFactor(manager), pFactor(factor != nullptr ? factor : new OXParserNumber(manager, 1)) {}
-
-OXUnitFactorConstant::~OXUnitFactorConstant() {
-    delete pFactor;
-}
-
-void OXUnitFactorConstant::Rollback() {
-    pFactor = nullptr;
-    OXUnitFactor::Rollback();
-}
+    : OXOwningNode(manager, factor != nullptr ? factor : new OXParserNumber(manager, 1)) {}
 
 OXUnitFactor* OXUnitFactorConstant::Specialize(const OXObject&) const {
-    return new OXUnitFactorConstant(nullptr, new OXParserNumber(nullptr, pFactor->GetValue()));
+    return new OXUnitFactorConstant(nullptr, new OXParserNumber(nullptr, pChild->GetValue()));
 }
 
 long OXUnitFactorConstant::GetUnitFactor(tagExecuteResult&, OXObject&) const {
-    return OXDoubleToLong(pFactor->GetValue());
+    return OXDoubleToLong(pChild->GetValue());
 }
 
 OXUnitFactorSymbol::OXUnitFactorSymbol(OXParserNodeManager* manager, OXParserSymbol* symbol)
-    : OXUnitFactor(manager), pSymbol(symbol) {
-    assert(pSymbol);
-}
-
-OXUnitFactorSymbol::~OXUnitFactorSymbol() {
-    delete pSymbol;
-}
-
-void OXUnitFactorSymbol::Rollback() {
-    pSymbol = nullptr;
-    OXUnitFactor::Rollback();
-}
+    : OXOwningNode(manager, symbol) {}
 
 OXUnitFactor* OXUnitFactorSymbol::Specialize(const OXObject& object) const {
     return new OXUnitFactorConstant(
-        nullptr, new OXParserNumber(nullptr, object.GetNumber(pSymbol->GetSymbol())));
+        nullptr, new OXParserNumber(nullptr, object.GetNumber(pChild->GetSymbol())));
 }
 
 long OXUnitFactorSymbol::GetUnitFactor(tagExecuteResult& result, OXObject& object) const {
-    OXAttribute* attribute = object.GetAttribute(pSymbol->GetSymbol());
-    if (attribute == nullptr) {
-        result = OXCommand::ER_INVALID_FACTOR_ATTRIBUTE_NAME;
-        return 1;
-    }
-    auto* number = dynamic_cast<OXAttributeTpl<OXNumberObject>*>(attribute);
-    if (number == nullptr || number->GetValue() == nullptr) {
-        result = OXCommand::ER_FACTOR_NOT_A_NUMBER;
-        return 1;
-    }
-    return OXDoubleToLong(number->GetValue()->GetValue(1, 1));
+    const OXNumberObject* value = SymbolValue<OXNumberObject>(
+        *pChild, object, result, OXCommand::ER_INVALID_FACTOR_ATTRIBUTE_NAME,
+        OXCommand::ER_FACTOR_NOT_A_NUMBER);
+    return value != nullptr ? OXDoubleToLong(value->GetValue(1, 1)) : 1;
 }
 
 // ------------------------------------------------------------ unit ids
 
 OXUnitIdConstant::OXUnitIdConstant(OXParserNodeManager* manager, OXParserString* unit)
-    : OXUnitId(manager), pUnit(unit != nullptr ? unit : new OXParserString(manager, "")) {}
-
-OXUnitIdConstant::~OXUnitIdConstant() {
-    delete pUnit;
-}
-
-void OXUnitIdConstant::Rollback() {
-    pUnit = nullptr;
-    OXUnitId::Rollback();
-}
+    : OXOwningNode(manager, unit != nullptr ? unit : new OXParserString(manager, "")) {}
 
 OXUnitId* OXUnitIdConstant::Specialize(const OXObject&) const {
-    return new OXUnitIdConstant(nullptr, new OXParserString(nullptr, pUnit->GetValue()));
+    return new OXUnitIdConstant(nullptr, new OXParserString(nullptr, pChild->GetValue()));
 }
 
 std::string OXUnitIdConstant::GetUnitStr(tagExecuteResult&, OXObject&) const {
-    return pUnit->GetValue();
+    return pChild->GetValue();
 }
 
 OXUnitIdSymbol::OXUnitIdSymbol(OXParserNodeManager* manager, OXParserSymbol* unit)
-    : OXUnitId(manager), pUnit(unit) {
-    assert(pUnit);
-}
-
-OXUnitIdSymbol::~OXUnitIdSymbol() {
-    delete pUnit;
-}
-
-void OXUnitIdSymbol::Rollback() {
-    pUnit = nullptr;
-    OXUnitId::Rollback();
-}
+    : OXOwningNode(manager, unit) {}
 
 OXUnitId* OXUnitIdSymbol::Specialize(const OXObject& object) const {
     return new OXUnitIdConstant(nullptr,
-                                new OXParserString(nullptr, object.GetString(pUnit->GetSymbol())));
+                                new OXParserString(nullptr, object.GetString(pChild->GetSymbol())));
 }
 
 std::string OXUnitIdSymbol::GetUnitStr(tagExecuteResult& result, OXObject& object) const {
-    OXAttribute* attribute = object.GetAttribute(pUnit->GetSymbol());
-    if (attribute == nullptr) {
-        result = OXCommand::ER_INVALID_UNIT_ID_ATTRIBUTE_NAME;
-        return {};
-    }
-    auto* text = dynamic_cast<OXAttributeTpl<OXStringObject>*>(attribute);
-    if (text == nullptr || text->GetValue() == nullptr) {
-        result = OXCommand::ER_UNIT_ID_NOT_A_STRING;
-        return {};
-    }
-    return text->GetValue()->GetValue();
+    const OXStringObject* value = SymbolValue<OXStringObject>(
+        *pChild, object, result, OXCommand::ER_INVALID_UNIT_ID_ATTRIBUTE_NAME,
+        OXCommand::ER_UNIT_ID_NOT_A_STRING);
+    return value != nullptr ? value->GetValue() : std::string();
 }
 
 OXUnitSpecification::OXUnitSpecification(OXParserNodeManager* manager, OXUnitId* unitId,
@@ -159,59 +128,29 @@ OXUnitSpecification* OXUnitSpecification::Specialize(const OXObject& object) con
 
 OXAccessRightConstant::OXAccessRightConstant(OXParserNodeManager* manager,
                                              OXParserNumber* accessRight)
-    : OXAccessRight(manager), pAccessRight(accessRight) {
-    assert(pAccessRight);
-}
-
-OXAccessRightConstant::~OXAccessRightConstant() {
-    delete pAccessRight;
-}
-
-void OXAccessRightConstant::Rollback() {
-    pAccessRight = nullptr;
-    OXAccessRight::Rollback();
-}
+    : OXOwningNode(manager, accessRight) {}
 
 OXAccessRight* OXAccessRightConstant::Specialize(const OXObject&) const {
-    return new OXAccessRightConstant(nullptr,
-                                     new OXParserNumber(nullptr, pAccessRight->GetValue()));
+    return new OXAccessRightConstant(nullptr, new OXParserNumber(nullptr, pChild->GetValue()));
 }
 
 long OXAccessRightConstant::GetAccessRight(tagExecuteResult&, OXObject&) const {
-    return OXDoubleToLong(pAccessRight->GetValue());
+    return OXDoubleToLong(pChild->GetValue());
 }
 
 OXAccessRightSymbol::OXAccessRightSymbol(OXParserNodeManager* manager, OXParserSymbol* accessRight)
-    : OXAccessRight(manager), pAccessRight(accessRight) {
-    assert(pAccessRight);
-}
-
-OXAccessRightSymbol::~OXAccessRightSymbol() {
-    delete pAccessRight;
-}
-
-void OXAccessRightSymbol::Rollback() {
-    pAccessRight = nullptr;
-    OXAccessRight::Rollback();
-}
+    : OXOwningNode(manager, accessRight) {}
 
 OXAccessRight* OXAccessRightSymbol::Specialize(const OXObject& object) const {
     return new OXAccessRightConstant(
-        nullptr, new OXParserNumber(nullptr, object.GetEnum(pAccessRight->GetSymbol())));
+        nullptr, new OXParserNumber(nullptr, object.GetEnum(pChild->GetSymbol())));
 }
 
 long OXAccessRightSymbol::GetAccessRight(tagExecuteResult& result, OXObject& object) const {
-    OXAttribute* attribute = object.GetAttribute(pAccessRight->GetSymbol());
-    if (attribute == nullptr) {
-        result = OXCommand::ER_INVALID_ACCESS_RIGHT_ATTRIBUTE_NAME;
-        return 0;
-    }
-    auto* right = dynamic_cast<OXAttributeTpl<OXEnumObject>*>(attribute);
-    if (right == nullptr || right->GetValue() == nullptr) {
-        result = OXCommand::ER_ACCESS_RIGHT_NOT_A_NUMBER;
-        return 0;
-    }
-    return right->GetValue()->GetValue();
+    const OXEnumObject* value = SymbolValue<OXEnumObject>(
+        *pChild, object, result, OXCommand::ER_INVALID_ACCESS_RIGHT_ATTRIBUTE_NAME,
+        OXCommand::ER_ACCESS_RIGHT_NOT_A_NUMBER);
+    return value != nullptr ? value->GetValue() : 0;
 }
 
 OXAccessRightEnum::OXAccessRightEnum(OXParserNodeManager* manager, OXClassManager& classes,
@@ -241,41 +180,19 @@ long OXAccessRightEnum::GetAccessRight(tagExecuteResult& result, OXObject&) cons
 
 OXValueExpressionConstant::OXValueExpressionConstant(OXParserNodeManager* manager,
                                                      OXExpression* expression)
-    : OXValueExpression(manager), pExpression(expression) {
-    assert(pExpression);
-}
-
-OXValueExpressionConstant::~OXValueExpressionConstant() {
-    delete pExpression;
-}
-
-void OXValueExpressionConstant::Rollback() {
-    pExpression = nullptr;
-    OXValueExpression::Rollback();
-}
+    : OXOwningNode(manager, expression) {}
 
 OXValueExpression* OXValueExpressionConstant::Specialize(const OXObject&) const {
-    return new OXValueExpressionConstant(nullptr, pExpression->Clone());
+    return new OXValueExpressionConstant(nullptr, pChild->Clone());
 }
 
 OXValueExpressionSymbol::OXValueExpressionSymbol(OXParserNodeManager* manager,
                                                  OXParserSymbol* expression)
-    : OXValueExpression(manager), pExpression(expression) {
-    assert(pExpression);
-}
-
-OXValueExpressionSymbol::~OXValueExpressionSymbol() {
-    delete pExpression;
-}
-
-void OXValueExpressionSymbol::Rollback() {
-    pExpression = nullptr;
-    OXValueExpression::Rollback();
-}
+    : OXOwningNode(manager, expression) {}
 
 OXValueExpression* OXValueExpressionSymbol::Specialize(const OXObject& object) const {
     OXExpression* value;
-    OXAttribute* attribute = object.GetAttribute(pExpression->GetSymbol());
+    OXAttribute* attribute = object.GetAttribute(pChild->GetSymbol());
     if (auto* number = dynamic_cast<OXAttributeTpl<OXNumberObject>*>(attribute)) {
         double v = number->GetValue() != nullptr
                        ? number->GetValue()->GetValue(number->GetUnitMul(), number->GetUnitDiv())

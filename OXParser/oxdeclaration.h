@@ -6,6 +6,7 @@
 #include "oxcommand.h"
 #include "oxexpression.h"
 
+#include <cassert>
 #include <map>
 #include <string>
 #include <vector>
@@ -30,6 +31,25 @@ class OXMemberModifier : public OXParserNode {
     tagMemberModifier value;
 };
 
+// A node that owns one child: the child is destroyed with it and let go by
+// Rollback. The Constant and Symbol forms of units, factors, access rights
+// and value expressions are such nodes.
+template <class Base, class Child>
+class OXOwningNode : public Base {
+  public:
+    OXOwningNode(OXParserNodeManager* manager, Child* child) : Base(manager), pChild(child) {
+        assert(pChild);
+    }
+    ~OXOwningNode() override { delete pChild; }
+    void Rollback() override {
+        pChild = nullptr;
+        Base::Rollback();
+    }
+
+  protected:
+    Child* pChild;
+};
+
 // ------------------------------------------------------------ unit factors
 
 class OXUnitFactor : public OXParserNode {
@@ -40,31 +60,21 @@ class OXUnitFactor : public OXParserNode {
     virtual long GetUnitFactor(tagExecuteResult& result, OXObject& object) const = 0;
 };
 
-class OXUnitFactorConstant : public OXUnitFactor {
+class OXUnitFactorConstant : public OXOwningNode<OXUnitFactor, OXParserNumber> {
   public:
     // Without a number the factor is 1.
     OXUnitFactorConstant(OXParserNodeManager* manager, OXParserNumber* factor);
-    ~OXUnitFactorConstant() override;
-    void Rollback() override;
     OXUnitFactor* Specialize(const OXObject& object) const override;
     long GetUnitFactor(tagExecuteResult& result, OXObject& object) const override;
-    const OXParserNumber* GetFactor() const { return pFactor; }
-
-  private:
-    OXParserNumber* pFactor;
+    const OXParserNumber* GetFactor() const { return pChild; }
 };
 
-class OXUnitFactorSymbol : public OXUnitFactor {
+class OXUnitFactorSymbol : public OXOwningNode<OXUnitFactor, OXParserSymbol> {
   public:
     OXUnitFactorSymbol(OXParserNodeManager* manager, OXParserSymbol* symbol);
-    ~OXUnitFactorSymbol() override;
-    void Rollback() override;
     OXUnitFactor* Specialize(const OXObject& object) const override;
     long GetUnitFactor(tagExecuteResult& result, OXObject& object) const override;
-    const OXParserSymbol* GetSymbol() const { return pSymbol; }
-
-  private:
-    OXParserSymbol* pSymbol;
+    const OXParserSymbol* GetSymbol() const { return pChild; }
 };
 
 // ------------------------------------------------------------ unit ids
@@ -76,31 +86,21 @@ class OXUnitId : public OXParserNode {
     virtual std::string GetUnitStr(tagExecuteResult& result, OXObject& object) const = 0;
 };
 
-class OXUnitIdConstant : public OXUnitId {
+class OXUnitIdConstant : public OXOwningNode<OXUnitId, OXParserString> {
   public:
     // Without a string the unit is the empty text.
     OXUnitIdConstant(OXParserNodeManager* manager, OXParserString* unit);
-    ~OXUnitIdConstant() override;
-    void Rollback() override;
     OXUnitId* Specialize(const OXObject& object) const override;
     std::string GetUnitStr(tagExecuteResult& result, OXObject& object) const override;
-    const OXParserString* GetUnit() const { return pUnit; }
-
-  private:
-    OXParserString* pUnit;
+    const OXParserString* GetUnit() const { return pChild; }
 };
 
-class OXUnitIdSymbol : public OXUnitId {
+class OXUnitIdSymbol : public OXOwningNode<OXUnitId, OXParserSymbol> {
   public:
     OXUnitIdSymbol(OXParserNodeManager* manager, OXParserSymbol* unit);
-    ~OXUnitIdSymbol() override;
-    void Rollback() override;
     OXUnitId* Specialize(const OXObject& object) const override;
     std::string GetUnitStr(tagExecuteResult& result, OXObject& object) const override;
-    const OXParserSymbol* GetUnit() const { return pUnit; }
-
-  private:
-    OXParserSymbol* pUnit;
+    const OXParserSymbol* GetUnit() const { return pChild; }
 };
 
 // ": unit * mul / div"; missing parts are an empty unit and factors of 1.
@@ -135,30 +135,20 @@ class OXAccessRight : public OXParserNode {
     virtual long GetAccessRight(tagExecuteResult& result, OXObject& object) const = 0;
 };
 
-class OXAccessRightConstant : public OXAccessRight {
+class OXAccessRightConstant : public OXOwningNode<OXAccessRight, OXParserNumber> {
   public:
     OXAccessRightConstant(OXParserNodeManager* manager, OXParserNumber* accessRight);
-    ~OXAccessRightConstant() override;
-    void Rollback() override;
     OXAccessRight* Specialize(const OXObject& object) const override;
     long GetAccessRight(tagExecuteResult& result, OXObject& object) const override;
-    const OXParserNumber* GetValue() const { return pAccessRight; }
-
-  private:
-    OXParserNumber* pAccessRight;
+    const OXParserNumber* GetValue() const { return pChild; }
 };
 
-class OXAccessRightSymbol : public OXAccessRight {
+class OXAccessRightSymbol : public OXOwningNode<OXAccessRight, OXParserSymbol> {
   public:
     OXAccessRightSymbol(OXParserNodeManager* manager, OXParserSymbol* accessRight);
-    ~OXAccessRightSymbol() override;
-    void Rollback() override;
     OXAccessRight* Specialize(const OXObject& object) const override;
     long GetAccessRight(tagExecuteResult& result, OXObject& object) const override;
-    const OXParserSymbol* GetSymbol() const { return pAccessRight; }
-
-  private:
-    OXParserSymbol* pAccessRight;
+    const OXParserSymbol* GetSymbol() const { return pChild; }
 };
 
 // "AR_USER" ... "AR_NON": a value of the enum "tagAccessRight" of the class table.
@@ -185,28 +175,18 @@ class OXValueExpression : public OXParserNode {
     virtual OXValueExpression* Specialize(const OXObject& object) const = 0;
 };
 
-class OXValueExpressionConstant : public OXValueExpression {
+class OXValueExpressionConstant : public OXOwningNode<OXValueExpression, OXExpression> {
   public:
     OXValueExpressionConstant(OXParserNodeManager* manager, OXExpression* expression);
-    ~OXValueExpressionConstant() override;
-    void Rollback() override;
     OXValueExpression* Specialize(const OXObject& object) const override;
-    const OXExpression* GetExpression() const { return pExpression; }
-
-  private:
-    OXExpression* pExpression;
+    const OXExpression* GetExpression() const { return pChild; }
 };
 
-class OXValueExpressionSymbol : public OXValueExpression {
+class OXValueExpressionSymbol : public OXOwningNode<OXValueExpression, OXParserSymbol> {
   public:
     OXValueExpressionSymbol(OXParserNodeManager* manager, OXParserSymbol* expression);
-    ~OXValueExpressionSymbol() override;
-    void Rollback() override;
     OXValueExpression* Specialize(const OXObject& object) const override;
-    const OXParserSymbol* GetSymbol() const { return pExpression; }
-
-  private:
-    OXParserSymbol* pExpression;
+    const OXParserSymbol* GetSymbol() const { return pChild; }
 };
 
 // ------------------------------------------------------------ constraints

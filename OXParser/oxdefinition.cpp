@@ -69,6 +69,17 @@ tagExecuteResult CreateNumber(OXObject*& out, const OXClassDeclaration& declarat
 
 // ------------------------------------------------------------ built-in classes
 
+template <class Object>
+OXAttribute* OXBuiltinDefinition<Object>::CreateAttribute(const OXAttributeDeclaration& declaration,
+                                                          OXClassDeclaration& classDecl,
+                                                          OXObject* value) {
+    return new OXAttributeTpl<Object>(declaration, &classDecl, value);
+}
+
+template class OXBuiltinDefinition<OXListObject>;
+template class OXBuiltinDefinition<OXNumberObject>;
+template class OXBuiltinDefinition<OXStringObject>;
+
 tagExecuteResult OXListDefinition::CreateInstance(OXObject*& out, OXClassManager& classes,
                                                   OXObjectManager& objects,
                                                   const OXClassDeclaration& declaration,
@@ -96,33 +107,11 @@ tagExecuteResult OXListDefinition::CreateInstance(OXObject*& out, OXClassManager
     return ER_OK;
 }
 
-OXAttribute* OXListDefinition::CreateAttribute(const OXAttributeDeclaration& declaration,
-                                               OXClassDeclaration& classDecl, OXObject* value) {
-    return new OXAttributeTpl<OXListObject>(declaration, &classDecl, value);
-}
-
 tagExecuteResult OXNumberDefinition::CreateInstance(OXObject*& out, OXClassManager&,
                                                     OXObjectManager&,
                                                     const OXClassDeclaration& declaration,
                                                     const OXExpression& expression) {
     return CreateNumber(out, declaration, expression);
-}
-
-OXAttribute* OXNumberDefinition::CreateAttribute(const OXAttributeDeclaration& declaration,
-                                                 OXClassDeclaration& classDecl, OXObject* value) {
-    return new OXAttributeTpl<OXNumberObject>(declaration, &classDecl, value);
-}
-
-// "void" is a number in every respect.
-tagExecuteResult OXVoidDefinition::CreateInstance(OXObject*& out, OXClassManager&, OXObjectManager&,
-                                                  const OXClassDeclaration& declaration,
-                                                  const OXExpression& expression) {
-    return CreateNumber(out, declaration, expression);
-}
-
-OXAttribute* OXVoidDefinition::CreateAttribute(const OXAttributeDeclaration& declaration,
-                                               OXClassDeclaration& classDecl, OXObject* value) {
-    return new OXAttributeTpl<OXNumberObject>(declaration, &classDecl, value);
 }
 
 tagExecuteResult OXStringDefinition::CreateInstance(OXObject*& out, OXClassManager&,
@@ -136,11 +125,6 @@ tagExecuteResult OXStringDefinition::CreateInstance(OXObject*& out, OXClassManag
         return ER_INVALID_EXPRESSION_TYPE;
     out = new OXStringObject(declaration.Clone(), text->GetValue());
     return ER_OK;
-}
-
-OXAttribute* OXStringDefinition::CreateAttribute(const OXAttributeDeclaration& declaration,
-                                                 OXClassDeclaration& classDecl, OXObject* value) {
-    return new OXAttributeTpl<OXStringObject>(declaration, &classDecl, value);
 }
 
 OXClassDefinition::OXClassDefinition(OXParserNodeManager* manager, OXClassName* className,

@@ -8,6 +8,10 @@
 
 #include <string>
 
+class OXListObject;
+class OXNumberObject;
+class OXStringObject;
+
 class OXDefinition : public OXCommand, public OXDefinitionInterface {
   public:
     OXDefinition(OXParserNodeManager* manager, OXClassName* className);
@@ -37,45 +41,48 @@ class OXDefinition : public OXCommand, public OXDefinitionInterface {
     OXClassName* pClassName;
 };
 
-// The four built-in definitions, made without a node manager.
-class OXListDefinition : public OXDefinition {
+// The four built-in definitions, made without a node manager. Each makes the
+// values of its name, and its attributes hold objects of class Object.
+template <class Object>
+class OXBuiltinDefinition : public OXDefinition {
   public:
-    OXListDefinition() : OXDefinition(nullptr, new OXClassName(nullptr, "list")) {}
-    tagExecuteResult CreateInstance(OXObject*& out, OXClassManager& classes,
-                                    OXObjectManager& objects, const OXClassDeclaration& declaration,
-                                    const OXExpression& expression) override;
+    explicit OXBuiltinDefinition(const char* name)
+        : OXDefinition(nullptr, new OXClassName(nullptr, name)) {}
     OXAttribute* CreateAttribute(const OXAttributeDeclaration& declaration,
                                  OXClassDeclaration& classDecl, OXObject* value) override;
 };
 
-class OXNumberDefinition : public OXDefinition {
+class OXListDefinition : public OXBuiltinDefinition<OXListObject> {
   public:
-    OXNumberDefinition() : OXDefinition(nullptr, new OXClassName(nullptr, "number")) {}
+    OXListDefinition() : OXBuiltinDefinition("list") {}
     tagExecuteResult CreateInstance(OXObject*& out, OXClassManager& classes,
                                     OXObjectManager& objects, const OXClassDeclaration& declaration,
                                     const OXExpression& expression) override;
-    OXAttribute* CreateAttribute(const OXAttributeDeclaration& declaration,
-                                 OXClassDeclaration& classDecl, OXObject* value) override;
 };
 
-class OXStringDefinition : public OXDefinition {
+class OXNumberDefinition : public OXBuiltinDefinition<OXNumberObject> {
   public:
-    OXStringDefinition() : OXDefinition(nullptr, new OXClassName(nullptr, "string")) {}
+    OXNumberDefinition() : OXBuiltinDefinition("number") {}
     tagExecuteResult CreateInstance(OXObject*& out, OXClassManager& classes,
                                     OXObjectManager& objects, const OXClassDeclaration& declaration,
                                     const OXExpression& expression) override;
-    OXAttribute* CreateAttribute(const OXAttributeDeclaration& declaration,
-                                 OXClassDeclaration& classDecl, OXObject* value) override;
+
+  protected:
+    explicit OXNumberDefinition(const char* name) : OXBuiltinDefinition(name) {}
 };
 
-class OXVoidDefinition : public OXDefinition {
+class OXStringDefinition : public OXBuiltinDefinition<OXStringObject> {
   public:
-    OXVoidDefinition() : OXDefinition(nullptr, new OXClassName(nullptr, "void")) {}
+    OXStringDefinition() : OXBuiltinDefinition("string") {}
     tagExecuteResult CreateInstance(OXObject*& out, OXClassManager& classes,
                                     OXObjectManager& objects, const OXClassDeclaration& declaration,
                                     const OXExpression& expression) override;
-    OXAttribute* CreateAttribute(const OXAttributeDeclaration& declaration,
-                                 OXClassDeclaration& classDecl, OXObject* value) override;
+};
+
+// "void" is a number in every respect.
+class OXVoidDefinition : public OXNumberDefinition {
+  public:
+    OXVoidDefinition() : OXNumberDefinition("void") {}
 };
 
 // "class Name<class T> : Base { members };"

@@ -181,6 +181,7 @@ void OxConfiguration::OxDebugLogCfg(unsigned long stdoutMask, unsigned long logF
         logFileComMaxSize_ = logFileComMaxSize;
     }
     TestPrintSetMask(stdoutMask, logFileMask);
+    TestPrintSetLogFileMaxSize(logFileMaxSize);
 }
 
 void OxConfiguration::OxEMailCfg(const std::string& smtp, const std::string& name,
@@ -421,6 +422,10 @@ void OxConfiguration::GetDialUpCfg(std::string* phoneBookEntry, std::string* use
 void OxConfiguration::SetAppPath(const std::string& path, bool lock) {
     Lock guard(lock);
     appPath_ = path;
+    // The debug print task's log lies under the application path too.
+    if (this == theConfiguration)
+        TestPrintSetLogFile(appPath_ + "/var/log/debug/oxgw.log",
+                            appPath_ + "/var/log/debug/oxgw.log.1");
 }
 
 std::string OxConfiguration::GetAppPath(bool lock) const {

@@ -232,3 +232,13 @@ void RunProgram::Terminate() {
         SleepMs(10);
     }
 }
+
+long RunProgramAndWait(const char* command, unsigned int seconds) {
+    RunProgram program(false);
+    int status = 0;
+    if (!program.Run(command))
+        return -1;
+    if (!program.WaitForTermination(seconds, &status))
+        return -1;
+    return status;
+}

@@ -55,3 +55,7 @@ class RunProgram : public ACE_Process {
     std::string lastCommand_;
     std::string name_;  // the command's name, taken at the first wait
 };
+
+// Runs a board program and waits up to seconds for it. -1 if it could not be
+// run or did not end in time, else its wait status (0 for success).
+long RunProgramAndWait(const char* command, unsigned int seconds);

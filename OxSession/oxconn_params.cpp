@@ -24,18 +24,6 @@ namespace {
 
 constexpr unsigned kScriptSeconds = 5;
 
-// Runs a board script and waits for it. -1 if it could not be run or did
-// not end in time, else its wait status (0 for success).
-long RunScript(const std::string& command) {
-    RunProgram program(false);
-    int status = 0;
-    if (!program.Run(command.c_str()))
-        return -1;
-    if (!program.WaitForTermination(kScriptSeconds, &status))
-        return -1;
-    return status;
-}
-
 bool EndsWith(const std::string& text, const std::string& tail) {
     return text.size() >= tail.size() &&
            text.compare(text.size() - tail.size(), tail.size(), tail) == 0;
@@ -105,7 +93,7 @@ void OxConnection::SaveParms(std::string name, std::string where, OxSocketSessio
     if (where == "remote&external" || where != "remote") {
         std::string target = OxConfiguration::Instance()->MakeAbsPath(directory + "/" + name);
         std::string command = "saveparams " + source + " " + target;
-        long status = RunScript(command);
+        long status = RunProgramAndWait(command.c_str(), kScriptSeconds);
         if (status < 0)
             TestPrintF(16, "OxConnection::SaveParms(), executing saveparams failed!\n");
         else if (status == 0)
@@ -122,7 +110,7 @@ bool OxConnection::RestoreParms(OXObjectHandler* handler, const char* file) {
         return false;
     }
     std::string command = std::string("restoreparams ") + file;
-    long status = RunScript(command);
+    long status = RunProgramAndWait(command.c_str(), kScriptSeconds);
     if (status < 0) {
         TestPrintF(16, "OxConnection::RestoreParms(), executing restoreparams failed!\n");
         return false;

@@ -19,18 +19,6 @@ constexpr unsigned kUsbSeconds = 40;
 OxLanguageMap* instance_ = nullptr;
 std::mutex instanceMutex_;
 
-// Runs a board program and waits for it. -1 if it could not be run or did
-// not end in time, else its wait status (0 for success).
-long RunBoardProgram(const char* command) {
-    RunProgram program(false);
-    int status = 0;
-    if (!program.Run(command))
-        return -1;
-    if (!program.WaitForTermination(kUsbSeconds, &status))
-        return -1;
-    return status;
-}
-
 // A file path under the application root. An absolute path goes through
 // MakeAbsPath; a relative one is taken from the application root when one is
 // set (MakeAbsPath adds no separator), else from the working directory.
@@ -244,7 +232,7 @@ OxTextMap* OxLanguageMap::GetNewLanguageMap(const std::string& language, int /*f
             haveFile = tryOpen("/home/service/custom/" + file);
         if (!haveFile && custom) {
             mounted = true;
-            long status = RunBoardProgram("mountusb");
+            long status = RunProgramAndWait("mountusb", kUsbSeconds);
             if (status != 0)
                 TestPrintF(4, "Custom loading from USB fail %ld\n", status);
             haveFile = tryOpen("/mnt/usb/custom/" + file);
@@ -271,7 +259,7 @@ OxTextMap* OxLanguageMap::GetNewLanguageMap(const std::string& language, int /*f
                    static_cast<int>(pairs.size()), 1);
     }
     if (mounted) {
-        long status = RunBoardProgram("umountusb");
+        long status = RunProgramAndWait("umountusb", kUsbSeconds);
         if (status != 0)
             TestPrintF(4, "Closing usb from Custom loading fail %ld\n", status);
     }

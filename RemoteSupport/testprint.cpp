@@ -1,17 +1,17 @@
 #include "testprint.h"
 
-#include "oxconf.h"
-
 #include <ace/Date_Time.h>
 #include <ace/OS_NS_unistd.h>
 #include <ace/Thread.h>
 #include <ace/OS_NS_sys_time.h>
 
+#include <atomic>
 #include <cassert>
 #include <cerrno>
 #include <cstdarg>
 #include <cstdio>
 #include <cstring>
+#include <mutex>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -22,6 +22,12 @@ bool logToConsole = true;
 
 namespace {
 TestPrintTask* theTask = nullptr;
+
+// What the owner of the configuration told the task.
+std::mutex logFileMutex;
+std::string logFileName = "/var/log/debug/oxgw.log";
+std::string oldLogFileName = "/var/log/debug/oxgw.log.1";
+std::atomic<unsigned long> logFileMaxSize{20000000};
 
 constexpr size_t kBufferSize = 514;
 constexpr int kWarnLength = 411;
@@ -134,6 +140,16 @@ void FileLog::Log(const std::string& text) {
     OpenStream();
 }
 
+void TestPrintSetLogFile(const std::string& name, const std::string& oldName) {
+    std::lock_guard<std::mutex> guard(logFileMutex);
+    logFileName = name;
+    oldLogFileName = oldName;
+}
+
+void TestPrintSetLogFileMaxSize(unsigned long maxSize) {
+    logFileMaxSize = maxSize;
+}
+
 // ---------------------------------------------------------------- TestPrintTask
 
 TestPrintTask* TestPrintTask::Instance() {
@@ -149,10 +165,9 @@ void TestPrintTask::ForgetInstance() {
 }
 
 TestPrintTask::TestPrintTask() {
-    OxConfiguration* cfg = OxConfiguration::Instance();
-    std::string name = cfg->MakeAbsPath("/var/log/debug/oxgw.log");
-    std::string oldName = cfg->MakeAbsPath("/var/log/debug/oxgw.log.1");
-    fileLog_ = new FileLog(name.c_str(), oldName.c_str(), 1000000);
+    std::lock_guard<std::mutex> guard(logFileMutex);
+    // The first write replaces the initial limit with the configured one.
+    fileLog_ = new FileLog(logFileName.c_str(), oldLogFileName.c_str(), 1000000);
 }
 
 TestPrintTask::~TestPrintTask() {
@@ -238,7 +253,7 @@ int TestPrintTask::TestPrintFImpl(unsigned long mask, const char* text) {
         return 0;
 
     if (toFile) {
-        fileLog_->SetMaxSize(OxConfiguration::Instance()->GetLogFileMaxSize(true));
+        fileLog_->SetMaxSize(logFileMaxSize);
         fileLog_->Log(stamp);
         fileLog_->Log(text);
         if (mask & 0x14) {

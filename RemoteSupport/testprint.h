@@ -37,6 +37,14 @@ extern bool logToConsole;
 void TestPrintF(unsigned long mask, const char* format, ...) __attribute__((format(printf, 2, 3)));
 void TestPrintSetMask(unsigned long stdOutMask, unsigned long logFileMask);
 
+// The task does not read the configuration; its owner tells it the two names
+// of the log file (taken when the task is made) and the file's size limit
+// (taken again before each write to the file). Until told, the names are
+// "/var/log/debug/oxgw.log" and "/var/log/debug/oxgw.log.1" and the limit is
+// 20000000.
+void TestPrintSetLogFile(const std::string& name, const std::string& oldName);
+void TestPrintSetLogFileMaxSize(unsigned long maxSize);
+
 // Where a message of this mask goes, by the current masks.
 bool TestPrintToFile(unsigned long mask);
 bool TestPrintToConsole(unsigned long mask);

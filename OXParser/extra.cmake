@@ -14,11 +14,3 @@ add_custom_command(
 set_source_files_properties(${oxgw_grammar_out} PROPERTIES GENERATED TRUE COMPILE_OPTIONS -w
                             COMPILE_DEFINITIONS "yyerror=yyerror")
 target_sources(OXParser PRIVATE ${oxgw_grammar_out})
-
-# libFuzzer builds: the fuzz targets link the library, so the parser's sources
-# need the coverage instrumentation too, or the fuzzer runs blind.
-if(OXGW_FUZZ)
-  file(GLOB oxgw_parser_sources CONFIGURE_DEPENDS ${CMAKE_SOURCE_DIR}/OXParser/*.cpp)
-  set_property(SOURCE ${oxgw_parser_sources} ${oxgw_grammar_out} APPEND PROPERTY
-               COMPILE_OPTIONS -fsanitize=fuzzer-no-link)
-endif()

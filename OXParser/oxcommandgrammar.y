@@ -11,9 +11,9 @@
 #include "oxdefinition.h"
 #include "oxexpression.h"
 
-// The parse stack starts with 100 entries and doubles for as long as memory
-// allows; the language sets no limit on nesting. The bound on entries only
-// keeps the doubling from overflowing.
+// The parse stack starts with 100 entries and doubles up to its bound (see
+// OXCommandGrammarDefaultMaxDepth), which limits the nesting that one text
+// can bring to the recursive stages after the parse.
 static unsigned oxcmdMaxDepth = OXCommandGrammarDefaultMaxDepth;
 #define YYINITSTACKSIZE 100
 #define YYMAXDEPTH oxcmdMaxDepth

@@ -433,6 +433,22 @@ const OXFunctionDeclaration* OXMemberDeclarationList::GetFuncDecl(int index) con
 
 // ------------------------------------------------------------ templates
 
+namespace {
+
+// Template substitution. A parameter that names a formal argument of the
+// class it is given to ("new Box<T<T>>" for "class Box<class T>") has its own
+// parameters substituted in turn without end, and a parameter used in many
+// places is copied to each of them. One substitution is therefore cut at a
+// depth and a number of declarations far beyond any machine's classes; the
+// outermost call then gives null.
+constexpr int kMaxSpecializeDepth = 5000;
+constexpr long kMaxSpecializeCount = 100000;
+thread_local int specializeDepth = 0;
+thread_local long specializeCount = 0;
+thread_local bool specializeCut = false;
+
+}  // namespace
+
 int OXTemplateArgumentList::GetIndexOf(const std::string& name) const {
     for (int i = 0; i < Count(); ++i) {
         if (items[static_cast<size_t>(i)]->GetSymbol() == name)
@@ -447,6 +463,8 @@ OXTemplateParameterList* OXTemplateParameterList::Specialize(
     if (target == nullptr)
         target = new OXTemplateParameterList(nullptr);
     for (const OXClassDeclaration* declaration : items) {
+        if (specializeCut)
+            break;
         target->Add(declaration->Specialize(arguments, parameters));
     }
     return target;
@@ -561,6 +579,20 @@ tagExecuteResult OXClassDeclaration::CreateUntaggedInstance(OXObject*& out, OXCl
 
 OXClassDeclaration* OXClassDeclaration::Specialize(
     const OXTemplateArgumentList& arguments, const OXTemplateParameterList& parameters) const {
+    const bool outermost = specializeDepth == 0;
+    if (outermost) {
+        specializeCount = 0;
+        specializeCut = false;
+    }
+    if (specializeDepth >= kMaxSpecializeDepth || ++specializeCount > kMaxSpecializeCount) {
+        specializeCut = true;
+        return nullptr;
+    }
+    struct DepthGuard {
+        DepthGuard() { ++specializeDepth; }
+        ~DepthGuard() { --specializeDepth; }
+    } guard;
+
     OXClassDeclaration* result;
     int i = arguments.GetIndexOf(GetClassName());
     if (i < 0) {
@@ -577,6 +609,10 @@ OXClassDeclaration* OXClassDeclaration::Specialize(
             pParameter->pTemplateParameterList->Specialize(nullptr, arguments, parameters));
     }
     pTemplateParameterList->Specialize(result->pTemplateParameterList, arguments, parameters);
+    if (outermost && specializeCut) {
+        delete result;
+        return nullptr;
+    }
     return result;
 }
 

@@ -404,6 +404,7 @@ class OXClassDeclaration : public OXParserNode, public OXClassDeclInterface {
                                             const OXExpressionInterface& expression,
                                             tagStoreOption storeOption) const;
     // Substitutes the formal template arguments by the actual parameters.
+    // Null when the substitution does not end or grows past all measure.
     OXClassDeclaration* Specialize(const OXTemplateArgumentList& arguments,
                                    const OXTemplateParameterList& parameters) const;
     OXClassDeclaration* Clone() const override;

@@ -160,6 +160,8 @@ tagExecuteResult OXClassDefinition::CreateBaseClassInstance(OXObject*& out, OXCl
         return ER_OK;
     OXClassDeclaration* base =
         pBaseClass->Specialize(*pTemplateArgumentList, *declaration.GetParameterList());
+    if (base == nullptr)
+        return ER_INVALID_TEMPLATE_PARAMETER_COUNT;
     OXObject* made = nullptr;
     tagExecuteResult result =
         base->CreateUntaggedInstance(made, classes, objects, expression, SO_NO_STORE);
@@ -203,6 +205,10 @@ tagExecuteResult OXClassDefinition::CreateInstance(OXObject*& out, OXClassManage
         }
         OXClassDeclaration* classDecl = attributeDecl->GetClassDecl()->Specialize(
             *pTemplateArgumentList, *declaration.GetParameterList());
+        if (classDecl == nullptr) {
+            result = ER_INVALID_TEMPLATE_PARAMETER_COUNT;
+            break;
+        }
         OXObject* attributeValue = nullptr;
         result =
             classDecl->CreateInstance(attributeValue, classes, objects, *value, SO_STORE_IF_OBJECT);

@@ -129,8 +129,18 @@ TEST_F(ParserTest, HugeNumbersAndLongTokens) {
     EXPECT_EQ(Tree(), "new(" + name + " (\"" + text + "\"))");
 }
 
+// "list<" written depth times around leaf, with the closing brackets.
+std::string NestedLists(int depth, const std::string& leaf) {
+    std::string text;
+    text.reserve(static_cast<size_t>(depth) * 6 + leaf.size());
+    for (int i = 0; i < depth; ++i)
+        text += "list<";
+    return text + leaf + std::string(static_cast<size_t>(depth), '>');
+}
+
 TEST_F(ParserTest, DeepNestingOfExpressionLists) {
-    const int depth = 100000;
+    // Deep, but within the bound of the parse stack.
+    const int depth = 9000;
     std::string nested = std::string(depth, '(') + "1" + std::string(depth, ')');
     EXPECT_EQ(Parse("upd 5 (" + nested + ");"), 0);
     // The innermost value sits under all the lists.
@@ -165,6 +175,50 @@ TEST_F(ParserTest, StackOverflowIsReportedAsFailure) {
     // Within the bound the same kind of text parses.
     EXPECT_EQ(Parse("upd 5 (" + std::string(20, '(') + std::string(20, ')') + ");"), 0);
     OXCommandGrammarSetMaxDepth(OXCommandGrammarDefaultMaxDepth);
+}
+
+TEST_F(ParserTest, NestingPastTheStackBoundIsRefusedAndTheStoreLivesOn) {
+    // Whole cycles on a store: what the grammar lets through is cloned,
+    // substituted and destroyed by recursion, so a frame nested past the
+    // bound must fail in the grammar, and everything within it must survive
+    // creation and the reset of the store.
+    struct Case {
+        std::string text;
+        const char* message;
+    } cases[] = {
+        {"class Object { const number Id; };", ""},
+        {"class Box<class T> : Object { T V; };", ""},
+        {"new " + NestedLists(100000, "number") + "();", "yacc stack overflow"},
+        {"class Deep : Object { " + NestedLists(200000, "number") + " Levels; };",
+         "yacc stack overflow"},
+        {"upd 5 (" + std::string(100000, '(') + std::string(100000, ')') + ");",
+         "yacc stack overflow"},
+        // A parameter that names the formal argument: its substitution has
+        // no end.
+        {"new Box<T<T>>(1, 2);", "Semantic Error: ER_INVALID_TEMPLATE_PARAMETER_COUNT"},
+        {"new Box<T<list<T>, T>>(1, 2);", "Semantic Error: ER_INVALID_TEMPLATE_PARAMETER_COUNT"},
+        // As deep as the bound allows.
+        {"class Held : Object { " + NestedLists(4900, "number") + " Levels; };", ""},
+        {"new Held(2, ());", ""},
+        {"new Box<" + NestedLists(4900, "number") + ">(3, ());", ""},
+        {"new " + NestedLists(4900, "number") + "();", "Semantic Error: ER_NOT_AN_OBJECT_OBJECT"},
+        {"upd 3 (" + std::string(4000, '(') + std::string(4000, ')') + ");",
+         "Semantic Error: ER_INVALID_EXPRESSION_COUNT"},
+        {"upd 2 (());", ""},
+    };
+    for (const Case& c : cases) {
+        std::vector<char> text(c.text.begin(), c.text.end());
+        text.push_back('\0');
+        CaptureStdout();
+        parser.Parse(text.data());
+        GetCapturedStdout();
+        EXPECT_STREQ(parser.GetErrorStr(), c.message) << c.text.substr(0, 60);
+        EXPECT_EQ(parser.GetNodeManager().GetNodeCount(), 0u);
+    }
+    EXPECT_EQ(parser.GetObjectManager().GetObjectCount(), 2);
+    parser.Reset();
+    char next[] = "class Object { const number Id; };";
+    EXPECT_EQ(parser.Parse(next), 0);
 }
 
 TEST_F(ParserTest, MessagesAreReplacedAndCleared) {

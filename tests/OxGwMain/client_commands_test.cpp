@@ -3,11 +3,10 @@
 // event; questions that need no connection.
 #include "gatewayprocess.h"
 #include "gatewaytest.h"
-#include "xmlclient.h"
+#include "xmlsession.h"
 
 #include <gtest/gtest.h>
 
-#include <csignal>
 #include <string>
 #include <vector>
 
@@ -44,18 +43,12 @@ TEST(ClientCommands, GuardsChecksAndAChangeOnTheSimulator) {
         "<Message><ChangeNumParameter id=\"2101\" value=\"30\"/></Message>\r\n";
     ASSERT_TRUE(client.Send(change));
     EXPECT_EQ(Error("The command is not legal when a Connect has not been made!"), client.Line());
-    ASSERT_TRUE(client.Send("<Message><Connect><CommParm port=\"1\"/></Connect></Message>\r\n"));
-    client.Line();  // Connected
-    EXPECT_EQ(0u, client.Line().find("<Message><OxMode mode=\"Connected\">"));
-    EXPECT_EQ(0u, client.Line().find("<Message><Download state=\"Ready\""));
+    ASSERT_NO_FATAL_FAILURE(ConnectPort(client));
     ASSERT_TRUE(client.Send(change));
     EXPECT_EQ(Error("The command is not legal when a logon has not been made!"), client.Line());
 
-    ASSERT_TRUE(client.Send("<Message><Logon level=\"Service\" userId=\"anna\"/></Message>\r\n"));
+    ASSERT_NO_FATAL_FAILURE(LogOn(client, "level=\"Service\" userId=\"anna\"", nullptr));
     std::string line;
-    do {
-        ASSERT_TRUE(client.ReadLine(line));
-    } while (line != "<Message><List position=\"end\" name=\"TypeInfo\"></List></Message>");
 
     ASSERT_TRUE(
         client.Send("<Message><ChangeNumParameter id=\"9999\" value=\"1\"/></Message>\r\n"));
@@ -85,16 +78,7 @@ TEST(ClientCommands, GuardsChecksAndAChangeOnTheSimulator) {
     ASSERT_TRUE(client.Send("<Message><GetUserInfo/></Message>\r\n"));
     EXPECT_EQ("<Message><UserInfo><User id=\"anna\" level=\"Service\"/></UserInfo></Message>",
               client.Line());
-    gw->Signal(SIGINT);
-    EXPECT_EQ(0, gw->Wait(10000));
-}
-
-// Reads lines until one starts with the given head; false if none comes.
-bool SkipTo(XmlClient& client, const std::string& head, std::string& line) {
-    while (client.ReadLine(line, 5000))
-        if (line.compare(0, head.size(), head) == 0)
-            return true;
-    return false;
+    StopGateway(*gw);
 }
 
 TEST(ClientCommands, EveryMachineCommandInServiceModeAsTheControllerReceivesIt) {
@@ -177,8 +161,7 @@ TEST(ClientCommands, EveryMachineCommandInServiceModeAsTheControllerReceivesIt) 
     // Other classes need no Service mode.
     ASSERT_TRUE(client.Send("<Message><SetSensor id=\"3001\" sensor=\"on\"/></Message>\r\n"));
     EXPECT_TRUE(sim->WaitForStdout("<- exe 8 $3001.201(0);", kWaitMs));
-    gw->Signal(SIGINT);
-    EXPECT_EQ(0, gw->Wait(10000));
+    StopGateway(*gw);
 }
 
 TEST(ClientCommands, BrokenAndBinaryLinesLeaveTheSessionStanding) {
@@ -245,8 +228,7 @@ TEST(ClientCommands, BrokenAndBinaryLinesLeaveTheSessionStanding) {
     EXPECT_EQ(Error("Logon failed, unmatched level"), line);
     EXPECT_EQ(Error("The command is not legal when a logon has not been made!"), client.Line());
     EXPECT_TRUE(gw->Running());
-    gw->Signal(SIGINT);
-    EXPECT_EQ(0, gw->Wait(10000));
+    StopGateway(*gw);
 }
 
 }  // namespace

@@ -7,9 +7,7 @@
 #include <gtest/gtest.h>
 
 #include <chrono>
-#include <csignal>
 #include <string>
-#include <thread>
 
 namespace {
 
@@ -47,27 +45,6 @@ void HandOver(FakeController& ctl, const std::vector<std::string>& world) {
     ASSERT_TRUE(ctl.SendFrame("res 2 : 0;"));
 }
 
-std::string Log(GatewayTestEnv& env) {
-    return env.Box().ReadFile("/var/log/debug/oxgw.log");
-}
-
-// The debug log holds every line whole, with its stamp in front.
-bool WaitForLog(GatewayTestEnv& env, const std::string& text, int ms = 5000, int count = 1) {
-    auto end = std::chrono::steady_clock::now() + std::chrono::milliseconds(ms);
-    for (;;) {
-        if (CountOccurrences(Log(env), text) >= count)
-            return true;
-        if (std::chrono::steady_clock::now() > end)
-            return false;
-        std::this_thread::sleep_for(std::chrono::milliseconds(20));
-    }
-}
-
-void Stop(GatewayProcess& gw) {
-    gw.Signal(SIGINT);
-    EXPECT_EQ(0, gw.Wait(kStartMs));
-}
-
 TEST(ConnectionProcess, StartConversationByteForByteAndInOrder) {
     GatewayTestEnv env;
     FakeController ctl(env.Ip(), 2001);
@@ -80,10 +57,10 @@ TEST(ConnectionProcess, StartConversationByteForByteAndInOrder) {
     EXPECT_GE(std::chrono::steady_clock::now() - opened, std::chrono::milliseconds(900));
 
     ASSERT_NO_FATAL_FAILURE(HandOver(ctl, MachineWorld(42)));
-    ASSERT_TRUE(WaitForLog(env, "Port 1, attached to objects\n")) << Log(env);
+    ASSERT_TRUE(WaitForLog(env, "Port 1, attached to objects\n")) << DebugLog(env);
     EXPECT_TRUE(Quiet(ctl));
 
-    std::string log = Log(env);
+    std::string log = DebugLog(env);
     std::vector<std::string> inOrder = {
         "COM 1: Open\n",
         "Port 1, link mode changed to 2\n",
@@ -129,9 +106,9 @@ TEST(ConnectionProcess, StartConversationByteForByteAndInOrder) {
 
     EXPECT_TRUE(Quiet(ctl));
     // Only the alarm that came while connected was handed to the mail task.
-    EXPECT_EQ(1, CountOccurrences(Log(env), "SendMail...\n"));
-    Stop(*gw);
-    log = Log(env);
+    EXPECT_EQ(1, CountOccurrences(DebugLog(env), "SendMail...\n"));
+    StopGateway(*gw);
+    log = DebugLog(env);
     EXPECT_EQ(std::string::npos, log.find("exe 4 $"));
     EXPECT_NE(std::string::npos, log.find("COM 1: Close\n"));
     EXPECT_NE(std::string::npos,
@@ -153,7 +130,7 @@ TEST(ConnectionProcess, StoreOutOfStepIsRecoveredWithACompleteTransfer) {
     ASSERT_NO_FATAL_FAILURE(ExpectFrame(ctl, kCompleteInfo));
     ASSERT_TRUE(WaitForLog(env, "Port 1, requesting complete information to synchronise.\n"));
     ASSERT_NO_FATAL_FAILURE(HandOver(ctl, MachineWorld(42)));
-    ASSERT_TRUE(WaitForLog(env, "COM 1: Connected\n")) << Log(env);
+    ASSERT_TRUE(WaitForLog(env, "COM 1: Connected\n")) << DebugLog(env);
     ASSERT_TRUE(WaitForLog(env, "Port 1, attached to objects\n"));
     EXPECT_TRUE(Quiet(ctl));
 
@@ -170,14 +147,14 @@ TEST(ConnectionProcess, StoreOutOfStepIsRecoveredWithACompleteTransfer) {
     // The log was opened once, at the first connection, when the visit
     // entered the active alarms. Later, alarms are entered as they arrive,
     // those of a complete transfer too; here once from the second transfer.
-    std::string log = Log(env);
+    std::string log = DebugLog(env);
     EXPECT_EQ(1, CountOccurrences(log,
                                   "EventLog::Log(<Message><HistoricServerState state="
                                   "\"Started\">"));
     EXPECT_EQ(2, CountOccurrences(log,
                                   "EventLog::Log(<Message><HistoricAlarmEvent "
                                   "event=\"Activated\" type=\"3\""));
-    Stop(*gw);
+    StopGateway(*gw);
 }
 
 // "list<" written depth times around "number", with the closing brackets.
@@ -226,7 +203,7 @@ TEST(ConnectionProcess, StrayResultsExceptionsAndDeepFramesDoNotDisturbTheConver
     ASSERT_TRUE(WaitForLog(env, "COM 1: Connected\n"));
     EXPECT_TRUE(Quiet(ctl));
     EXPECT_TRUE(gw->Running());
-    Stop(*gw);
+    StopGateway(*gw);
 }
 
 TEST(ConnectionProcess, LostLinkResetsTheStateAndTheConversationStartsAgain) {
@@ -239,7 +216,7 @@ TEST(ConnectionProcess, LostLinkResetsTheStateAndTheConversationStartsAgain) {
     ASSERT_TRUE(WaitForLog(env, "Port 1, attached to objects\n"));
 
     ctl.DropClient();
-    ASSERT_TRUE(WaitForLog(env, "COM 1: No connection\n")) << Log(env);
+    ASSERT_TRUE(WaitForLog(env, "COM 1: No connection\n")) << DebugLog(env);
     EXPECT_TRUE(WaitForLog(env, "Port 1, link mode changed to 0\n"));
 
     // The link is back five seconds later; a second after that the
@@ -250,11 +227,11 @@ TEST(ConnectionProcess, LostLinkResetsTheStateAndTheConversationStartsAgain) {
     EXPECT_GE(std::chrono::steady_clock::now() - opened, std::chrono::milliseconds(900));
     ASSERT_TRUE(WaitForLog(env, "COM 1: Connecting\n", 5000, 2));
     ASSERT_NO_FATAL_FAILURE(HandOver(ctl, MachineWorld(42)));
-    ASSERT_TRUE(WaitForLog(env, "COM 1: Connected\n", 5000, 2)) << Log(env);
+    ASSERT_TRUE(WaitForLog(env, "COM 1: Connected\n", 5000, 2)) << DebugLog(env);
     ASSERT_TRUE(WaitForLog(env, "Port 1, attached to objects\n", 5000, 2));
     EXPECT_TRUE(Quiet(ctl));
     EXPECT_EQ(2, ctl.Accepts());
-    Stop(*gw);
+    StopGateway(*gw);
 }
 
 TEST(ConnectionProcess, EveryActivePortHasItsOwnConversationAndInactiveOnesNone) {
@@ -289,12 +266,12 @@ TEST(ConnectionProcess, EveryActivePortHasItsOwnConversationAndInactiveOnesNone)
         EXPECT_TRUE(WaitForLog(env, "Serial Number: 4711-" + std::to_string(39 + port) + "\n"));
     }
     EXPECT_FALSE(four.Accept(1000));
-    std::string log = Log(env);
+    std::string log = DebugLog(env);
     EXPECT_EQ(std::string::npos, log.find("COM 4:"));
     EXPECT_EQ(std::string::npos, log.find("COM 5:"));
     EXPECT_EQ(std::string::npos, log.find("exe 4 $"));
-    Stop(*gw);
-    log = Log(env);
+    StopGateway(*gw);
+    log = DebugLog(env);
     for (int port = 1; port <= 3; ++port)
         EXPECT_NE(std::string::npos, log.find("COM " + std::to_string(port) + ": Close\n"));
 }

@@ -8,7 +8,7 @@
 #include "oxcommandparser.h"
 #include "oxobjectmanager.h"
 #include "oxobjectmsg.h"
-#include "xmlclient.h"
+#include "xmlsession.h"
 
 #include <gtest/gtest.h>
 
@@ -30,9 +30,6 @@ namespace {
 
 constexpr int kWaitMs = 15000;
 
-const std::string kListStart =
-    "<Message><List position=\"start\" name=\"TypeInfo\"></List></Message>";
-const std::string kListEnd = "<Message><List position=\"end\" name=\"TypeInfo\"></List></Message>";
 const std::string kAliveAck = "<Message><AliveAck mode=\"Connected\"></AliveAck></Message>";
 
 // ---------------------------------------------------------------- the machine
@@ -145,49 +142,6 @@ GatewayOptions Options() {
     return options;
 }
 
-// Starts the gateway and hands the world over.
-std::unique_ptr<GatewayProcess> StartConnected(GatewayTestEnv& env, FakeController& ctl,
-                                               const World& world) {
-    EXPECT_TRUE(ctl.Listening());
-    auto gw = env.Start();
-    std::string why;
-    EXPECT_TRUE(ctl.HandOver(world.Texts(), kWaitMs, why)) << why;
-    EXPECT_TRUE(gw->WaitForStdout(Shown("COM 1: Connected\n"), kWaitMs)) << gw->Stdout();
-    return gw;
-}
-
-void Connect(XmlClient& client, const std::string& language = "") {
-    ASSERT_TRUE(client.Connected());
-    std::string name = language.empty() ? "" : " name=\"" + language + "\"";
-    ASSERT_TRUE(client.Send("<Message><Connect><CommParm port=\"1\"" + name +
-                            "/></Connect></Message>\r\n"));
-    std::string line;
-    ASSERT_TRUE(client.ReadLine(line, kWaitMs));
-    ASSERT_EQ("<Message><Connected protocolVersion=\"2.02.05\"/></Message>", line);
-    ASSERT_TRUE(client.ReadLine(line, kWaitMs));
-    ASSERT_EQ(0u, line.find("<Message><OxMode mode=\"Connected\"><Time ")) << line;
-    ASSERT_TRUE(client.ReadLine(line, kWaitMs));
-    ASSERT_EQ(0u, line.find("<Message><Download state=\"Ready\"")) << line;
-}
-
-// Logs on with the attributes and reads the burst up to the list's end; the
-// lines between its start and end go to burst.
-void LogOn(XmlClient& client, const std::string& attributes, std::vector<std::string>* burst) {
-    ASSERT_TRUE(client.Send("<Message><Logon " + attributes + "/></Message>\r\n"));
-    std::string line;
-    ASSERT_TRUE(client.ReadLine(line, kWaitMs));
-    ASSERT_EQ("<Message><Logon/></Message>", line);
-    ASSERT_TRUE(client.ReadLine(line, kWaitMs));
-    ASSERT_EQ(kListStart, line);
-    for (;;) {
-        ASSERT_TRUE(client.ReadLine(line, kWaitMs)) << "no end of the logon burst";
-        if (line == kListEnd)
-            break;
-        if (burst != nullptr)
-            burst->push_back(line);
-    }
-}
-
 std::vector<std::string> Lines(XmlClient& client, size_t count) {
     std::vector<std::string> lines;
     std::string line;
@@ -239,10 +193,6 @@ std::string At(const std::vector<std::string>& lines, size_t i) {
     return i < lines.size() ? lines[i] : "(none)";
 }
 
-std::string Log(GatewayTestEnv& env) {
-    return env.Box().ReadFile("/var/log/debug/oxgw.log");
-}
-
 // The lines of a text that hold a mark.
 std::string LinesWith(const std::string& text, const std::string& mark) {
     std::istringstream in(text);
@@ -253,22 +203,12 @@ std::string LinesWith(const std::string& text, const std::string& mark) {
     return found;
 }
 
-bool WaitForLog(GatewayTestEnv& env, const std::string& text, int ms) {
-    auto deadline = std::chrono::steady_clock::now() + std::chrono::milliseconds(ms);
-    while (Log(env).find(text) == std::string::npos) {
-        if (std::chrono::steady_clock::now() >= deadline)
-            return false;
-        std::this_thread::sleep_for(std::chrono::milliseconds(20));
-    }
-    return true;
-}
-
 // The session id of the n-th logon (from 0) that the log names.
 int LoggedOnSession(GatewayTestEnv& env, size_t n) {
     auto deadline = std::chrono::steady_clock::now() + std::chrono::milliseconds(kWaitMs);
     const std::regex logon("Client\\(([0-9]+)\\): Logon\\. Access level=");
     do {
-        std::string log = Log(env);
+        std::string log = DebugLog(env);
         std::vector<int> ids;
         for (auto it = std::sregex_iterator(log.begin(), log.end(), logon);
              it != std::sregex_iterator(); ++it)
@@ -280,24 +220,6 @@ int LoggedOnSession(GatewayTestEnv& env, size_t n) {
     return -1;
 }
 
-// A sanitizer's report, or an empty text.
-std::string SanitizerReport(const GatewayProcess& gw) {
-    std::string err = gw.Stderr();
-    for (const char* mark : {"AddressSanitizer", "LeakSanitizer", "runtime error"}) {
-        size_t at = err.find(mark);
-        if (at != std::string::npos)
-            return err.substr(at > 200 ? at - 200 : 0, 2000);
-    }
-    return "";
-}
-
-void StopCleanly(GatewayProcess& gw) {
-    EXPECT_TRUE(gw.Running()) << gw.Stderr();
-    gw.Signal(SIGINT);
-    EXPECT_EQ(0, gw.Wait(30000));
-    EXPECT_EQ("", SanitizerReport(gw));
-}
-
 // ---------------------------------------------------------------- tests
 
 TEST(FanOutProcess, FiftyClientsGetEveryEventInTheOrderSent) {
@@ -306,14 +228,14 @@ TEST(FanOutProcess, FiftyClientsGetEveryEventInTheOrderSent) {
     GatewayTestEnv env(Options());
     FakeController ctl(env.Ip(), 2001);
     World world;
-    auto gw = StartConnected(env, ctl, world);
+    auto gw = StartConnected(env, ctl, world.Texts());
     ASSERT_FALSE(::testing::Test::HasFatalFailure());
 
     std::vector<std::unique_ptr<XmlClient>> clients;
     const std::vector<std::string> burst = LogonEvents(world, 4);
     for (int i = 0; i < kClients; ++i) {
         clients.push_back(std::make_unique<XmlClient>(env.ClientPort()));
-        ASSERT_NO_FATAL_FAILURE(Connect(*clients.back()));
+        ASSERT_NO_FATAL_FAILURE(ConnectPort(*clients.back()));
         std::vector<std::string> got;
         ASSERT_NO_FATAL_FAILURE(LogOn(
             *clients.back(), "level=\"Service\" userId=\"c" + std::to_string(i) + "\"", &got));
@@ -363,26 +285,26 @@ TEST(FanOutProcess, FiftyClientsGetEveryEventInTheOrderSent) {
     auto acks = ReadFromAll(clients, 1, kWaitMs);
     for (int i = 0; i < kClients; ++i)
         EXPECT_EQ(kAliveAck, At(acks[i], 0)) << "client " << i;
-    EXPECT_EQ("", LinesWith(Log(env), "Connection slow"));
-    StopCleanly(*gw);
+    EXPECT_EQ("", LinesWith(DebugLog(env), "Connection slow"));
+    StopGateway(*gw);
 }
 
 TEST(FanOutProcess, ClientThatStopsReadingIsClosedAtItsQueueLimitAndTheOtherGoesOn) {
     GatewayTestEnv env(Options());
     FakeController ctl(env.Ip(), 2001);
     World world;
-    auto gw = StartConnected(env, ctl, world);
+    auto gw = StartConnected(env, ctl, world.Texts());
     ASSERT_FALSE(::testing::Test::HasFatalFailure());
 
     // The slow client reads its logon burst and then nothing more; a small
     // receive buffer lets the gateway's socket fill up soon.
     XmlClient slow(env.ClientPort(), 2048);
-    ASSERT_NO_FATAL_FAILURE(Connect(slow));
+    ASSERT_NO_FATAL_FAILURE(ConnectPort(slow));
     ASSERT_NO_FATAL_FAILURE(LogOn(slow, "level=\"Service\" userId=\"slow\"", nullptr));
     int slowId = LoggedOnSession(env, 0);
     ASSERT_GE(slowId, 0);
     XmlClient reader(env.ClientPort());
-    ASSERT_NO_FATAL_FAILURE(Connect(reader));
+    ASSERT_NO_FATAL_FAILURE(ConnectPort(reader));
     ASSERT_NO_FATAL_FAILURE(LogOn(reader, "level=\"Service\" userId=\"reader\"", nullptr));
     int readerId = LoggedOnSession(env, 1);
     ASSERT_GE(readerId, 0);
@@ -444,9 +366,9 @@ TEST(FanOutProcess, ClientThatStopsReadingIsClosedAtItsQueueLimitAndTheOtherGoes
     EXPECT_EQ(batch.size(), FirstDifference(batch, after));
     ASSERT_TRUE(reader.Send("<Message><AlivePoll/></Message>\r\n"));
     EXPECT_EQ(kAliveAck, reader.Line());
-    EXPECT_EQ(std::string::npos,
-              Log(env).find("OxSocketSession(" + std::to_string(readerId) + ")::handle_close"));
-    StopCleanly(*gw);
+    EXPECT_EQ(std::string::npos, DebugLog(env).find("OxSocketSession(" + std::to_string(readerId) +
+                                                    ")::handle_close"));
+    StopGateway(*gw);
 }
 
 TEST(FanOutProcess, ClientsLeavingInTheMiddleOfTheLogonBurstHarmNobody) {
@@ -457,7 +379,7 @@ TEST(FanOutProcess, ClientsLeavingInTheMiddleOfTheLogonBurstHarmNobody) {
     World world;
     world.parameters = 3000;
     world.hidden = 1000;
-    auto gw = StartConnected(env, ctl, world);
+    auto gw = StartConnected(env, ctl, world.Texts());
     ASSERT_FALSE(::testing::Test::HasFatalFailure());
     const std::string logon = "level=\"Service\" userId=\"u\" autoTypeInfo=\"true\"";
 
@@ -465,7 +387,7 @@ TEST(FanOutProcess, ClientsLeavingInTheMiddleOfTheLogonBurstHarmNobody) {
     std::vector<std::string> fullBurst;
     for (int i = 0; i < 2; ++i) {
         stayers.push_back(std::make_unique<XmlClient>(env.ClientPort()));
-        ASSERT_NO_FATAL_FAILURE(Connect(*stayers.back()));
+        ASSERT_NO_FATAL_FAILURE(ConnectPort(*stayers.back()));
         std::vector<std::string> burst;
         ASSERT_NO_FATAL_FAILURE(LogOn(*stayers.back(), logon, &burst));
         if (i == 0)
@@ -487,7 +409,7 @@ TEST(FanOutProcess, ClientsLeavingInTheMiddleOfTheLogonBurstHarmNobody) {
     long raw = 20000;
     for (int q = 0; q < kLeavers; ++q) {
         auto leaver = std::make_unique<XmlClient>(env.ClientPort());
-        ASSERT_NO_FATAL_FAILURE(Connect(*leaver));
+        ASSERT_NO_FATAL_FAILURE(ConnectPort(*leaver));
         std::string request = "<Message><Logon " + logon + "/></Message>\r\n";
         if (q % 4 == 3)
             request += request;
@@ -508,10 +430,10 @@ TEST(FanOutProcess, ClientsLeavingInTheMiddleOfTheLogonBurstHarmNobody) {
     }
     // Each leaver's session ends.
     auto deadline = std::chrono::steady_clock::now() + std::chrono::milliseconds(kWaitMs);
-    while (CountOccurrences(Log(env), "::delete ") < kLeavers &&
+    while (CountOccurrences(DebugLog(env), "::delete ") < kLeavers &&
            std::chrono::steady_clock::now() < deadline)
         std::this_thread::sleep_for(std::chrono::milliseconds(50));
-    EXPECT_EQ(kLeavers, CountOccurrences(Log(env), "::delete "));
+    EXPECT_EQ(kLeavers, CountOccurrences(DebugLog(env), "::delete "));
 
     // The stayers get everything that follows, in order, and answer polls.
     std::vector<std::string> expected;
@@ -531,16 +453,16 @@ TEST(FanOutProcess, ClientsLeavingInTheMiddleOfTheLogonBurstHarmNobody) {
     }
     // And a newcomer gets the whole burst.
     XmlClient late(env.ClientPort());
-    ASSERT_NO_FATAL_FAILURE(Connect(late));
+    ASSERT_NO_FATAL_FAILURE(ConnectPort(late));
     std::vector<std::string> burst;
     ASSERT_NO_FATAL_FAILURE(LogOn(late, logon, &burst));
     EXPECT_EQ(fullBurst.size(), burst.size());
     // Only the double logons were too much for their queue.
-    std::string slow = LinesWith(Log(env), "Connection slow");
+    std::string slow = LinesWith(DebugLog(env), "Connection slow");
     EXPECT_EQ(kLeavers / 4, CountOccurrences(slow, "Connection slow")) << slow;
     for (int id : stayerIds)
         EXPECT_EQ(std::string::npos, slow.find("Client(" + std::to_string(id) + ")")) << slow;
-    StopCleanly(*gw);
+    StopGateway(*gw);
 }
 
 // Cuts the time of day out of an alarm event; "" when it is not right
@@ -561,7 +483,7 @@ TEST(FanOutProcess, AlarmRaisedChangedAndClearedReachEveryLoggedOnClient) {
     GatewayTestEnv env(Options());
     FakeController ctl(env.Ip(), 2001);
     World world;
-    auto gw = StartConnected(env, ctl, world);
+    auto gw = StartConnected(env, ctl, world.Texts());
     ASSERT_FALSE(::testing::Test::HasFatalFailure());
     // A language that names the owner and the section, and has its own text
     // for alarms of type 9 and for the replies.
@@ -575,10 +497,10 @@ TEST(FanOutProcess, AlarmRaisedChangedAndClearedReachEveryLoggedOnClient) {
 
     // A guest, who reads no more than level 0: alarms come whatever the level.
     XmlClient guest(env.ClientPort());
-    ASSERT_NO_FATAL_FAILURE(Connect(guest));
+    ASSERT_NO_FATAL_FAILURE(ConnectPort(guest));
     ASSERT_NO_FATAL_FAILURE(LogOn(guest, "level=\"Guest\" userId=\"g\"", nullptr));
     XmlClient english(env.ClientPort());
-    ASSERT_NO_FATAL_FAILURE(Connect(english, "english"));
+    ASSERT_NO_FATAL_FAILURE(ConnectPort(english, "english"));
     ASSERT_NO_FATAL_FAILURE(LogOn(english, "level=\"Service\" userId=\"e\"", nullptr));
 
     const std::string n = std::to_string(world.Count());
@@ -621,7 +543,7 @@ TEST(FanOutProcess, AlarmRaisedChangedAndClearedReachEveryLoggedOnClient) {
     check(english, translated("Active"));
     // A client that logs on now finds it active in its burst.
     XmlClient late(env.ClientPort());
-    ASSERT_NO_FATAL_FAILURE(Connect(late));
+    ASSERT_NO_FATAL_FAILURE(ConnectPort(late));
     std::vector<std::string> burst;
     ASSERT_NO_FATAL_FAILURE(LogOn(late, "level=\"Guest\" userId=\"l\"", &burst));
     ASSERT_FALSE(burst.empty());
@@ -636,27 +558,27 @@ TEST(FanOutProcess, AlarmRaisedChangedAndClearedReachEveryLoggedOnClient) {
     // The store stayed in step: nothing asked the machine for its objects again.
     std::string frame;
     EXPECT_FALSE(ctl.ReadFrame(frame, 500)) << frame;
-    StopCleanly(*gw);
+    StopGateway(*gw);
 }
 
 TEST(FanOutProcess, ReadLevelsCutUpdatesAndKeepLastSendsOnlyWhatALevelAdds) {
     GatewayTestEnv env(Options());
     FakeController ctl(env.Ip(), 2001);
     World world;
-    auto gw = StartConnected(env, ctl, world);
+    auto gw = StartConnected(env, ctl, world.Texts());
     ASSERT_FALSE(::testing::Test::HasFatalFailure());
 
     XmlClient guest(env.ClientPort()), admin(env.ClientPort()), service(env.ClientPort());
     std::vector<std::string> burst;
-    ASSERT_NO_FATAL_FAILURE(Connect(guest));
+    ASSERT_NO_FATAL_FAILURE(ConnectPort(guest));
     ASSERT_NO_FATAL_FAILURE(LogOn(guest, "level=\"Guest\" userId=\"g\"", &burst));
     EXPECT_EQ(LogonEvents(world, 0), burst);
     burst.clear();
-    ASSERT_NO_FATAL_FAILURE(Connect(admin));
+    ASSERT_NO_FATAL_FAILURE(ConnectPort(admin));
     ASSERT_NO_FATAL_FAILURE(LogOn(admin, "level=\"Admin\" userId=\"a\"", &burst));
     EXPECT_EQ(LogonEvents(world, 2), burst);
     burst.clear();
-    ASSERT_NO_FATAL_FAILURE(Connect(service));
+    ASSERT_NO_FATAL_FAILURE(ConnectPort(service));
     ASSERT_NO_FATAL_FAILURE(LogOn(service, "level=\"Service\" userId=\"s\"", &burst));
     EXPECT_EQ(LogonEvents(world, 4), burst);
 
@@ -719,7 +641,7 @@ TEST(FanOutProcess, ReadLevelsCutUpdatesAndKeepLastSendsOnlyWhatALevelAdds) {
     for (int i = 5; i < world.parameters; ++i)
         guestWorld.push_back(ParameterEvent(World::Id(i), i == 5 ? 7006 : World::InitialRaw(i)));
     EXPECT_EQ(guestWorld, burst);
-    StopCleanly(*gw);
+    StopGateway(*gw);
 }
 
 }  // namespace

@@ -3,12 +3,11 @@
 // client without one.
 #include "gatewayprocess.h"
 #include "gatewaytest.h"
-#include "xmlclient.h"
+#include "xmlsession.h"
 
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <csignal>
 #include <fstream>
 #include <iterator>
 #include <string>
@@ -27,13 +26,10 @@ std::vector<std::string> LogonBurst(XmlClient& client, const std::string& logonA
         "<Message><Logon level=\"Service\" autoTypeInfo=\"true\"" +
         logonAttributes + "/></Message>\r\n"));
     std::string line;
-    while (client.ReadLine(line) &&
-           line != "<Message><List position=\"start\" name=\"TypeInfo\"></List></Message>") {
-    }
-    while (client.ReadLine(line) &&
-           line != "<Message><List position=\"end\" name=\"TypeInfo\"></List></Message>")
+    EXPECT_TRUE(SkipTo(client, kListStart, line));
+    while (client.ReadLine(line) && line != kListEnd)
         burst.push_back(line);
-    EXPECT_EQ("<Message><List position=\"end\" name=\"TypeInfo\"></List></Message>", line);
+    EXPECT_EQ(kListEnd, line);
     return burst;
 }
 
@@ -131,8 +127,7 @@ TEST(LogonProcess, ProtocolDecidesHowFunctionsAreShown) {
         return lines;
     };
     EXPECT_EQ(untimed(rest), untimed(restWithout));
-    gw->Signal(SIGINT);
-    EXPECT_EQ(0, gw->Wait(10000));
+    StopGateway(*gw);
 }
 
 }  // namespace

@@ -4,7 +4,7 @@
 #include "fakecontroller.h"
 #include "gatewaytest.h"
 #include "machineworld.h"
-#include "xmlclient.h"
+#include "xmlsession.h"
 
 #include <gtest/gtest.h>
 
@@ -12,7 +12,6 @@
 
 #include <arpa/inet.h>
 #include <chrono>
-#include <csignal>
 #include <thread>
 #include <netinet/in.h>
 #include <poll.h>
@@ -27,10 +26,7 @@ constexpr int kWaitMs = 8000;
 TEST(SessionProcess, ConnectLogonAliveFramingAndDisconnect) {
     GatewayTestEnv env;
     FakeController ctl(env.Ip(), 2001);
-    auto gw = env.Start();
-    std::string why;
-    ASSERT_TRUE(ctl.HandOver(MachineWorld(42), kWaitMs, why)) << why;
-    ASSERT_TRUE(gw->WaitForStdout(Shown("COM 1: Connected\n"), kWaitMs));
+    auto gw = StartConnected(env, ctl, MachineWorld(42));
 
     // The client's language: an alarm text with the owner and section marks.
     std::string ucs("\xff\xfe", 2);
@@ -73,16 +69,8 @@ TEST(SessionProcess, ConnectLogonAliveFramingAndDisconnect) {
     ASSERT_TRUE(client.Send("<Message><Logon level=\"Boss\"/></Message>\r\n"));
     EXPECT_EQ("<Message><CommandError description=\"Logon failed, unmatched level\"/></Message>",
               client.Line());
-    ASSERT_TRUE(client.Send("<Message><Logon level=\"Service\" userId=\"anna\"/></Message>\r\n"));
-    EXPECT_EQ("<Message><Logon/></Message>", client.Line());
-    EXPECT_EQ("<Message><List position=\"start\" name=\"TypeInfo\"></List></Message>",
-              client.Line());
-    std::string line;
     std::vector<std::string> visit;
-    do {
-        ASSERT_TRUE(client.ReadLine(line)) << "no list end";
-        visit.push_back(line);
-    } while (line != "<Message><List position=\"end\" name=\"TypeInfo\"></List></Message>");
+    ASSERT_NO_FATAL_FAILURE(LogOn(client, "level=\"Service\" userId=\"anna\"", &visit));
     // The two active alarms of the machine, whatever the level.
     int alarms = 0;
     for (const std::string& l : visit)
@@ -103,6 +91,7 @@ TEST(SessionProcess, ConnectLogonAliveFramingAndDisconnect) {
                             std::to_string(today.day()) + "\"/></Message>\r\n"));
     EXPECT_EQ("<Message><List position=\"start\" name=\"HistoricAlarmEvents\"></List></Message>",
               client.Line());
+    std::string line;
     std::vector<std::string> history;
     do {
         ASSERT_TRUE(client.ReadLine(line)) << "no list end";
@@ -162,8 +151,7 @@ TEST(SessionProcess, ConnectLogonAliveFramingAndDisconnect) {
     ASSERT_TRUE(second.Connected());
     ASSERT_TRUE(second.Send("<Message><AlivePoll/></Message>\r\n"));
     EXPECT_EQ("<Message><AliveAck mode=\"No connection\"></AliveAck></Message>", second.Line());
-    gw->Signal(SIGINT);
-    EXPECT_EQ(0, gw->Wait(10000));
+    StopGateway(*gw);
 }
 
 // A plain TCP server on the test's own address, standing in for a plant
@@ -197,13 +185,6 @@ class TestServer {
     int port_ = 0;
 };
 
-size_t Count(const std::string& text, const std::string& what) {
-    size_t n = 0;
-    for (size_t at = text.find(what); at != std::string::npos; at = text.find(what, at + 1))
-        ++n;
-    return n;
-}
-
 TEST(SessionProcess, OutgoingSessionDialsTheServerAndDialsAgainAfterItCloses) {
     GatewayOptions options;
     std::string ip = UniqueLoopbackIp();
@@ -223,7 +204,7 @@ TEST(SessionProcess, OutgoingSessionDialsTheServerAndDialsAgainAfterItCloses) {
     ASSERT_TRUE(ctl.HandOver(MachineWorld(42), kWaitMs, why)) << why;
     int fd = server.Accept(15000);
     ASSERT_GE(fd, 0) << "the gateway did not dial again";
-    EXPECT_EQ(1u, Count(gw->Stdout(), failed));
+    EXPECT_EQ(1, CountOccurrences(gw->Stdout(), failed));
     EXPECT_NE(std::string::npos, gw->Stdout().find(Shown("OxActiveSessionMan::handle_timeout\n")));
 
     // The session is already attached to machine port 1: no Connect needed.
@@ -233,14 +214,7 @@ TEST(SessionProcess, OutgoingSessionDialsTheServerAndDialsAgainAfterItCloses) {
     ASSERT_TRUE(plant.Send("<Message><Connect><CommParm port=\"1\"/></Connect></Message>\r\n"));
     EXPECT_EQ("<Message><CommandError description=\"Connection was already made\"/></Message>",
               plant.Line());
-    ASSERT_TRUE(plant.Send("<Message><Logon level=\"User\"/></Message>\r\n"));
-    EXPECT_EQ("<Message><Logon/></Message>", plant.Line());
-    EXPECT_EQ("<Message><List position=\"start\" name=\"TypeInfo\"></List></Message>",
-              plant.Line());
-    std::string line;
-    do
-        ASSERT_TRUE(plant.ReadLine(line)) << "no list end";
-    while (line != "<Message><List position=\"end\" name=\"TypeInfo\"></List></Message>");
+    ASSERT_NO_FATAL_FAILURE(LogOn(plant, "level=\"User\"", nullptr));
     // While the session lives the gateway does not dial a second one.
     EXPECT_EQ(-1, server.Accept(1500));
 
@@ -265,8 +239,7 @@ TEST(SessionProcess, OutgoingSessionDialsTheServerAndDialsAgainAfterItCloses) {
     ASSERT_GE(afterRestart, 0) << "no session after the restart";
     XmlClient third(XmlClient::Adopt{afterRestart});
     EXPECT_EQ("<Message><Connected protocolVersion=\"2.02.05\"/></Message>", third.Line());
-    gw->Signal(SIGINT);
-    EXPECT_EQ(0, gw->Wait(10000));
+    StopGateway(*gw);
 }
 
 TEST(SessionProcess, InputBufferLimits) {
@@ -295,8 +268,7 @@ TEST(SessionProcess, InputBufferLimits) {
         "small)\"/></Message>",
         flood.Line());
     EXPECT_TRUE(flood.WaitForClose(3000));
-    gw->Signal(SIGINT);
-    EXPECT_EQ(0, gw->Wait(10000));
+    StopGateway(*gw);
 }
 
 }  // namespace

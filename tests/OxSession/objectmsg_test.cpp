@@ -7,6 +7,7 @@
 
 #include <gtest/gtest.h>
 
+#include <fstream>
 #include <sstream>
 #include <string>
 #include <vector>
@@ -122,7 +123,7 @@ class ObjectMsgTest : public ::testing::Test {
 
 // ---------------------------------------------------------------- fragments
 
-TEST_F(ObjectMsgTest, ObjectFragmentNamesFromLanguageOrObject) {
+TEST_F(ObjectMsgTest, Fragments) {
     OxTextMap language{{"p30", "Pressure"}, {"p31000", "not this"}};
     std::ostringstream out;
     OxObjectMsg_ToXml(out, &language, Object(30), true);
@@ -132,163 +133,116 @@ TEST_F(ObjectMsgTest, ObjectFragmentNamesFromLanguageOrObject) {
     OxObjectMsg_ToXml(out, &language, Object(31000), true);
     OxObjectMsg_ToXml(out, &language, Object(30999), true);
     EXPECT_EQ(out.str(),
-              "<Object id=\"30\" name=\"Pressure\" type=\"4\"/>"
-              "<Object id=\"30\" type=\"4\"/>"
-              "<Object id=\"20\" name=\"p20\"/>"
-              "<Object id=\"31000\" name=\"Spare input\"/>"
+              "<Object id=\"30\" name=\"Pressure\" type=\"4\"/><Object id=\"30\" type=\"4\"/>"
+              "<Object id=\"20\" name=\"p20\"/><Object id=\"31000\" name=\"Spare input\"/>"
               "<Object id=\"30999\" name=\"p30999\"/>");
-}
-
-TEST_F(ObjectMsgTest, ContextFragmentByOwnerParentAndSection) {
-    std::ostringstream out;
-    OxContextObjectMsg_ToXml(out, Object(20), true);     // reference, section 3
-    OxContextObjectMsg_ToXml(out, Object(51), true);     // reference, section 0
-    OxContextObjectMsg_ToXml(out, Object(52), true);     // number in Parent
-    OxContextObjectMsg_ToXml(out, Object(20), false);    // not wanted
-    OxContextObjectMsg_ToXml(out, Object(10), true);     // no owner
-    OxContextObjectMsg_ToXml(out, Object(31000), true);  // null owner
+    // Context: owner by reference (sections 3 and 0), by number in Parent,
+    // not wanted, no owner, a null owner.
+    out.str("");
+    for (long id : {20L, 51L, 52L, 10L, 31000L})
+        OxContextObjectMsg_ToXml(out, Object(id), true);
+    OxContextObjectMsg_ToXml(out, Object(20), false);
     EXPECT_EQ(out.str(),
               "<Context><Object id=\"10\" section=\"3\"/></Context>"
               "<Context><Object id=\"10\"/></Context>"
               "<Context><Object id=\"10\" section=\"4\"/></Context>");
-}
-
-TEST_F(ObjectMsgTest, OverrideValues) {
-    auto over = [&](long id) {
-        std::ostringstream out;
+    // Override 0 released, 1 off, 2 on; none without the attribute.
+    out.str("");
+    for (long id : {51L, 21L, 20L, 10L})
         OxOverrideMsg_ToXml(out, Object(id));
-        return out.str();
-    };
-    EXPECT_EQ(over(51), "");                     // 0: released
-    EXPECT_EQ(over(21), " override=\"false\"");  // 1: off
-    EXPECT_EQ(over(20), " override=\"true\"");   // 2: on
-    EXPECT_EQ(over(10), "");                     // no attribute
+    EXPECT_EQ(out.str(), " override=\"false\" override=\"true\"");
+    out.str("");
+    OxTestPrintMsg_ToXml(out, "boot 3");
+    EXPECT_EQ(out.str(), "<Message><TestPrint text=\"boot 3\"/></Message>");
 }
 
-// ---------------------------------------------------------------- events
+// ---------------------------------------------------------------- events and type information
 
-TEST_F(ObjectMsgTest, EventOfEachClass) {
-    OxTextMap language{{"d3", "Running %s"}, {"d12", "Time for %s"}};
+TEST_F(ObjectMsgTest, EventAndTypeInfoOfEachClassAsTheGoldenFileHolds) {
+    OxTextMap language{{"p30", "Pressure"}, {"d3", "Running %s"}, {"d12", "Time for %s"}};
     context.language = &language;
-    EXPECT_EQ(Event(20),
-              "<Message><SensorEvent value=\"true\" raw=\"512\" override=\"true\">"
-              "<Object id=\"20\"/><Context><Object id=\"10\" section=\"3\"/></Context>"
-              "</SensorEvent></Message>");
-    EXPECT_EQ(Event(21),
-              "<Message><TemperatureEvent value=\"23.5\" override=\"false\" "
-              "unit=\"C\"><Object id=\"21\"/></TemperatureEvent></Message>");
-    EXPECT_EQ(Event(22),
-              "<Message><CondProbeEvent cond=\"12.34\" condunit=\"mS\" temp=\"25.0\" "
-              "tempunit=\"C\"><Object id=\"22\"/></CondProbeEvent></Message>");
-    EXPECT_EQ(Event(30),
-              "<Message><NumParameterEvent value=\"1.50\" enabled=\"1\">"
-              "<Object id=\"30\" type=\"4\"/></NumParameterEvent></Message>");
-    EXPECT_EQ(Event(31),
-              "<Message><EnumParameterEvent value=\"1\" enabled=\"1\">"
-              "<Object id=\"31\"/></EnumParameterEvent></Message>");
-    EXPECT_EQ(Event(10),
-              "<Message><GroupEvent enabled=\"1\"><Object id=\"10\"/></Group>"
-              "</Message>");
-    EXPECT_EQ(Event(40),
-              "<Message><FunctionEvent enabled=\"1\" state=\"3\" autoStarted=\"0\" "
-              "autoExecute=\"1\" stateName=\"Running Rinse\"><Object id=\"40\"/>"
-              "</FunctionEvent></Message>");
-    EXPECT_EQ(Event(41),
-              "<Message><FuncParamEvent dId=\"12\" enabled=\"1\" value=\"30.5\" "
-              "text=\"Time for Rinse\"><Object id=\"41\"/></FuncParamEvent></Message>");
-    // A dialog text that no language holds is its key.
-    EXPECT_EQ(Event(42),
-              "<Message><FuncActionEvent dId=\"13\" enabled=\"0\" text=\"d13\">"
-              "<Object id=\"42\"/></FuncActionEvent></Message>");
-    EXPECT_EQ(Event(50),
-              "<Message><MotorEvent value=\"1200\" override=\"false\">"
-              "<Object id=\"50\"/></MotorEvent></Message>");
-    EXPECT_EQ(Event(51),
-              "<Message><OutputEvent value=\"true\"><Object id=\"51\"/>"
-              "</OutputEvent></Message>");
-    EXPECT_EQ(Event(52),
-              "<Message><OutputEvent value=\"false\" override=\"true\">"
-              "<Object id=\"52\"/></OutputEvent></Message>");
-    EXPECT_EQ(Event(54),
-              "<Message><OutputEvent value=\"false\"><Object id=\"54\"/>"
-              "</OutputEvent></Message>");
-    EXPECT_EQ(Event(53),
-              "<Message><SetterEvent value=\"Rts+Out2\" rts=\"1\" dtr=\"0\" "
-              "out1=\"0\" out2=\"1\"><Object id=\"53\"/></SetterEvent></Message>");
-    EXPECT_EQ(Event(60),
-              "<Message><MediaEvent plate=\"P-17\" path=\"2\" length=\"450\" "
-              "state=\"1\" startTime=\"1700000000\"><Object id=\"60\"/>"
-              "</MediaEvent></Message>");
-    EXPECT_EQ(Event(31000),
-              "<Message><SensorEvent value=\"false\"><Object id=\"31000\"/>"
-              "</SensorEvent></Message>");
-    // Classes without an event.
-    EXPECT_EQ(Event(70), "-");
-    EXPECT_EQ(Event(80), "-");
+    std::ifstream golden(std::string(OXGW_SOURCE_DIR) + "/tests/OxSession/golden/objectmsg.txt");
+    ASSERT_TRUE(golden.good());
+    std::string line;
+    int checked = 0;
+    while (std::getline(golden, line)) {
+        if (line.empty() || line[0] == '#')
+            continue;
+        std::istringstream fields(line);
+        std::string kind, expected;
+        long id = 0;
+        fields >> kind >> id >> std::ws;
+        std::getline(fields, expected);
+        ASSERT_TRUE(kind == "event" || kind == "type") << line;
+        EXPECT_EQ(kind == "event" ? Event(id) : TypeInfo(id), expected) << kind << " " << id;
+        ++checked;
+    }
+    EXPECT_EQ(checked, 37);
 }
 
 TEST_F(ObjectMsgTest, EventsFollowUpdates) {
     ASSERT_EQ(Run("upd 20 (\"\", 1, 2, @10, 3, 0, 7, \"S1\", 0, -1, 0);"), "ok");
     EXPECT_EQ(Event(20),
               "<Message><SensorEvent value=\"false\"><Object id=\"20\"/>"
-              "<Context><Object id=\"10\" section=\"3\"/></Context>"
-              "</SensorEvent></Message>");
+              "<Context><Object id=\"10\" section=\"3\"/></Context></SensorEvent></Message>");
     // A negative value keeps its decimals; a setter signal the enumeration
     // lacks takes the language's text of that value.
     ASSERT_EQ(Run("upd 21 (\"\", 0, 2, @10, 0, 0, 5, \"T1\", -5, 0);"), "ok");
     EXPECT_EQ(Event(21),
-              "<Message><TemperatureEvent value=\"-0.5\" unit=\"C\">"
-              "<Object id=\"21\"/></TemperatureEvent></Message>");
+              "<Message><TemperatureEvent value=\"-0.5\" unit=\"C\"><Object id=\"21\"/>"
+              "</TemperatureEvent></Message>");
     ASSERT_EQ(Run("upd 53 (\"\", 0, 2, @10, 0, 0, 8, \"V1\", 6, 0, 1, 1, 0);"), "ok");
     OxTextMap language{{"e98-6", "Dtr+Out1"}};
     context.language = &language;
     EXPECT_EQ(Event(53),
-              "<Message><SetterEvent value=\"Dtr+Out1\" rts=\"0\" dtr=\"1\" "
-              "out1=\"1\" out2=\"0\"><Object id=\"53\"/></SetterEvent></Message>");
-}
-
-TEST_F(ObjectMsgTest, OutputEventOfAMotorIsANumber) {
+              "<Message><SetterEvent value=\"Dtr+Out1\" rts=\"0\" dtr=\"1\" out1=\"1\" "
+              "out2=\"0\"><Object id=\"53\"/></SetterEvent></Message>");
+    // The output event of a motor carries its number.
     std::ostringstream out;
     OxOutputEvent_ToXml(out, context, Object(50));
     EXPECT_EQ(out.str(),
-              "<Message><OutputEvent value=\"1200\" override=\"false\">"
-              "<Object id=\"50\"/></OutputEvent></Message>");
+              "<Message><OutputEvent value=\"1200\" override=\"false\"><Object id=\"50\"/>"
+              "</OutputEvent></Message>");
 }
 
 TEST_F(ObjectMsgTest, ProtocolZeroGetsDialogEventsAndNoFunctionParts) {
     context.protocol = 0;
     EXPECT_EQ(Event(40),
               "<Message><DialogEvent enabled=\"1\" state=\"3\" autoStarted=\"0\" "
-              "autoExecute=\"1\" stateName=\"d3\"><Object id=\"40\"/>"
-              "</FunctionEvent></Message>");
-    EXPECT_EQ(Event(41), "-");
-    EXPECT_EQ(Event(42), "-");
-    EXPECT_EQ(TypeInfo(41), "-");
-    EXPECT_EQ(TypeInfo(42), "-");
+              "autoExecute=\"1\" stateName=\"d3\"><Object id=\"40\"/></FunctionEvent></Message>");
+    for (long id : {41L, 42L}) {
+        EXPECT_EQ(Event(id), "-");
+        EXPECT_EQ(TypeInfo(id), "-");
+    }
     EXPECT_EQ(TypeInfo(40),
-              "<Message><DialogEvent typeId=\"7\" deviceId=\"20\" enabled=\"1\" "
-              "state=\"3\" autoStarted=\"0\" autoExecute=\"1\" stateName=\"d3\" "
-              "readAccess=\"Guest\" writeAccess=\"Admin\"><Object id=\"40\" "
-              "name=\"p40\"/><Context><Object id=\"10\"/></Context></Function>"
-              "</Message>");
+              "<Message><DialogEvent typeId=\"7\" deviceId=\"20\" enabled=\"1\" state=\"3\" "
+              "autoStarted=\"0\" autoExecute=\"1\" stateName=\"d3\" readAccess=\"Guest\" "
+              "writeAccess=\"Admin\"><Object id=\"40\" name=\"p40\"/><Context><Object "
+              "id=\"10\"/></Context></Function></Message>");
 }
 
-TEST_F(ObjectMsgTest, VisitGivesNoGroupOrMediaEvent) {
+TEST_F(ObjectMsgTest, VisitsNewAndDeletedObjects) {
+    const std::string group =
+        "<Message><GroupEvent enabled=\"1\"><Object id=\"10\"/></Group></Message>";
     context.visit = true;
-    EXPECT_EQ(Event(10), "-");
+    EXPECT_EQ(Event(10), "-");  // no group or media event in a visit
     EXPECT_EQ(Event(60), "-");
     EXPECT_EQ(Event(51),
-              "<Message><OutputEvent value=\"true\"><Object id=\"51\"/>"
-              "</OutputEvent></Message>");
-}
+              "<Message><OutputEvent value=\"true\"><Object id=\"51\"/></OutputEvent>"
+              "</Message>");
+    std::ostringstream out;
+    EXPECT_TRUE(OxNewObjectEvent_ToXml(out, context, Object(10)));  // never a visit
+    EXPECT_EQ(out.str(), group);
+    out.str("");
+    EXPECT_TRUE(OxDeletedObjectEvent_ToXml(out, context, Object(30)));
+    EXPECT_EQ(out.str(), "<Message><Deleted><Object id=\"30\" type=\"4\"/></Deleted></Message>");
 
-TEST_F(ObjectMsgTest, VisitOfALogon) {
-    context.lastLevel = 0;  // the client holds the guest's objects
+    context.lastLevel = 0;  // a logon visit: the client holds the guest's objects
     auto visit = [&](long id, bool typeInfo) {
-        std::ostringstream out;
-        bool sent = OxVisitedObject_ToXml(out, context, Object(id), typeInfo);
-        EXPECT_EQ(sent, !out.str().empty()) << id;
-        return out.str();
+        std::ostringstream text;
+        bool sent = OxVisitedObject_ToXml(text, context, Object(id), typeInfo);
+        EXPECT_EQ(sent, !text.str().empty()) << id;
+        return text.str();
     };
     EXPECT_EQ(visit(10, true), "");  // a guest's group: held already
     EXPECT_EQ(visit(30, false),
@@ -298,25 +252,10 @@ TEST_F(ObjectMsgTest, VisitOfALogon) {
     EXPECT_EQ(visit(500, true), "");
     EXPECT_EQ(visit(500, false).find("<Message><AlarmEvent event=\"Active\" type=\"3\""), 0u);
     context.lastLevel = -1;
-    EXPECT_EQ(visit(10, false), "");  // groups have no event in a visit
+    EXPECT_EQ(visit(10, false), "");
     EXPECT_EQ(visit(10, true),
               "<Message><Group enabled=\"1\" readAccess=\"Guest\" "
               "writeAccess=\"Admin\"><Object id=\"10\" name=\"p10\"/></Group>"
-              "</Message>");
-}
-
-TEST_F(ObjectMsgTest, DeletedObject) {
-    std::ostringstream out;
-    EXPECT_TRUE(OxDeletedObjectEvent_ToXml(out, context, Object(30)));
-    EXPECT_EQ(out.str(), "<Message><Deleted><Object id=\"30\" type=\"4\"/></Deleted></Message>");
-}
-
-TEST_F(ObjectMsgTest, NewObjectIsAnUpdate) {
-    context.visit = true;  // a new object is never a visit: groups are sent
-    std::ostringstream out;
-    EXPECT_TRUE(OxNewObjectEvent_ToXml(out, context, Object(10)));
-    EXPECT_EQ(out.str(),
-              "<Message><GroupEvent enabled=\"1\"><Object id=\"10\"/></Group>"
               "</Message>");
 }
 
@@ -331,6 +270,7 @@ TEST_F(ObjectMsgTest, AlarmsPassWhateverTheLevel) {
                           {OxObjectEvent_ToXml, true, "Active"},
                           {OxNewObjectEvent_ToXml, false, "Activated"},
                           {OxDeletedObjectEvent_ToXml, false, "Deactivated"}};
+    const std::string tail = "</AlarmEvent></Message>";
     for (const Case& c : cases) {
         context.visit = c.visit;
         std::ostringstream out;
@@ -339,135 +279,33 @@ TEST_F(ObjectMsgTest, AlarmsPassWhateverTheLevel) {
         std::string head = std::string("<Message><AlarmEvent event=\"") + c.event +
                            "\" type=\"3\" priority=\"1\" description=\"Low level\"><Time";
         EXPECT_EQ(text.substr(0, head.size()), head);
-        std::string tail = "</AlarmEvent></Message>";
         ASSERT_GE(text.size(), tail.size());
         EXPECT_EQ(text.substr(text.size() - tail.size()), tail);
     }
-    // No type information for an alarm.
-    EXPECT_EQ(TypeInfo(500), "-");
 }
-
-TEST_F(ObjectMsgTest, TestPrint) {
-    std::ostringstream out;
-    OxTestPrintMsg_ToXml(out, "boot 3");
-    EXPECT_EQ(out.str(), "<Message><TestPrint text=\"boot 3\"/></Message>");
-}
-
-// ---------------------------------------------------------------- read rule
 
 TEST_F(ObjectMsgTest, ReadRuleForUpdatesAndVisits) {
-    const OXObject& admin = Object(30);  // read level 1 (User)
-    // Update: up to the access level.
-    EXPECT_FALSE(OxReadAllowed(admin, -1, -1, false));
-    EXPECT_FALSE(OxReadAllowed(admin, 0, -1, false));
-    EXPECT_TRUE(OxReadAllowed(admin, 1, -1, false));
-    EXPECT_TRUE(OxReadAllowed(admin, 5, 5, false));
-    // Visit: up to the access level and above the last level.
-    EXPECT_TRUE(OxReadAllowed(admin, 1, -1, true));
-    EXPECT_TRUE(OxReadAllowed(admin, 4, 0, true));
-    EXPECT_FALSE(OxReadAllowed(admin, 4, 1, true));
-    EXPECT_FALSE(OxReadAllowed(admin, 4, 2, true));
-    EXPECT_FALSE(OxReadAllowed(admin, 0, -1, true));
-
-    // Through the session's choice: cut by the level, an update and a visit.
-    context.accessLevel = 0;
-    EXPECT_EQ(Event(30), "-");
-    EXPECT_EQ(TypeInfo(30), "-");
-    context.accessLevel = 4;
-    context.lastLevel = 1;
-    context.visit = true;
-    EXPECT_EQ(Event(30), "-");
-    EXPECT_EQ(TypeInfo(30), "-");
-    context.lastLevel = 0;
-    EXPECT_NE(Event(30), "-");
-    EXPECT_NE(TypeInfo(30), "-");
-}
-
-// ---------------------------------------------------------------- type information
-
-TEST_F(ObjectMsgTest, TypeInfoOfEachClass) {
-    OxTextMap language{{"p30", "Pressure"}, {"d3", "Running %s"}, {"d12", "Time for %s"}};
-    context.language = &language;
-    EXPECT_EQ(TypeInfo(30),
-              "<Message><NumParameterType min=\"0.00\" max=\"10.00\" default=\"1.25\" "
-              "decimals=\"2\" enabled=\"1\" unit=\"bar\" readAccess=\"User\" "
-              "writeAccess=\"Service\"><Object id=\"30\" name=\"Pressure\" type=\"4\"/>"
-              "<Context><Object id=\"10\" section=\"2\"/></Context></NumParameterType></Message>");
-    EXPECT_EQ(TypeInfo(31),
-              "<Message><EnumParameterType default=\"0\" readAccess=\"Guest\" "
-              "writeAccess=\"Admin\" enabled=\"1\"><Object id=\"31\" name=\"p31\"/>"
-              "<Context><Object id=\"10\"/></Context><EnumDefinition>"
-              "<Value id=\"0\" text=\"Auto\"/><Value id=\"1\" text=\"Manual\"/>"
-              "<Value id=\"2\" text=\"tagMode-2\"/></EnumDefinition></EnumParameterType>"
-              "</Message>");
-    EXPECT_EQ(TypeInfo(10),
-              "<Message><Group enabled=\"1\" readAccess=\"Guest\" "
-              "writeAccess=\"Admin\"><Object id=\"10\" name=\"p10\"/></Group>"
-              "</Message>");
-    EXPECT_EQ(TypeInfo(70),
-              "<Message><Link targetObjectId=\"50\"><Object id=\"70\" "
-              "name=\"p70\"/><Context><Object id=\"10\"/></Context></Link>"
-              "</Message>");
-    EXPECT_EQ(TypeInfo(40),
-              "<Message><Function typeId=\"7\" deviceId=\"20\" enabled=\"1\" "
-              "state=\"3\" autoStarted=\"0\" autoExecute=\"1\" "
-              "stateName=\"Running Rinse\" readAccess=\"Guest\" "
-              "writeAccess=\"Admin\"><Object id=\"40\" name=\"p40\"/>"
-              "<Context><Object id=\"10\"/></Context></Function></Message>");
-    EXPECT_EQ(TypeInfo(41),
-              "<Message><FuncParam dId=\"12\" name=\"Time for Rinse\" "
-              "min=\"0.0\" max=\"60.0\" default=\"10.0\" decimals=\"1\" "
-              "enabled=\"1\" unit=\"s\" text=\"Time for Rinse\">"
-              "<Object id=\"41\" name=\"p41\"/><Context><Object id=\"40\"/>"
-              "</Context></FuncParam></Message>");
-    EXPECT_EQ(TypeInfo(42),
-              "<Message><FuncAction dId=\"13\" enabled=\"0\" text=\"d13\" "
-              "readAccess=\"Guest\" writeAccess=\"Admin\"><Object id=\"42\" "
-              "name=\"p42\"/><Context><Object id=\"40\"/></Context></FuncAction>"
-              "</Message>");
-    EXPECT_EQ(TypeInfo(50),
-              "<Message><MotorType type=\"3\" tag=\"M1\" speedMin=\"100\" "
-              "speedMax=\"3000\" speedUnit=\"rpm\" readAccess=\"Guest\" "
-              "writeAccess=\"Admin\"><Object id=\"50\" name=\"p50\"/>"
-              "<Context><Object id=\"10\" section=\"1\"/></Context></MotorType>"
-              "</Message>");
-    EXPECT_EQ(TypeInfo(20),
-              "<Message><InputType type=\"7\" tag=\"S1\" readAccess=\"User\" "
-              "writeAccess=\"Admin\"><Object id=\"20\" name=\"p20\"/>"
-              "<Context><Object id=\"10\" section=\"3\"/></Context></InputType>"
-              "</Message>");
-    EXPECT_EQ(TypeInfo(21),
-              "<Message><InputType type=\"5\" tag=\"T1\" readAccess=\"Guest\" "
-              "writeAccess=\"Admin\"><Object id=\"21\" name=\"p21\"/>"
-              "<Context><Object id=\"10\"/></Context></InputType></Message>");
-    EXPECT_EQ(TypeInfo(22),
-              "<Message><InputType type=\"5\" tag=\"C1\" readAccess=\"Guest\" "
-              "writeAccess=\"Admin\"><Object id=\"22\" name=\"p22\"/>"
-              "<Context><Object id=\"10\"/></Context></InputType></Message>");
-    EXPECT_EQ(TypeInfo(53),
-              "<Message><SetterType type=\"8\" tag=\"V1\" readAccess=\"Guest\" "
-              "writeAccess=\"Admin\"><Object id=\"53\" name=\"p53\"/>"
-              "<Context><Object id=\"10\"/></Context></SetterType></Message>");
-    EXPECT_EQ(TypeInfo(51),
-              "<Message><OutputType type=\"2\" tag=\"D1\" readAccess=\"Guest\" "
-              "writeAccess=\"Admin\"><Object id=\"51\" name=\"p51\"/>"
-              "<Context><Object id=\"10\"/></Context></OutputType></Message>");
-    EXPECT_EQ(TypeInfo(52),
-              "<Message><OutputType type=\"6\" tag=\"H1\" readAccess=\"Guest\" "
-              "writeAccess=\"Admin\"><Object id=\"52\" name=\"p52\"/>"
-              "<Context><Object id=\"10\" section=\"4\"/></Context></OutputType>"
-              "</Message>");
-    EXPECT_EQ(TypeInfo(54),
-              "<Message><OutputType type=\"9\" tag=\"I1\" readAccess=\"Guest\" "
-              "writeAccess=\"Admin\"><Object id=\"54\" name=\"p54\"/>"
-              "<Context><Object id=\"10\"/></Context></OutputType></Message>");
-    EXPECT_EQ(TypeInfo(31000),
-              "<Message><InputType type=\"1\" tag=\"X1\" readAccess=\"Guest\" "
-              "writeAccess=\"Admin\"><Object id=\"31000\" name=\"Spare input\"/>"
-              "</InputType></Message>");
-    // No type information for media and classes the chain does not serve.
-    EXPECT_EQ(TypeInfo(60), "-");
-    EXPECT_EQ(TypeInfo(80), "-");
+    // Object 30 is read from level 1 (User). An update: up to the access
+    // level; a visit: up to the access level and above the last level.
+    struct Case {
+        int access, last;
+        bool visit, allowed;
+    };
+    const Case cases[] = {{-1, -1, false, false}, {0, -1, false, false}, {1, -1, false, true},
+                          {5, 5, false, true},    {1, -1, true, true},   {4, 0, true, true},
+                          {4, 1, true, false},    {4, 2, true, false},   {0, -1, true, false}};
+    for (const Case& c : cases) {
+        EXPECT_EQ(OxReadAllowed(Object(30), c.access, c.last, c.visit), c.allowed)
+            << c.access << " " << c.last << " " << c.visit;
+        // The session's choice of message follows the same rule.
+        context.accessLevel = c.access;
+        context.lastLevel = c.last;
+        context.visit = c.visit;
+        EXPECT_EQ(Event(30) != "-", c.allowed);
+        if (c.visit || c.last < 0) {
+            EXPECT_EQ(TypeInfo(30) != "-", c.allowed) << c.access << " " << c.last;
+        }
+    }
 }
 
 TEST_F(ObjectMsgTest, EnumValueTextsMarkedNTComeFromTheLanguage) {

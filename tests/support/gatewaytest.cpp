@@ -1,6 +1,11 @@
 #include "gatewaytest.h"
 
+#include <gtest/gtest.h>
+
+#include <chrono>
+#include <csignal>
 #include <cstdio>
+#include <thread>
 
 GatewayTestEnv::GatewayTestEnv(const GatewayOptions& options)
     : ip_(UniqueLoopbackIp()), clientPort_(FreeTcpPort()) {
@@ -30,4 +35,39 @@ std::unique_ptr<GatewayProcess> GatewayTestEnv::Start(const std::vector<std::str
 
 std::string Shown(const std::string& text) {
     return text.size() > 9 ? text.substr(9) : "";
+}
+
+std::string DebugLog(GatewayTestEnv& env) {
+    return env.Box().ReadFile("/var/log/debug/oxgw.log");
+}
+
+bool WaitForLog(GatewayTestEnv& env, const std::string& text, int ms, int count) {
+    auto end = std::chrono::steady_clock::now() + std::chrono::milliseconds(ms);
+    while (CountOccurrences(DebugLog(env), text) < count) {
+        if (std::chrono::steady_clock::now() > end)
+            return false;
+        std::this_thread::sleep_for(std::chrono::milliseconds(20));
+    }
+    return true;
+}
+
+std::unique_ptr<GatewayProcess> StartConnected(GatewayTestEnv& env, FakeController& ctl,
+                                               const std::vector<std::string>& world) {
+    EXPECT_TRUE(ctl.Listening());
+    auto gw = env.Start();
+    std::string why;
+    EXPECT_TRUE(ctl.HandOver(world, 15000, why)) << why;
+    EXPECT_TRUE(gw->WaitForStdout(Shown("COM 1: Connected\n"), 15000)) << gw->Stdout();
+    return gw;
+}
+
+void StopGateway(GatewayProcess& gw) {
+    EXPECT_TRUE(gw.Running()) << gw.Stderr();
+    gw.Signal(SIGINT);
+    EXPECT_EQ(0, gw.Wait(30000));
+    std::string err = gw.Stderr();
+    for (const char* mark : {"AddressSanitizer", "LeakSanitizer", "runtime error"}) {
+        size_t at = err.find(mark);
+        EXPECT_EQ(std::string::npos, at) << err.substr(at > 200 ? at - 200 : 0, 2000);
+    }
 }

@@ -45,3 +45,15 @@ class GatewayTestEnv {
 
 // The console form of a debug line: the first nine characters are dropped.
 std::string Shown(const std::string& text);
+
+// The gateway's debug log in the sandbox.
+std::string DebugLog(GatewayTestEnv& env);
+// Waits until the debug log holds the text count times.
+bool WaitForLog(GatewayTestEnv& env, const std::string& text, int ms = 5000, int count = 1);
+// Starts the gateway and hands the world over through the fake controller,
+// up to "COM 1: Connected" on the console.
+std::unique_ptr<GatewayProcess> StartConnected(GatewayTestEnv& env, FakeController& ctl,
+                                               const std::vector<std::string>& world);
+// Stops the gateway with SIGINT: it must still run, end with 0 and leave no
+// sanitizer report on stderr.
+void StopGateway(GatewayProcess& gw);

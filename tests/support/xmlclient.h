@@ -26,6 +26,16 @@ class XmlClient {
         addr.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
         connected_ = connect(fd_, reinterpret_cast<sockaddr*>(&addr), sizeof addr) == 0;
     }
+    // A client of another text protocol on ip:port whose texts end with
+    // lineEnd, such as the machine link's zero byte.
+    XmlClient(const std::string& ip, int port, const std::string& lineEnd) : lineEnd_(lineEnd) {
+        fd_ = socket(AF_INET, SOCK_STREAM, 0);
+        sockaddr_in addr{};
+        addr.sin_family = AF_INET;
+        addr.sin_port = htons(static_cast<uint16_t>(port));
+        inet_pton(AF_INET, ip.c_str(), &addr.sin_addr);
+        connected_ = connect(fd_, reinterpret_cast<sockaddr*>(&addr), sizeof addr) == 0;
+    }
     // Takes over a connected socket, such as one a test server accepted.
     struct Adopt {
         int fd;
@@ -42,18 +52,24 @@ class XmlClient {
     // True once a read saw the end of the stream or an error (a reset).
     bool Closed() const { return closed_; }
     bool Send(const std::string& text) {
-        return send(fd_, text.data(), text.size(), MSG_NOSIGNAL) ==
-               static_cast<ssize_t>(text.size());
+        size_t done = 0;
+        while (done < text.size()) {
+            ssize_t n = send(fd_, text.data() + done, text.size() - done, MSG_NOSIGNAL);
+            if (n <= 0)
+                return false;
+            done += static_cast<size_t>(n);
+        }
+        return true;
     }
-    // The next line, without its CR LF; false on timeout or close. With ms 0
+    // The next line, without its line end; false on timeout or close. With ms 0
     // it takes what has arrived without waiting.
     bool ReadLine(std::string& line, int ms = 8000) {
         auto end = std::chrono::steady_clock::now() + std::chrono::milliseconds(ms);
         for (;;) {
-            size_t at = pending_.find("\r\n");
+            size_t at = pending_.find(lineEnd_);
             if (at != std::string::npos) {
                 line = pending_.substr(0, at);
-                pending_.erase(0, at + 2);
+                pending_.erase(0, at + lineEnd_.size());
                 return true;
             }
             int left = static_cast<int>(std::chrono::duration_cast<std::chrono::milliseconds>(
@@ -62,7 +78,7 @@ class XmlClient {
             pollfd p{fd_, POLLIN, 0};
             if (closed_ || poll(&p, 1, left > 0 ? left : 0) <= 0)
                 return false;
-            char buffer[4096];
+            char buffer[65536];
             ssize_t n = recv(fd_, buffer, sizeof buffer, 0);
             if (n <= 0) {
                 closed_ = true;
@@ -90,5 +106,6 @@ class XmlClient {
     int fd_ = -1;
     bool connected_ = false;
     bool closed_ = false;
+    std::string lineEnd_ = "\r\n";
     std::string pending_;
 };

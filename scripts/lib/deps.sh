@@ -1,6 +1,6 @@
 # Installs the Debian packages the project needs, when they are missing.
 # Sourced by scripts/test and scripts/demo.
-OXGW_PACKAGES=(cmake make g++ libace-dev libgtest-dev libgmock-dev libbenchmark-dev byacc clang
+OXGW_PACKAGES=(cmake make g++ libace-dev libgtest-dev libgmock-dev libbenchmark-dev byacc clang python3
                netcat-openbsd)
 
 oxgw_install_deps() {

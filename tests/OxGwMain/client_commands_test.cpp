@@ -62,7 +62,7 @@ TEST(ClientCommands, GuardsChecksAndAChangeOnTheSimulator) {
     // Not in Service mode: refused before any lookup.
     ASSERT_TRUE(client.Send(
         "<Message><SetMotor id=\"424242\" start=\"true\" value=\"30\"/></Message>\r\n"));
-    EXPECT_EQ(Error("<SetMotor> can only be used in Service Mode"), client.Line());
+    EXPECT_EQ(Error("&lt;SetMotor&gt; can only be used in Service Mode"), client.Line());
 
     // At the maximum the change is taken; the machine's update comes back as
     // an event of the parameter.
@@ -157,7 +157,7 @@ TEST(ClientCommands, EveryMachineCommandInServiceModeAsTheControllerReceivesIt) 
     EXPECT_TRUE(refused);
     ASSERT_TRUE(client.Send("<Message><SetOutput id=\"4301\" value=\"true\"/></Message>\r\n"));
     ASSERT_TRUE(SkipTo(client, "<Message><CommandError", line));
-    EXPECT_EQ(Error("<SetOutput> can only be used in Service Mode"), line);
+    EXPECT_EQ(Error("&lt;SetOutput&gt; can only be used in Service Mode"), line);
     // Other classes need no Service mode.
     ASSERT_TRUE(client.Send("<Message><SetSensor id=\"3001\" sensor=\"on\"/></Message>\r\n"));
     EXPECT_TRUE(sim->WaitForStdout("<- exe 8 $3001.201(0);", kWaitMs));

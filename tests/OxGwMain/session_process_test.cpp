@@ -41,7 +41,7 @@ TEST(SessionProcess, ConnectLogonAliveFramingAndDisconnect) {
     // Errors answer and keep the session.
     ASSERT_TRUE(client.Send("<Message><Logon level=\"User\"/></Message>\r\n"));
     EXPECT_EQ(
-        "<Message><CommandError description=\"Logon can only be done in \"connected\" "
+        "<Message><CommandError description=\"Logon can only be done in &quot;connected&quot; "
         "mode\"/></Message>",
         client.Line());
     ASSERT_TRUE(client.Send("<Message><Connect><CommParm port=\"9\"/></Connect></Message>\r\n"));

@@ -72,7 +72,7 @@ const std::string kEnumParDefs =
     "default=\"0\" defaultText=\"Off\" />\r\n";
 const std::string kEnumPar = "<EnumPar id=\"2001\" val=\"1\" />\r\n";
 const std::string kNumParDefs =
-    "<NumPar id=\"2002\" val=\"12.5\" parent=\"10\" section=\"3\" name=\"Tank <T1>\" "
+    "<NumPar id=\"2002\" val=\"12.5\" parent=\"10\" section=\"3\" name=\"Tank &lt;T1&gt;\" "
     "unit=\"EXTCHAR(194)EXTCHAR(176)C\" default=\"10\" />\r\n";
 const std::string kNumPar = "<NumPar id=\"2002\" val=\"12.5\" />\r\n";
 const std::string kNumParRad = "<NumPar id=\"2003\" val=\"7\" />\r\n";
@@ -89,7 +89,7 @@ const std::string kSensorDefs =
     "<Sensor id=\"3003\" val=\"1\" parent=\"10\" section=\"2\" name=\"Plate in\" />\r\n";
 const std::string kSensor = "<Sensor id=\"3003\" val=\"1\" />\r\n";
 const std::string kDoseDefs =
-    "<Dose id=\"4001\" val=\"0.5\" parent=\"10\" name=\"Pump A&B\" />\r\n";
+    "<Dose id=\"4001\" val=\"0.5\" parent=\"10\" name=\"Pump A&amp;B\" />\r\n";
 const std::string kDose = "<Dose id=\"4001\" val=\"0.5\" />\r\n";
 const std::string kHeaterDefs =
     "<Heater id=\"4002\" val=\"1\" parent=\"10\" name=\"Heater\" />\r\n";

@@ -184,13 +184,7 @@ void OxConfiguration::OxDebugLogCfg(unsigned long stdoutMask, unsigned long logF
     TestPrintSetLogFileMaxSize(logFileMaxSize);
 }
 
-void OxConfiguration::OxEMailCfg(const std::string& smtp, const std::string& name,
-                                 const std::string& from, const std::string& to,
-                                 const std::string& subject, const std::string& message,
-                                 const std::string& mapi, const std::string& alarmType, bool dialUp,
-                                 bool active, bool status, int updateTime,
-                                 const std::string& accessLevel, bool groups, bool parameters,
-                                 bool inputDevices, bool outputDevices, bool definitions) {
+void OxConfiguration::OxEMailCfg(const OxEMailAccountCfg& account) {
     int slot;
     OxStatusMailTimers* timers;
     {
@@ -209,30 +203,30 @@ void OxConfiguration::OxEMailCfg(const std::string& smtp, const std::string& nam
             return;
         }
         EMailAccount& a = accounts_[slot];
-        a.smtpServer = smtp;
-        a.senderName = name;
-        a.sender = from;
-        a.receivers = SplitReceivers(to);
-        a.subject = subject;
-        a.message = message;
-        a.mapiProfile = mapi;
-        a.alarmTypes = SplitAlarmTypes(alarmType);
-        a.dialUp = dialUp;
-        a.active = active;
-        a.status = status;
-        a.statusInterval = updateTime;
-        a.accessLevel = accessLevel;
-        a.groups = groups;
-        a.parameters = parameters;
-        a.inputDevices = inputDevices;
-        a.outputDevices = outputDevices;
-        a.definitions = definitions;
+        a.smtpServer = account.smtp;
+        a.senderName = account.name;
+        a.sender = account.from;
+        a.receivers = SplitReceivers(account.to);
+        a.subject = account.subject;
+        a.message = account.message;
+        a.mapiProfile = account.mapi;
+        a.alarmTypes = SplitAlarmTypes(account.alarmType);
+        a.dialUp = account.dialUp;
+        a.active = account.active;
+        a.status = account.status;
+        a.statusInterval = account.updateTime;
+        a.accessLevel = account.accessLevel;
+        a.groups = account.groups;
+        a.parameters = account.parameters;
+        a.inputDevices = account.inputDevices;
+        a.outputDevices = account.outputDevices;
+        a.definitions = account.definitions;
         ++accountCount_;
         timers = theStatusMailTimers;
     }
     // The timers belong to the e-mail task: called without the lock.
-    if (status && timers != nullptr) {
-        if (active) {
+    if (account.status && timers != nullptr) {
+        if (account.active) {
             timers->StartStatusTimer(slot);
         } else {
             timers->StopStatusTimer(slot);

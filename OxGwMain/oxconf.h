@@ -67,12 +67,7 @@ class OxConfiguration : public OxXmlParser {
     void OxConnectServerCfg(unsigned port, const std::string& ip) override;
     void OxDebugLogCfg(unsigned long stdoutMask, unsigned long logFileMask,
                        unsigned long logFileMaxSize, unsigned long logFileComMaxSize) override;
-    void OxEMailCfg(const std::string& smtp, const std::string& name, const std::string& from,
-                    const std::string& to, const std::string& subject, const std::string& message,
-                    const std::string& mapi, const std::string& alarmType, bool dialUp, bool active,
-                    bool status, int updateTime, const std::string& accessLevel, bool groups,
-                    bool parameters, bool inputDevices, bool outputDevices,
-                    bool definitions) override;
+    void OxEMailCfg(const OxEMailAccountCfg& account) override;
     void OxDialUpCfg(const std::string& phoneBookEntry, const std::string& user,
                      const std::string& password) override;
     void ErrorUpdate(const std::string& text) override;

@@ -273,16 +273,8 @@ void OxSocketSession::OxDebugLogCfg(unsigned long stdoutMask, unsigned long logF
                                                logFileComMaxSize);
 }
 
-void OxSocketSession::OxEMailCfg(const std::string& smtp, const std::string& name,
-                                 const std::string& from, const std::string& to,
-                                 const std::string& subject, const std::string& message,
-                                 const std::string& mapi, const std::string& alarmType, bool dialUp,
-                                 bool active, bool status, int updateTime,
-                                 const std::string& accessLevel, bool groups, bool parameters,
-                                 bool inputDevices, bool outputDevices, bool definitions) {
-    OxConfiguration::Instance()->OxEMailCfg(smtp, name, from, to, subject, message, mapi, alarmType,
-                                            dialUp, active, status, updateTime, accessLevel, groups,
-                                            parameters, inputDevices, outputDevices, definitions);
+void OxSocketSession::OxEMailCfg(const OxEMailAccountCfg& account) {
+    OxConfiguration::Instance()->OxEMailCfg(account);
 }
 
 void OxSocketSession::OxDialUpCfg(const std::string& phoneBookEntry, const std::string& user,

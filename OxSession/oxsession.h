@@ -6,6 +6,15 @@
 // lines, decodes each with the substring dispatcher (OxXmlParser) and writes
 // its messages back through a non-blocking SocketWriter. OxSessionManager
 // holds every session.
+//
+// OxSocketSession's member functions span files: oxsession.cpp holds the
+// session core (framing, connect, logon, alive, events, the alarm events of
+// a day) and the client commands are grouped by family in
+// oxsession_params.cpp (parameters, type information, the shared checks),
+// oxsession_devices.cpp (devices, outputs, motors), oxsession_functions.cpp
+// (functions, alarm replies), oxsession_files.cpp (parameter files,
+// configuration) and oxsession_setup.cpp (users, processors, session setup,
+// languages).
 #pragma once
 
 #include "oxconn.h"
@@ -166,6 +175,8 @@ class OxSocketSession : public OxSession, public ACE_Event_Handler, public OxXml
     OXObject* LookupObject(int id);
     // The machine is in mode 7, Service.
     bool InServiceMode() const;
+    // The value lies within the object's Minimum and Maximum.
+    static bool InRange(const OXObject& object, double value);
     // The session's values for the message writers.
     struct OxMsgContext MessageContext(bool visit) const;
 

@@ -203,24 +203,9 @@ void OxConfiguration::OxEMailCfg(const OxEMailAccountCfg& account) {
             return;
         }
         EMailAccount& a = accounts_[slot];
-        a.smtpServer = account.smtp;
-        a.senderName = account.name;
-        a.sender = account.from;
+        static_cast<OxEMailAccountCfg&>(a) = account;
         a.receivers = SplitReceivers(account.to);
-        a.subject = account.subject;
-        a.message = account.message;
-        a.mapiProfile = account.mapi;
         a.alarmTypes = SplitAlarmTypes(account.alarmType);
-        a.dialUp = account.dialUp;
-        a.active = account.active;
-        a.status = account.status;
-        a.statusInterval = account.updateTime;
-        a.accessLevel = account.accessLevel;
-        a.groups = account.groups;
-        a.parameters = account.parameters;
-        a.inputDevices = account.inputDevices;
-        a.outputDevices = account.outputDevices;
-        a.definitions = account.definitions;
         ++accountCount_;
         timers = theStatusMailTimers;
     }
@@ -252,7 +237,7 @@ void OxConfiguration::ClearEmail() {
     for (EMailAccount& a : accounts_) {
         a.active = false;
         a.status = false;
-        a.statusInterval = 0;
+        a.updateTime = 0;
         a.receivers.clear();
         a.alarmTypes.clear();
         a.accessLevel = "User";
@@ -381,18 +366,18 @@ int OxConfiguration::GetEMailAccounts(bool lock) const {
         return a != nullptr ? Type(a->field) : Type();     \
     }
 
-OX_EMAIL_GETTER(std::string, GetEMailSMTPServer, smtpServer)
-OX_EMAIL_GETTER(std::string, GetEMailSenderName, senderName)
-OX_EMAIL_GETTER(std::string, GetEMailSender, sender)
+OX_EMAIL_GETTER(std::string, GetEMailSMTPServer, smtp)
+OX_EMAIL_GETTER(std::string, GetEMailSenderName, name)
+OX_EMAIL_GETTER(std::string, GetEMailSender, from)
 OX_EMAIL_GETTER(std::vector<std::string>, GetEMailReceiver, receivers)
 OX_EMAIL_GETTER(std::string, GetEMailSubject, subject)
 OX_EMAIL_GETTER(std::string, GetEMailMessage, message)
 OX_EMAIL_GETTER(std::vector<int>, GetEMailAlarmType, alarmTypes)
-OX_EMAIL_GETTER(std::string, GetEMailMapiProfile, mapiProfile)
+OX_EMAIL_GETTER(std::string, GetEMailMapiProfile, mapi)
 OX_EMAIL_GETTER(bool, GetEMailDialUp, dialUp)
 OX_EMAIL_GETTER(bool, GetEMailActive, active)
 OX_EMAIL_GETTER(bool, IsStatusEMail, status)
-OX_EMAIL_GETTER(int, GetEMailStatusInterval, statusInterval)
+OX_EMAIL_GETTER(int, GetEMailStatusInterval, updateTime)
 OX_EMAIL_GETTER(std::string, GetEMailAccessLevel, accessLevel)
 OX_EMAIL_GETTER(bool, GetEMailGroups, groups)
 OX_EMAIL_GETTER(bool, GetEMailParameters, parameters)

@@ -147,25 +147,11 @@ class OxConfiguration : public OxXmlParser {
     static std::vector<std::string> SplitReceivers(const std::string& text);
 
   private:
-    struct EMailAccount {
-        std::string smtpServer;
-        std::string senderName;
-        std::string sender;
+    // An account as written in the configuration, with its receivers and
+    // alarm types split into lists.
+    struct EMailAccount : OxEMailAccountCfg {
         std::vector<std::string> receivers;
-        std::string subject;
-        std::string message;
         std::vector<int> alarmTypes;
-        std::string mapiProfile;
-        bool dialUp = false;
-        bool active = false;
-        bool status = false;
-        int statusInterval = 0;
-        std::string accessLevel;
-        bool groups = false;
-        bool parameters = false;
-        bool inputDevices = false;
-        bool outputDevices = false;
-        bool definitions = false;
     };
 
     const EMailAccount* Account(int i) const;

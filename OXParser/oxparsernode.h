@@ -2,6 +2,7 @@
 // nodes of the parse that is running.
 #pragma once
 
+#include <cassert>
 #include <cstddef>
 #include <vector>
 
@@ -47,4 +48,54 @@ class OXParserNodeManager {
 
   private:
     std::vector<OXParserNode*> nodes;
+};
+
+// A node that owns one child: the child is destroyed with it and let go by
+// Rollback. The Constant and Symbol forms of units, factors, access rights
+// and value expressions are such nodes.
+template <class Base, class Child>
+class OXOwningNode : public Base {
+  public:
+    OXOwningNode(OXParserNodeManager* manager, Child* child) : Base(manager), pChild(child) {
+        assert(pChild);
+    }
+    ~OXOwningNode() override { delete pChild; }
+    void Rollback() override {
+        pChild = nullptr;
+        Base::Rollback();
+    }
+
+  protected:
+    Child* pChild;
+};
+
+// A vector of owned nodes, for the list nodes of the grammar.
+template <class T>
+class OXNodeVector : public OXParserNode {
+  public:
+    explicit OXNodeVector(OXParserNodeManager* manager, T* first = nullptr)
+        : OXParserNode(manager) {
+        Add(first);
+    }
+    ~OXNodeVector() override {
+        for (T* node : items)
+            delete node;
+    }
+    void Rollback() override {
+        items.clear();
+        OXParserNode::Rollback();
+    }
+    // A null pointer is ignored.
+    void Add(T* node) {
+        if (node != nullptr)
+            items.push_back(node);
+    }
+    int Count() const { return static_cast<int>(items.size()); }
+    bool IsEmpty() const { return items.empty(); }
+    T* Get(int index) const {
+        return index >= 0 && index < Count() ? items[static_cast<size_t>(index)] : nullptr;
+    }
+
+  protected:
+    std::vector<T*> items;
 };

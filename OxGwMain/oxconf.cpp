@@ -184,13 +184,7 @@ void OxConfiguration::OxDebugLogCfg(unsigned long stdoutMask, unsigned long logF
     TestPrintSetLogFileMaxSize(logFileMaxSize);
 }
 
-void OxConfiguration::OxEMailCfg(const std::string& smtp, const std::string& name,
-                                 const std::string& from, const std::string& to,
-                                 const std::string& subject, const std::string& message,
-                                 const std::string& mapi, const std::string& alarmType, bool dialUp,
-                                 bool active, bool status, int updateTime,
-                                 const std::string& accessLevel, bool groups, bool parameters,
-                                 bool inputDevices, bool outputDevices, bool definitions) {
+void OxConfiguration::OxEMailCfg(const OxEMailAccountCfg& account) {
     int slot;
     OxStatusMailTimers* timers;
     {
@@ -209,30 +203,15 @@ void OxConfiguration::OxEMailCfg(const std::string& smtp, const std::string& nam
             return;
         }
         EMailAccount& a = accounts_[slot];
-        a.smtpServer = smtp;
-        a.senderName = name;
-        a.sender = from;
-        a.receivers = SplitReceivers(to);
-        a.subject = subject;
-        a.message = message;
-        a.mapiProfile = mapi;
-        a.alarmTypes = SplitAlarmTypes(alarmType);
-        a.dialUp = dialUp;
-        a.active = active;
-        a.status = status;
-        a.statusInterval = updateTime;
-        a.accessLevel = accessLevel;
-        a.groups = groups;
-        a.parameters = parameters;
-        a.inputDevices = inputDevices;
-        a.outputDevices = outputDevices;
-        a.definitions = definitions;
+        static_cast<OxEMailAccountCfg&>(a) = account;
+        a.receivers = SplitReceivers(account.to);
+        a.alarmTypes = SplitAlarmTypes(account.alarmType);
         ++accountCount_;
         timers = theStatusMailTimers;
     }
     // The timers belong to the e-mail task: called without the lock.
-    if (status && timers != nullptr) {
-        if (active) {
+    if (account.status && timers != nullptr) {
+        if (account.active) {
             timers->StartStatusTimer(slot);
         } else {
             timers->StopStatusTimer(slot);
@@ -258,7 +237,7 @@ void OxConfiguration::ClearEmail() {
     for (EMailAccount& a : accounts_) {
         a.active = false;
         a.status = false;
-        a.statusInterval = 0;
+        a.updateTime = 0;
         a.receivers.clear();
         a.alarmTypes.clear();
         a.accessLevel = "User";
@@ -387,18 +366,18 @@ int OxConfiguration::GetEMailAccounts(bool lock) const {
         return a != nullptr ? Type(a->field) : Type();     \
     }
 
-OX_EMAIL_GETTER(std::string, GetEMailSMTPServer, smtpServer)
-OX_EMAIL_GETTER(std::string, GetEMailSenderName, senderName)
-OX_EMAIL_GETTER(std::string, GetEMailSender, sender)
+OX_EMAIL_GETTER(std::string, GetEMailSMTPServer, smtp)
+OX_EMAIL_GETTER(std::string, GetEMailSenderName, name)
+OX_EMAIL_GETTER(std::string, GetEMailSender, from)
 OX_EMAIL_GETTER(std::vector<std::string>, GetEMailReceiver, receivers)
 OX_EMAIL_GETTER(std::string, GetEMailSubject, subject)
 OX_EMAIL_GETTER(std::string, GetEMailMessage, message)
 OX_EMAIL_GETTER(std::vector<int>, GetEMailAlarmType, alarmTypes)
-OX_EMAIL_GETTER(std::string, GetEMailMapiProfile, mapiProfile)
+OX_EMAIL_GETTER(std::string, GetEMailMapiProfile, mapi)
 OX_EMAIL_GETTER(bool, GetEMailDialUp, dialUp)
 OX_EMAIL_GETTER(bool, GetEMailActive, active)
 OX_EMAIL_GETTER(bool, IsStatusEMail, status)
-OX_EMAIL_GETTER(int, GetEMailStatusInterval, statusInterval)
+OX_EMAIL_GETTER(int, GetEMailStatusInterval, updateTime)
 OX_EMAIL_GETTER(std::string, GetEMailAccessLevel, accessLevel)
 OX_EMAIL_GETTER(bool, GetEMailGroups, groups)
 OX_EMAIL_GETTER(bool, GetEMailParameters, parameters)

@@ -67,12 +67,7 @@ class OxConfiguration : public OxXmlParser {
     void OxConnectServerCfg(unsigned port, const std::string& ip) override;
     void OxDebugLogCfg(unsigned long stdoutMask, unsigned long logFileMask,
                        unsigned long logFileMaxSize, unsigned long logFileComMaxSize) override;
-    void OxEMailCfg(const std::string& smtp, const std::string& name, const std::string& from,
-                    const std::string& to, const std::string& subject, const std::string& message,
-                    const std::string& mapi, const std::string& alarmType, bool dialUp, bool active,
-                    bool status, int updateTime, const std::string& accessLevel, bool groups,
-                    bool parameters, bool inputDevices, bool outputDevices,
-                    bool definitions) override;
+    void OxEMailCfg(const OxEMailAccountCfg& account) override;
     void OxDialUpCfg(const std::string& phoneBookEntry, const std::string& user,
                      const std::string& password) override;
     void ErrorUpdate(const std::string& text) override;
@@ -152,25 +147,11 @@ class OxConfiguration : public OxXmlParser {
     static std::vector<std::string> SplitReceivers(const std::string& text);
 
   private:
-    struct EMailAccount {
-        std::string smtpServer;
-        std::string senderName;
-        std::string sender;
+    // An account as written in the configuration, with its receivers and
+    // alarm types split into lists.
+    struct EMailAccount : OxEMailAccountCfg {
         std::vector<std::string> receivers;
-        std::string subject;
-        std::string message;
         std::vector<int> alarmTypes;
-        std::string mapiProfile;
-        bool dialUp = false;
-        bool active = false;
-        bool status = false;
-        int statusInterval = 0;
-        std::string accessLevel;
-        bool groups = false;
-        bool parameters = false;
-        bool inputDevices = false;
-        bool outputDevices = false;
-        bool definitions = false;
     };
 
     const EMailAccount* Account(int i) const;

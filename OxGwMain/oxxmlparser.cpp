@@ -342,14 +342,26 @@ void OxXmlParser::EmailBlocks(const std::string& msg) {
         return;
     std::string copy = msg.substr(first);
     while (copy.find("<Email") != std::string::npos) {
-        OxEMailCfg(GetAttrib(copy, "SMTP"), GetAttrib(copy, "Name"), GetAttrib(copy, "From"),
-                   GetAttrib(copy, "To"), GetAttrib(copy, "Subject"), GetAttrib(copy, "Message"),
-                   GetAttrib(copy, "MAPI"), GetAttrib(copy, "AlarmType"),
-                   GetAttribAsBool(copy, "dialUp"), GetAttribAsBool(copy, "active"),
-                   GetAttrib(copy, "emailType") == "Status", GetAttribAsInt(copy, "updateTime"),
-                   GetAttrib(copy, "accessLevel"), GetAttribAsBool(copy, "groups"),
-                   GetAttribAsBool(copy, "parameters"), GetAttribAsBool(copy, "inputDevices"),
-                   GetAttribAsBool(copy, "outputDevices"), GetAttribAsBool(copy, "definitions"));
+        OxEMailAccountCfg account;
+        account.smtp = GetAttrib(copy, "SMTP");
+        account.name = GetAttrib(copy, "Name");
+        account.from = GetAttrib(copy, "From");
+        account.to = GetAttrib(copy, "To");
+        account.subject = GetAttrib(copy, "Subject");
+        account.message = GetAttrib(copy, "Message");
+        account.mapi = GetAttrib(copy, "MAPI");
+        account.alarmType = GetAttrib(copy, "AlarmType");
+        account.dialUp = GetAttribAsBool(copy, "dialUp");
+        account.active = GetAttribAsBool(copy, "active");
+        account.status = GetAttrib(copy, "emailType") == "Status";
+        account.updateTime = GetAttribAsInt(copy, "updateTime");
+        account.accessLevel = GetAttrib(copy, "accessLevel");
+        account.groups = GetAttribAsBool(copy, "groups");
+        account.parameters = GetAttribAsBool(copy, "parameters");
+        account.inputDevices = GetAttribAsBool(copy, "inputDevices");
+        account.outputDevices = GetAttribAsBool(copy, "outputDevices");
+        account.definitions = GetAttribAsBool(copy, "definitions");
+        OxEMailCfg(account);
         size_t end = copy.find("/>");
         copy.erase(0, end != std::string::npos ? end + 2 : 5);
     }

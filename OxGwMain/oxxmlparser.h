@@ -20,6 +20,28 @@
 // Who drives a device: the machine (release), or the client (off, on).
 enum tagOverride { OV_RELEASE = 0, OV_OFF = 1, OV_ON = 2 };
 
+// One <Email> element of the configuration: a mail account, as written.
+struct OxEMailAccountCfg {
+    std::string smtp;
+    std::string name;
+    std::string from;
+    std::string to;  // receivers, each ended by ";"
+    std::string subject;
+    std::string message;
+    std::string mapi;
+    std::string alarmType;  // alarm types, each ended by ";"
+    bool dialUp = false;
+    bool active = false;
+    bool status = false;  // emailType="Status"
+    int updateTime = 0;   // minutes between status mails
+    std::string accessLevel;
+    bool groups = false;
+    bool parameters = false;
+    bool inputDevices = false;
+    bool outputDevices = false;
+    bool definitions = false;
+};
+
 class OxXmlParser {
   public:
     virtual ~OxXmlParser() = default;
@@ -74,14 +96,7 @@ class OxXmlParser {
     virtual void OxDebugLogCfg(unsigned long /*stdoutMask*/, unsigned long /*logFileMask*/,
                                unsigned long /*logFileMaxSize*/,
                                unsigned long /*logFileComMaxSize*/) {}
-    virtual void OxEMailCfg(const std::string& /*smtp*/, const std::string& /*name*/,
-                            const std::string& /*from*/, const std::string& /*to*/,
-                            const std::string& /*subject*/, const std::string& /*message*/,
-                            const std::string& /*mapi*/, const std::string& /*alarmType*/,
-                            bool /*dialUp*/, bool /*active*/, bool /*status*/, int /*updateTime*/,
-                            const std::string& /*accessLevel*/, bool /*groups*/,
-                            bool /*parameters*/, bool /*inputDevices*/, bool /*outputDevices*/,
-                            bool /*definitions*/) {}
+    virtual void OxEMailCfg(const OxEMailAccountCfg& /*account*/) {}
     virtual void OxDialUpCfg(const std::string& /*phoneBookEntry*/, const std::string& /*user*/,
                              const std::string& /*password*/) {}
     virtual void OxLinuxNetCfg(const std::string& /*domain*/, const std::string& /*nameserver*/) {}

@@ -9,6 +9,10 @@
 //   result of 1    -> "exe 11 $ 100.109();"     (date and time)
 //   result of 11   -> "exe 2  $   100 . 102 (5);" and Connected
 //   result of 2    -> attached to the objects
+//
+// OxConnection's member functions span files: oxconn.cpp holds the state,
+// the start conversation and what the parser reports, oxconn_commands.cpp
+// the commands to the machine, and oxconn_params.cpp the parameter files.
 #pragma once
 
 #include "eventlog.h"

@@ -6,6 +6,15 @@
 // lines, decodes each with the substring dispatcher (OxXmlParser) and writes
 // its messages back through a non-blocking SocketWriter. OxSessionManager
 // holds every session.
+//
+// OxSocketSession's member functions span files: oxsession.cpp holds the
+// session core (framing, connect, logon, alive, events, the alarm events of
+// a day) and the client commands are grouped by family in
+// oxsession_params.cpp (parameters, type information, the shared checks),
+// oxsession_devices.cpp (devices, outputs, motors), oxsession_functions.cpp
+// (functions, alarm replies), oxsession_files.cpp (parameter files,
+// configuration) and oxsession_setup.cpp (users, processors, session setup,
+// languages).
 #pragma once
 
 #include "oxconn.h"
@@ -131,12 +140,7 @@ class OxSocketSession : public OxSession, public ACE_Event_Handler, public OxXml
                       bool logAlarms) override;
     void OxDebugLogCfg(unsigned long stdoutMask, unsigned long logFileMask,
                        unsigned long logFileMaxSize, unsigned long logFileComMaxSize) override;
-    void OxEMailCfg(const std::string& smtp, const std::string& name, const std::string& from,
-                    const std::string& to, const std::string& subject, const std::string& message,
-                    const std::string& mapi, const std::string& alarmType, bool dialUp, bool active,
-                    bool status, int updateTime, const std::string& accessLevel, bool groups,
-                    bool parameters, bool inputDevices, bool outputDevices,
-                    bool definitions) override;
+    void OxEMailCfg(const OxEMailAccountCfg& account) override;
     void OxDialUpCfg(const std::string& phoneBookEntry, const std::string& user,
                      const std::string& password) override;
 
@@ -171,6 +175,8 @@ class OxSocketSession : public OxSession, public ACE_Event_Handler, public OxXml
     OXObject* LookupObject(int id);
     // The machine is in mode 7, Service.
     bool InServiceMode() const;
+    // The value lies within the object's Minimum and Maximum.
+    static bool InRange(const OXObject& object, double value);
     // The session's values for the message writers.
     struct OxMsgContext MessageContext(bool visit) const;
 

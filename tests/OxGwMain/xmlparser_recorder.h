@@ -93,15 +93,10 @@ class RecordingParser : public OxXmlParser {
                        unsigned long d) override {
         Rec("DebugLogCfg", a, b, c, d);
     }
-    void OxEMailCfg(const std::string& smtp, const std::string& name, const std::string& from,
-                    const std::string& to, const std::string& subject, const std::string& message,
-                    const std::string& mapi, const std::string& alarmType, bool dialUp, bool active,
-                    bool status, int updateTime, const std::string& accessLevel, bool groups,
-                    bool parameters, bool inputDevices, bool outputDevices,
-                    bool definitions) override {
-        Rec("EMailCfg", smtp, name, from, to, subject, message, mapi, alarmType, dialUp, active,
-            status, updateTime, accessLevel, groups, parameters, inputDevices, outputDevices,
-            definitions);
+    void OxEMailCfg(const OxEMailAccountCfg& a) override {
+        Rec("EMailCfg", a.smtp, a.name, a.from, a.to, a.subject, a.message, a.mapi, a.alarmType,
+            a.dialUp, a.active, a.status, a.updateTime, a.accessLevel, a.groups, a.parameters,
+            a.inputDevices, a.outputDevices, a.definitions);
     }
     void OxDialUpCfg(const std::string& entry, const std::string& user,
                      const std::string& password) override {

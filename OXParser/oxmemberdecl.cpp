@@ -1,0 +1,191 @@
+#include "oxmemberdecl.h"
+
+#include "oxattribute.h"
+#include "oxclassmanager.h"
+#include "oxdefinition.h"
+#include "oxobject.h"
+#include "oxobjectmanager.h"
+
+#include <cassert>
+
+OXAttributeDeclaration::OXAttributeDeclaration(OXParserNodeManager* manager,
+                                               OXMemberModifier* modifier,
+                                               OXClassDeclaration* classDecl,
+                                               OXParserSymbol* attributeName,
+                                               OXUnitSpecification* unitSpecification,
+                                               OXAccessRight* accessRight)
+    : OXParserNode(manager),
+      pModifier(modifier),
+      pClassDecl(classDecl),
+      pAttributeName(attributeName),
+      pUnitSpecfication(unitSpecification),
+      pAccessRight(accessRight) {
+    assert(pModifier && pClassDecl && pAttributeName && pUnitSpecfication && pAccessRight);
+}
+
+OXAttributeDeclaration::~OXAttributeDeclaration() {
+    delete pModifier;
+    delete pClassDecl;
+    delete pAttributeName;
+    delete pUnitSpecfication;
+    delete pAccessRight;
+}
+
+void OXAttributeDeclaration::Rollback() {
+    pModifier = nullptr;
+    pClassDecl = nullptr;
+    pAttributeName = nullptr;
+    pUnitSpecfication = nullptr;
+    pAccessRight = nullptr;
+    OXParserNode::Rollback();
+}
+
+tagExecuteResult OXAttributeDeclaration::AssignConstraints(OXAttribute& attribute,
+                                                           OXObject& object) const {
+    tagExecuteResult result = OXCommand::ER_OK;
+    attribute.SetConst(pModifier->GetValue() == OXMM_CONST);
+    attribute.SetUnitStr(pUnitSpecfication->GetUnitStr(result, object));
+    if (result == OXCommand::ER_OK)
+        attribute.SetUnitMul(pUnitSpecfication->GetMul(result, object));
+    if (result == OXCommand::ER_OK)
+        attribute.SetUnitDiv(pUnitSpecfication->GetDiv(result, object));
+    if (result == OXCommand::ER_OK)
+        attribute.SetAccessRight(pAccessRight->GetAccessRight(result, object));
+    return result;
+}
+
+OXParameterDeclaration::OXParameterDeclaration(
+    OXParserNodeManager* manager, OXClassDeclaration* classDecl, OXParserSymbol* parameterName,
+    OXConstraintList* constraintList, OXValueExpression* defaultValue,
+    OXUnitSpecification* unitSpecification, OXAccessRight* accessRight)
+    : OXParserNode(manager),
+      pClassDecl(classDecl),
+      pParameterName(parameterName),
+      pConstraintList(constraintList),
+      pDefaultValue(defaultValue),
+      pUnitSpecification(unitSpecification),
+      pAccessRight(accessRight) {
+    assert(pClassDecl && pParameterName && pConstraintList && pUnitSpecification && pAccessRight);
+}
+
+OXParameterDeclaration::~OXParameterDeclaration() {
+    delete pClassDecl;
+    delete pParameterName;
+    delete pConstraintList;
+    delete pDefaultValue;
+    delete pUnitSpecification;
+    delete pAccessRight;
+}
+
+void OXParameterDeclaration::Rollback() {
+    pClassDecl = nullptr;
+    pParameterName = nullptr;
+    pConstraintList = nullptr;
+    pDefaultValue = nullptr;
+    pUnitSpecification = nullptr;
+    pAccessRight = nullptr;
+    OXParserNode::Rollback();
+}
+
+OXParameterDeclaration* OXParameterDeclaration::Specialize(const OXObject& object) const {
+    return new OXParameterDeclaration(
+        nullptr, pClassDecl->Clone(), pParameterName->Clone(), pConstraintList->Specialize(object),
+        pDefaultValue != nullptr ? pDefaultValue->Specialize(object) : nullptr,
+        pUnitSpecification->Specialize(object), pAccessRight->Specialize(object));
+}
+
+OXParameterDeclList* OXParameterDeclList::Specialize(const OXObject& object) const {
+    auto* copy = new OXParameterDeclList(nullptr);
+    for (const OXParameterDeclaration* parameter : items)
+        copy->Add(parameter->Specialize(object));
+    return copy;
+}
+
+OXFunctionDeclaration::OXFunctionDeclaration(
+    OXParserNodeManager* manager, OXParserNumber* functionId, OXClassDeclaration* classDecl,
+    OXParserSymbol* functionName, OXParameterDeclList* parameterDeclList,
+    OXUnitSpecification* unitSpecification, OXAccessRight* accessRight)
+    : OXParserNode(manager),
+      pFunctionId(functionId),
+      pClassDecl(classDecl),
+      pFunctionName(functionName),
+      pParameterDeclList(parameterDeclList),
+      pUnitSpecification(unitSpecification),
+      pAccessRight(accessRight) {
+    assert(pFunctionId && pClassDecl && pFunctionName && pParameterDeclList && pUnitSpecification &&
+           pAccessRight);
+}
+
+OXFunctionDeclaration::~OXFunctionDeclaration() {
+    delete pFunctionId;
+    delete pClassDecl;
+    delete pFunctionName;
+    delete pParameterDeclList;
+    delete pUnitSpecification;
+    delete pAccessRight;
+}
+
+void OXFunctionDeclaration::Rollback() {
+    pFunctionId = nullptr;
+    pClassDecl = nullptr;
+    pFunctionName = nullptr;
+    pParameterDeclList = nullptr;
+    pUnitSpecification = nullptr;
+    pAccessRight = nullptr;
+    OXParserNode::Rollback();
+}
+
+void OXFunctionDeclaration::Accept(OXFunctionVisitor& visitor) {
+    visitor.Visit(*this);
+}
+
+OXFunctionDeclaration* OXFunctionDeclaration::Specialize(const OXObject& object) const {
+    return new OXFunctionDeclaration(
+        nullptr, new OXParserNumber(nullptr, pFunctionId->GetValue()), pClassDecl->Clone(),
+        pFunctionName->Clone(), pParameterDeclList->Specialize(object),
+        pUnitSpecification->Specialize(object), pAccessRight->Specialize(object));
+}
+
+OXMemberDeclarationList::~OXMemberDeclarationList() {
+    for (OXAttributeDeclaration* attribute : attributes)
+        delete attribute;
+    for (OXFunctionDeclaration* function : functions)
+        delete function;
+}
+
+void OXMemberDeclarationList::Rollback() {
+    attributes.clear();
+    functions.clear();
+    OXParserNode::Rollback();
+}
+
+void OXMemberDeclarationList::Add(OXParserNode* member) {
+    if (member == nullptr)
+        return;
+    if (auto* attribute = dynamic_cast<OXAttributeDeclaration*>(member)) {
+        attributes.push_back(attribute);
+    } else if (auto* function = dynamic_cast<OXFunctionDeclaration*>(member)) {
+        functions.push_back(function);
+    } else {
+        assert(!"OXMemberDeclarationList::Add: no member declaration");
+    }
+}
+
+const OXAttributeDeclaration* OXMemberDeclarationList::GetAttrDecl(
+    int index, tagMemberModifier modifier) const {
+    if (index < 0)
+        return nullptr;
+    for (const OXAttributeDeclaration* attribute : attributes) {
+        if (modifier != OXMM_ANY && attribute->GetModifier()->GetValue() != modifier)
+            continue;
+        if (index-- == 0)
+            return attribute;
+    }
+    return nullptr;
+}
+
+const OXFunctionDeclaration* OXMemberDeclarationList::GetFuncDecl(int index) const {
+    if (index < 0 || index >= GetFunctionCount())
+        return nullptr;
+    return functions[static_cast<size_t>(index)];
+}

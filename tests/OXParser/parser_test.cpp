@@ -202,8 +202,6 @@ TEST_F(ParserTest, NestingPastTheStackBoundIsRefusedAndTheStoreLivesOn) {
         {"new Held(2, ());", ""},
         {"new Box<" + NestedLists(4900, "number") + ">(3, ());", ""},
         {"new " + NestedLists(4900, "number") + "();", "Semantic Error: ER_NOT_AN_OBJECT_OBJECT"},
-        {"upd 3 (" + std::string(4000, '(') + std::string(4000, ')') + ");",
-         "Semantic Error: ER_INVALID_EXPRESSION_COUNT"},
         {"upd 2 (());", ""},
     };
     for (const Case& c : cases) {

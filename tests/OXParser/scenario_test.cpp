@@ -316,6 +316,14 @@ TEST_F(ScenarioTest, UnitsAndAccessRightsGivenBySymbols) {
     EXPECT_EQ(Count(), 1);
 }
 
+TEST_F(ScenarioTest, AccessRightMissingFromTheEnumFailsTheCreation) {
+    RunAll({"enum tagAccessRight { \"AR_USER\"=0, };", "class Object { const number Id; };",
+            "class Own : Object { number V ! AR_ADMIN; };"});
+    EXPECT_EQ(Run("new Own(1, 2);"), "Semantic Error: ER_ACCESS_RIGHT_ENUM_NOT_DEFINED");
+    EXPECT_EQ(Count(), 0);
+    EXPECT_EQ(Run("class Plain : Object { number V; };"), "ok");
+}
+
 TEST_F(ScenarioTest, ResultsExceptionsAndExecutions) {
     EXPECT_EQ(Run("exc 7 : (1, \"x\");"), "Semantic Error: ER_UNKNOWN_CLASS");
     Basics();

@@ -125,30 +125,6 @@ class Connection : public ConnectionTest {
     MachineObjects objects;
 };
 
-TEST_F(Connection, FreshConnectionAndReferenceCount) {
-    OxConnection conn(1);
-    EXPECT_EQ(1, conn.GetPort());
-    EXPECT_EQ(OXCS_NONE, conn.GetState());
-    EXPECT_EQ(OXLink::OXLM_NONE, conn.GetLinkMode());
-    EXPECT_EQ("", conn.GetSerialNo());
-    EXPECT_FALSE(conn.GetConfigValid());
-    EXPECT_EQ(0, conn.GetSystemStateRemote());
-    EXPECT_EQ(nullptr, conn.GetSession(0));
-    EXPECT_EQ(nullptr, conn.GetEventLog());
-    EXPECT_EQ(OxConfiguration::Instance()->MakeAbsPath("/var/log/debug") + "/",
-              conn.GetConnectionDir());
-    EXPECT_EQ(2001, conn.GetLink()->GetTcpPort());
-
-    EXPECT_EQ(0, conn.GetRefCount());
-    conn.IncRefCount();
-    conn.IncRefCount();
-    EXPECT_EQ(2, conn.GetRefCount());
-    EXPECT_EQ(1, conn.DecRefCount());
-    EXPECT_EQ(0, conn.DecRefCount());
-    EXPECT_EQ(0, conn.DecRefCount());  // never below 0
-    EXPECT_EQ(0, conn.GetRefCount());
-}
-
 TEST_F(Connection, SessionsHearTheStateAtOnceAndAtEveryChange) {
     OxConnection conn(1);
     RecordingSession first, second;
@@ -188,56 +164,6 @@ TEST_F(Connection, SessionsHearTheStateAtOnceAndAtEveryChange) {
     conn.TestPrintReceived("motor 3 started");
     EXPECT_TRUE(first.prints.empty());
     EXPECT_EQ(std::vector<std::string>{"motor 3 started"}, second.prints);
-}
-
-TEST_F(Connection, StartConversationOverTheLink) {
-    FakeController ctl(ip_, 2001);
-    ASSERT_TRUE(ctl.Listening());
-    OxConnection conn(1);
-    RecordingSession session;
-    conn.Connect(&session);
-    ASSERT_TRUE(ctl.Accept(3000));
-    auto opened = std::chrono::steady_clock::now();
-    std::string frame;
-    ASSERT_TRUE(PumpRead(ctl, frame, 3000));
-    // The request for all objects waits a second after the socket opened.
-    EXPECT_GE(std::chrono::steady_clock::now() - opened, std::chrono::milliseconds(900));
-    EXPECT_EQ("exe 1 $ 100.101 (-1);", frame);
-    EXPECT_EQ(OXCS_CONNECTING, conn.GetState());
-    EXPECT_EQ(OXLink::OXLM_TORC, conn.GetLinkMode());
-
-    AddSerial(conn, 4711, 42);
-    conn.GetObjectManager().Add(*objects.EnumValue(401, 1));
-
-    conn.ResultReceived(1, *ResultValue(0));
-    ASSERT_TRUE(PumpRead(ctl, frame, 2000));
-    EXPECT_EQ("exe 11 $ 100.109();", frame);
-    EXPECT_EQ(OXCS_CONNECTING, conn.GetState());
-
-    ACE_Date_Time before;
-    conn.ResultReceived(11, *ResultValue(0));
-    ASSERT_TRUE(PumpRead(ctl, frame, 2000));
-    EXPECT_EQ(std::string("exe 2  $   100 . 102 (5);"), frame);
-    EXPECT_EQ(OXCS_CONNECTED, conn.GetState());
-    EXPECT_EQ(OxDownload::CS_CONNECTED, conn.GetDownload().GetConnectionState());
-    EXPECT_EQ("4711-42", conn.GetSerialNo());
-    EXPECT_TRUE(conn.GetConfigValid());
-    EXPECT_EQ(before.day(), conn.GetConnValidFrom().day());
-    EXPECT_GE(conn.GetConnValidFrom().second() + 60 * conn.GetConnValidFrom().minute(),
-              before.second() + 60 * before.minute());
-    EXPECT_EQ((std::vector<tagOxConnState>{OXCS_NONE, OXCS_CONNECTING, OXCS_CONNECTED}),
-              session.modes);
-
-    // The result of the attach closes the conversation without a reply.
-    conn.ResultReceived(2, *ResultValue(0));
-    EXPECT_TRUE(Quiet(ctl));
-
-    // A second result of exe 11 when connected sends exe 2 again, no state.
-    conn.ResultReceived(11, *ResultValue(0));
-    ASSERT_TRUE(PumpRead(ctl, frame, 2000));
-    EXPECT_EQ("exe 2  $   100 . 102 (5);", frame);
-    EXPECT_EQ(3u, session.modes.size());
-    EXPECT_TRUE(Quiet(ctl));
 }
 
 TEST_F(Connection, NoAttachWhenAutoAttachIsOff) {
@@ -287,10 +213,25 @@ TEST_F(Connection, OutOfStepResultAsksForAllObjectsAgain) {
     conn.ResultReceived(1, *ResultValue(0));
     ASSERT_TRUE(PumpRead(ctl, frame, 2000));
     EXPECT_EQ("exe 11 $ 100.109();", frame);
+    ACE_Date_Time before;
     conn.ResultReceived(11, *ResultValue(0));
     ASSERT_TRUE(PumpRead(ctl, frame, 2000));
     EXPECT_EQ("exe 2  $   100 . 102 (5);", frame);
     EXPECT_EQ(OXCS_CONNECTED, conn.GetState());
+    EXPECT_EQ(OxDownload::CS_CONNECTED, conn.GetDownload().GetConnectionState());
+    EXPECT_GE(conn.GetConnValidFrom().second() + 60 * conn.GetConnValidFrom().minute(),
+              before.second() + 60 * before.minute());
+    // The result of the attach closes the conversation without a reply; a
+    // second result of exe 11 when connected sends exe 2 again, no state.
+    conn.ResultReceived(2, *ResultValue(0));
+    EXPECT_TRUE(Quiet(ctl));
+    conn.ResultReceived(11, *ResultValue(0));
+    ASSERT_TRUE(PumpRead(ctl, frame, 2000));
+    EXPECT_EQ("exe 2  $   100 . 102 (5);", frame);
+    EXPECT_EQ((std::vector<tagOxConnState>{OXCS_NONE, OXCS_CONNECTING, OXCS_CONNECTED,
+                                           OXCS_CONNECTING, OXCS_CONNECTED}),
+              session.modes);
+    EXPECT_TRUE(Quiet(ctl));
 }
 
 TEST_F(Connection, ConfigurationStateFromObject401) {
@@ -582,6 +523,7 @@ TEST_F(Connection, DuplicatedSerialNumbers) {
     // A connection that nobody holds goes in the walk.
     OxConnection* three = manager->OxGetConnection(3, true);
     three->DecRefCount();
+    EXPECT_EQ(0, three->DecRefCount());  // never below 0
     EXPECT_EQ(3u, manager->Count());
     EXPECT_FALSE(one->DuplicatedSerialNo());
     EXPECT_EQ(2u, manager->Count());

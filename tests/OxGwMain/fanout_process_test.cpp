@@ -487,13 +487,9 @@ TEST(FanOutProcess, AlarmRaisedChangedAndClearedReachEveryLoggedOnClient) {
     ASSERT_FALSE(::testing::Test::HasFatalFailure());
     // A language that names the owner and the section, and has its own text
     // for alarms of type 9 and for the replies.
-    std::string ucs("\xff\xfe", 2);
-    for (char c : std::string("p2001,Feed pump\r\np2,Developer\r\na9,%o runs dry in %s\r\n"
-                              "r1,OK\r\nr2,Restart pump\r\n")) {
-        ucs.push_back(c);
-        ucs.push_back('\0');
-    }
-    env.Box().WriteFile("/home/service/oxgw_english.ucs", ucs);
+    env.Box().WriteFile("/home/service/oxgw_english.ucs",
+                        UcsFile(u"p2001,Feed pump\r\np2,Developer\r\na9,%o runs dry in %s\r\n"
+                                u"r1,OK\r\nr2,Restart pump\r\n"));
 
     // A guest, who reads no more than level 0: alarms come whatever the level.
     XmlClient guest(env.ClientPort());

@@ -29,12 +29,7 @@ TEST(SessionProcess, ConnectLogonAliveFramingAndDisconnect) {
     auto gw = StartConnected(env, ctl, MachineWorld(42));
 
     // The client's language: an alarm text with the owner and section marks.
-    std::string ucs("\xff\xfe", 2);
-    for (char c : std::string("a3,Tank %o low in %s\r\n")) {
-        ucs.push_back(c);
-        ucs.push_back('\0');
-    }
-    env.Box().WriteFile("/home/service/oxgw_english.ucs", ucs);
+    env.Box().WriteFile("/home/service/oxgw_english.ucs", UcsFile(u"a3,Tank %o low in %s\r\n"));
 
     XmlClient client(env.ClientPort());
     ASSERT_TRUE(client.Connected());

@@ -3,6 +3,7 @@
 // their handlers, serial number, configuration state, alarm logging and mail.
 #include "conn_fixture.h"
 #include "eventlog.h"
+#include "gatewayprocess.h"
 #include "mdieditlink.h"
 #include "oxalarmlogvisitor.h"
 #include "oxconf.h"
@@ -76,13 +77,6 @@ std::vector<std::string> LogLines(OxConnection& conn) {
     while (log->ReadNextLine(line))
         lines.push_back(line);
     return lines;
-}
-
-int Count(const std::string& s, const std::string& needle) {
-    int n = 0;
-    for (size_t p = s.find(needle); p != std::string::npos; p = s.find(needle, p + 1))
-        ++n;
-    return n;
 }
 
 class Connection : public ConnectionTest {
@@ -332,7 +326,7 @@ TEST_F(Connection, ActiveAlarmsEnterANewLogOnce) {
     ClientPair client;
     EXPECT_TRUE(conn.RequestHistoricAlarms(client.session));
     std::string sent = client.Read();
-    EXPECT_EQ(3, Count(sent, "\r\n"));
+    EXPECT_EQ(3, CountOccurrences(sent, "\r\n"));
     // In the log's order; the session fills the alarms' descriptions from its
     // language, so the alarm lines agree up to their description.
     EXPECT_EQ(0u, sent.find(lines[0] + "\r\n"));

@@ -10,7 +10,6 @@
 
 #include <algorithm>
 #include <cstdlib>
-#include <filesystem>
 #include <string>
 
 namespace {
@@ -317,10 +316,6 @@ TEST_F(LanguageMapTest, SampleFilesOfTheSimulatorWorldLoad) {
 
 // The custom language: the service folder, else the USB stick through the
 // board's mountusb and umountusb (stand-ins on PATH that log each call).
-std::u16string U16(const std::string& ascii) {
-    return std::u16string(ascii.begin(), ascii.end());
-}
-
 class CustomLanguageTest : public LanguageMapTest {
   protected:
     void SetUp() override {
@@ -340,46 +335,41 @@ class CustomLanguageTest : public LanguageMapTest {
     std::string oldPath_;
 };
 
-TEST_F(CustomLanguageTest, ServiceFolderThenTheStickThenTheOtherFolders) {
-    struct Case {
-        std::string service, stick, locale;  // the custom file there ("": none)
-        const char* fail;                    // board programs that fail
-        std::string text;                    // p1 of the map ("": no map)
-        std::string board;                   // the board programs' log
-    };
-    const std::string mounted = "mountusb \numountusb \n";
-    const Case cases[] = {
-        {"", "Stick", "", "", "Stick", mounted},
-        {"Service", "Stick", "", "", "Service", ""},
-        {"", "", "", "", "", mounted},  // no file anywhere: still unmounted
-        {"", "", "Locale", "mountusb umountusb", "Locale", mounted},
-    };
-    for (const Case& c : cases) {
-        SCOPED_TRACE(c.text + "/" + c.fail);
-        std::filesystem::remove_all(box.Path("/home/service"));
-        std::filesystem::remove_all(box.Path("/mnt/usb"));
-        std::filesystem::remove_all(box.Path("/usr/torc2/locale"));
-        std::filesystem::remove(box.Path("/var/log/board.log"));
-        if (!c.service.empty())
-            box.WriteFile("/home/service/custom/oxgw_custom.ucs", UcsFile(u"p1," + U16(c.service)));
-        if (!c.stick.empty())
-            box.WriteFile("/mnt/usb/custom/oxgw_custom.ucs", UcsFile(u"p1," + U16(c.stick)));
-        if (!c.locale.empty())
-            box.WriteFile("/usr/torc2/locale/custom/oxgw_custom.ucs",
-                          UcsFile(u"p1," + U16(c.locale)));
-        setenv("OXGW_BOARD_FAIL", c.fail, 1);
-        OxTextMap* custom = OxLanguageMap::Instance("custom");
-        EXPECT_EQ(c.text.empty(), custom == nullptr);
-        if (custom != nullptr) {
-            EXPECT_EQ(c.text, OxLanguageMap::getParmName(1, custom));
-        }
-        OxLanguageMap::RemoveLanguage(custom);
-        EXPECT_EQ(c.board, BoardLog());
-    }
-    // Other languages never touch the stick.
-    std::filesystem::remove(box.Path("/var/log/board.log"));
-    EXPECT_EQ(nullptr, OxLanguageMap::Instance("german"));
+TEST_F(CustomLanguageTest, FromTheStickMountedAndUnmounted) {
+    box.WriteFile("/mnt/usb/custom/oxgw_custom.ucs", UcsFile(u"p1,Stick\n"));
+    OxTextMap* custom = OxLanguageMap::Instance("custom");
+    ASSERT_NE(nullptr, custom);
+    EXPECT_EQ("Stick", OxLanguageMap::getParmName(1, custom));
+    EXPECT_EQ("mountusb \numountusb \n", BoardLog());
+    OxLanguageMap::RemoveLanguage(custom);
+}
+
+TEST_F(CustomLanguageTest, ServiceFolderNeedsNoStick) {
+    box.WriteFile("/home/service/custom/oxgw_custom.ucs", UcsFile(u"p1,Service\n"));
+    box.WriteFile("/mnt/usb/custom/oxgw_custom.ucs", UcsFile(u"p1,Stick\n"));
+    OxTextMap* custom = OxLanguageMap::Instance("custom");
+    ASSERT_NE(nullptr, custom);
+    EXPECT_EQ("Service", OxLanguageMap::getParmName(1, custom));
     EXPECT_EQ("", BoardLog());
+    OxLanguageMap::RemoveLanguage(custom);
+}
+
+TEST_F(CustomLanguageTest, NoFileAnywhereStillUnmounts) {
+    EXPECT_EQ(nullptr, OxLanguageMap::Instance("custom"));
+    EXPECT_EQ("mountusb \numountusb \n", BoardLog());
+    // Other languages never touch the stick.
+    EXPECT_EQ(nullptr, OxLanguageMap::Instance("german"));
+    EXPECT_EQ("mountusb \numountusb \n", BoardLog());
+}
+
+TEST_F(CustomLanguageTest, FailingMountIsReportedAndTheSearchGoesOn) {
+    setenv("OXGW_BOARD_FAIL", "mountusb umountusb", 1);
+    box.WriteFile("/usr/torc2/locale/custom/oxgw_custom.ucs", UcsFile(u"p1,Locale\n"));
+    OxTextMap* custom = OxLanguageMap::Instance("custom");
+    ASSERT_NE(nullptr, custom);
+    EXPECT_EQ("Locale", OxLanguageMap::getParmName(1, custom));
+    EXPECT_EQ("mountusb \numountusb \n", BoardLog());
+    OxLanguageMap::RemoveLanguage(custom);
 }
 
 }  // namespace

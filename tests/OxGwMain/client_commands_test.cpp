@@ -14,10 +14,6 @@ namespace {
 
 constexpr int kWaitMs = 8000;
 
-std::string Error(const std::string& text) {
-    return "<Message><CommandError description=\"" + text + "\"/></Message>";
-}
-
 TEST(ClientCommands, GuardsChecksAndAChangeOnTheSimulator) {
     GatewayTestEnv env;
     auto sim = StartSimulator(env.Box().Root(), env.Ip());
@@ -28,56 +24,48 @@ TEST(ClientCommands, GuardsChecksAndAChangeOnTheSimulator) {
     XmlClient client(env.ClientPort());
     ASSERT_TRUE(client.Connected());
     // Questions that work before a connect.
-    ASSERT_TRUE(client.Send("<Message><GetProcessorInfo/></Message>\r\n"));
     EXPECT_EQ(
         "<Message><ProcessorInfo><Processor name=\"\" port=\"1\" platform=\"\" "
         "server=\"oxgw\"/></ProcessorInfo></Message>",
-        client.Line());
-    ASSERT_TRUE(client.Send("<Message><SetupSession testPrint=\"false\"/></Message>\r\n"));
-    EXPECT_EQ("<Message><SetupSession testPrint=\"false\"/></Message>", client.Line());
-    ASSERT_TRUE(client.Send("<Message><GetConfiguration/></Message>\r\n"));
-    EXPECT_EQ(env.ConfigText(), client.Line());
+        Ask(client, "<GetProcessorInfo/>"));
+    EXPECT_EQ("<Message><SetupSession testPrint=\"false\"/></Message>",
+              Ask(client, "<SetupSession testPrint=\"false\"/>"));
+    EXPECT_EQ(env.ConfigText(), Ask(client, "<GetConfiguration/>"));
 
     // Before a connect, and between connect and logon.
-    const std::string change =
-        "<Message><ChangeNumParameter id=\"2101\" value=\"30\"/></Message>\r\n";
-    ASSERT_TRUE(client.Send(change));
-    EXPECT_EQ(Error("The command is not legal when a Connect has not been made!"), client.Line());
+    const std::string change = "<ChangeNumParameter id=\"2101\" value=\"30\"/>";
+    EXPECT_EQ(CommandError("The command is not legal when a Connect has not been made!"),
+              Ask(client, change));
     ASSERT_NO_FATAL_FAILURE(ConnectPort(client));
-    ASSERT_TRUE(client.Send(change));
-    EXPECT_EQ(Error("The command is not legal when a logon has not been made!"), client.Line());
-
+    EXPECT_EQ(CommandError("The command is not legal when a logon has not been made!"),
+              Ask(client, change));
     ASSERT_NO_FATAL_FAILURE(LogOn(client, "level=\"Service\" userId=\"anna\"", nullptr));
-    std::string line;
 
-    ASSERT_TRUE(
-        client.Send("<Message><ChangeNumParameter id=\"9999\" value=\"1\"/></Message>\r\n"));
-    EXPECT_EQ(Error("The object was not found"), client.Line());
-    ASSERT_TRUE(
-        client.Send("<Message><ChangeNumParameter id=\"2101\" value=\"35.1\"/></Message>\r\n"));
-    EXPECT_EQ(Error("The value is out of range"), client.Line());
-    ASSERT_TRUE(
-        client.Send("<Message><ChangeEnumParameter id=\"2003\" value=\"7\"/></Message>\r\n"));
-    EXPECT_EQ(Error("The value is not legal for this parameter"), client.Line());
-    // Not in Service mode: refused before any lookup.
-    ASSERT_TRUE(client.Send(
-        "<Message><SetMotor id=\"424242\" start=\"true\" value=\"30\"/></Message>\r\n"));
-    EXPECT_EQ(Error("&lt;SetMotor&gt; can only be used in Service Mode"), client.Line());
+    const std::pair<const char*, const char*> refused[] = {
+        {"<ChangeNumParameter id=\"9999\" value=\"1\"/>", "The object was not found"},
+        {"<ChangeNumParameter id=\"2101\" value=\"35.1\"/>", "The value is out of range"},
+        {"<ChangeEnumParameter id=\"2003\" value=\"7\"/>",
+         "The value is not legal for this parameter"},
+        // Not in Service mode: refused before any lookup.
+        {"<SetMotor id=\"424242\" start=\"true\" value=\"30\"/>",
+         "&lt;SetMotor&gt; can only be used in Service Mode"},
+    };
+    for (const auto& r : refused)
+        EXPECT_EQ(CommandError(r.second), Ask(client, r.first));
 
     // At the maximum the change is taken; the machine's update comes back as
     // an event of the parameter.
     ASSERT_TRUE(
         client.Send("<Message><ChangeNumParameter id=\"2101\" value=\"35\"/></Message>\r\n"));
     ASSERT_TRUE(sim->WaitForStdout("<- exe 5 $2101.201(35);", kWaitMs)) << sim->Stdout();
+    std::string line;
     bool event = false;
-    while (!event && client.ReadLine(line, 3000))
-        event = line.find("<NumParameterEvent") != std::string::npos &&
-                line.find("id=\"2101\"") != std::string::npos;
+    while (!event && SkipTo(client, "<Message><NumParameterEvent ", line, 3000))
+        event = line.find("<Object id=\"2101\"") != std::string::npos;
     EXPECT_TRUE(event);
 
-    ASSERT_TRUE(client.Send("<Message><GetUserInfo/></Message>\r\n"));
     EXPECT_EQ("<Message><UserInfo><User id=\"anna\" level=\"Service\"/></UserInfo></Message>",
-              client.Line());
+              Ask(client, "<GetUserInfo/>"));
     StopGateway(*gw);
 }
 
@@ -130,17 +118,16 @@ TEST(ClientCommands, EveryMachineCommandInServiceModeAsTheControllerReceivesIt) 
     }
 
     // Errors in Service mode.
-    ASSERT_TRUE(
-        client.Send("<Message><SetMotor id=\"4001\" start=\"true\" speed=\"6.1\"/></Message>\r\n"));
-    ASSERT_TRUE(SkipTo(client, "<Message><CommandError", line));
-    EXPECT_EQ(Error("The speed is out of range"), line);
-    ASSERT_TRUE(
-        client.Send("<Message><SetMotor id=\"4001\" start=\"true\" value=\"0.4\"/></Message>\r\n"));
-    ASSERT_TRUE(SkipTo(client, "<Message><CommandError", line));
-    EXPECT_EQ(Error("The value is out of range"), line);
-    ASSERT_TRUE(client.Send("<Message><ReplyAlarm id=\"9999\" replyId=\"1\"/></Message>\r\n"));
-    ASSERT_TRUE(SkipTo(client, "<Message><CommandError", line));
-    EXPECT_EQ(Error("The object was not found"), line);
+    const std::pair<const char*, const char*> errors[] = {
+        {"<SetMotor id=\"4001\" start=\"true\" speed=\"6.1\"/>", "The speed is out of range"},
+        {"<SetMotor id=\"4001\" start=\"true\" value=\"0.4\"/>", "The value is out of range"},
+        {"<ReplyAlarm id=\"9999\" replyId=\"1\"/>", "The object was not found"},
+    };
+    for (const auto& r : errors) {
+        ASSERT_TRUE(client.Send(std::string("<Message>") + r.first + "</Message>\r\n"));
+        ASSERT_TRUE(SkipTo(client, "<Message><CommandError", line));
+        EXPECT_EQ(CommandError(r.second), line) << r.first;
+    }
 
     // A forced update needs no Service mode; the machine leaves it after this one.
     ASSERT_TRUE(client.Send("<Message><ForceUpdate id=\"2001\"/></Message>\r\n"));
@@ -152,12 +139,13 @@ TEST(ClientCommands, EveryMachineCommandInServiceModeAsTheControllerReceivesIt) 
         ASSERT_TRUE(client.Send("<Message><AlivePoll/></Message>\r\n"));
         std::string answer;
         while (client.ReadLine(answer) && answer.find("<AliveAck") == std::string::npos)
-            refused = refused || answer == Error("Outputs/Motors can only be set in Service Mode");
+            refused =
+                refused || answer == CommandError("Outputs/Motors can only be set in Service Mode");
     }
     EXPECT_TRUE(refused);
     ASSERT_TRUE(client.Send("<Message><SetOutput id=\"4301\" value=\"true\"/></Message>\r\n"));
     ASSERT_TRUE(SkipTo(client, "<Message><CommandError", line));
-    EXPECT_EQ(Error("&lt;SetOutput&gt; can only be used in Service Mode"), line);
+    EXPECT_EQ(CommandError("&lt;SetOutput&gt; can only be used in Service Mode"), line);
     // Other classes need no Service mode.
     ASSERT_TRUE(client.Send("<Message><SetSensor id=\"3001\" sensor=\"on\"/></Message>\r\n"));
     EXPECT_TRUE(sim->WaitForStdout("<- exe 8 $3001.201(0);", kWaitMs));
@@ -225,8 +213,9 @@ TEST(ClientCommands, BrokenAndBinaryLinesLeaveTheSessionStanding) {
     // A broken logon is a failed logon: it takes the earlier one away.
     ASSERT_TRUE(client.Send("<Message><Logon level=\"\r\n<Message><GetUserInfo/></Message>\r\n"));
     ASSERT_TRUE(SkipTo(client, "<Message><CommandError", line));
-    EXPECT_EQ(Error("Logon failed, unmatched level"), line);
-    EXPECT_EQ(Error("The command is not legal when a logon has not been made!"), client.Line());
+    EXPECT_EQ(CommandError("Logon failed, unmatched level"), line);
+    EXPECT_EQ(CommandError("The command is not legal when a logon has not been made!"),
+              client.Line());
     EXPECT_TRUE(gw->Running());
     StopGateway(*gw);
 }

@@ -59,27 +59,6 @@ class TimerRecorder : public OxStatusMailTimers {
 
 }  // namespace
 
-TEST(ConfigurationDefaults, ConstructorValues) {
-    OxConfiguration cfg;
-    EXPECT_EQ(2000, cfg.GetNetworkPort());
-    EXPECT_EQ("localhost", cfg.GetServerHost());
-    EXPECT_EQ(2001u, cfg.GetServerPort());
-    EXPECT_FALSE(cfg.ConnectToServer());
-    EXPECT_EQ(7ul, cfg.GetStdoutMask());
-    EXPECT_EQ(7ul, cfg.GetLogFileMask());
-    EXPECT_EQ(20000000ul, cfg.GetLogFileMaxSize());
-    EXPECT_EQ(20000000ul, cfg.GetLogFileComMaxSize());
-    EXPECT_EQ(0, cfg.GetEMailAccounts());
-    EXPECT_EQ(0, cfg.ProcessorInfo_Count());
-    for (int port = 1; port <= 10; ++port)
-        EXPECT_FALSE(cfg.GetConnectionCfg(port).used);
-    // Slots and indexes outside the tables give empty values.
-    EXPECT_EQ("", cfg.GetProcessorName(0));
-    EXPECT_EQ(0u, cfg.GetProcessorPort(-1));
-    EXPECT_EQ("", cfg.GetEMailSMTPServer(10));
-    EXPECT_TRUE(cfg.GetEMailReceiver(-1).empty());
-}
-
 TEST(ConfigurationFile, FullFileFillsEveryAccessor) {
     MaskRestore masks;
     OxConfiguration cfg;
@@ -167,6 +146,11 @@ TEST(ConfigurationFile, FullFileFillsEveryAccessor) {
     EXPECT_TRUE(cfg.GetEMailDefinitions(1));
     // Only the status account touches its timer.
     EXPECT_EQ((std::vector<std::string>{"start 1"}), timers.calls);
+    // Slots and indexes outside the tables give empty values.
+    EXPECT_EQ("", cfg.GetProcessorName(3));
+    EXPECT_EQ(0u, cfg.GetProcessorPort(-1));
+    EXPECT_EQ("", cfg.GetEMailSMTPServer(10));
+    EXPECT_TRUE(cfg.GetEMailReceiver(-1).empty());
 }
 
 TEST(ConfigurationFile, PortTraps) {
@@ -318,16 +302,6 @@ TEST(ConfigurationTexts, EncodeDecode) {
     EXPECT_EQ("", OxConfiguration::Decode("?"));
     EXPECT_EQ("", OxConfiguration::Decode(""));
     EXPECT_EQ(3u, B64Convert::B64DecodeGetLength(1));
-}
-
-TEST(ConfigurationSingleton, PathsAndInstance) {
-    OxConfiguration* cfg = OxConfiguration::Instance();
-    EXPECT_EQ(cfg, OxConfiguration::Instance());
-    std::string old = cfg->GetAppPath();
-    cfg->SetAppPath("/tmp/root");
-    EXPECT_EQ("/tmp/root/etc/torc2/oxgwcfg.xml", cfg->MakeAbsPath("/etc/torc2/oxgwcfg.xml"));
-    EXPECT_EQ("/tmp/rootx", cfg->MakeAbsPath("x", false));
-    cfg->SetAppPath(old);
 }
 
 TEST(ConfigurationFile, DocumentedExampleReadsAsDescribed) {

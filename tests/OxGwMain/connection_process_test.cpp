@@ -219,8 +219,9 @@ TEST(ConnectionProcess, LostLinkResetsTheStateAndTheConversationStartsAgain) {
     ASSERT_TRUE(WaitForLog(env, "COM 1: No connection\n")) << DebugLog(env);
     EXPECT_TRUE(WaitForLog(env, "Port 1, link mode changed to 0\n"));
 
-    // The link is back five seconds later; a second after that the
-    // conversation begins from its start.
+    // The link is back five seconds later, not before; a second after that
+    // the conversation begins from its start.
+    EXPECT_FALSE(ctl.Accept(1000));
     ASSERT_TRUE(ctl.Accept(8000));
     auto opened = std::chrono::steady_clock::now();
     ASSERT_NO_FATAL_FAILURE(ExpectFrame(ctl, kCompleteInfo));

@@ -1,6 +1,7 @@
 // The event log and the retention job with real files in a sandbox root, and
 // a clock of the test's own for the change of day.
 #include "eventlog.h"
+#include "gatewayprocess.h"
 #include "oxconf.h"
 #include "sandbox.h"
 
@@ -44,13 +45,6 @@ bool WaitIdle(DeleteFiles& job) {
     for (int i = 0; i < 500 && job.IsRunning(); ++i)
         std::this_thread::sleep_for(std::chrono::milliseconds(10));
     return !job.IsRunning();
-}
-
-int CountLines(const std::string& text, const std::string& what) {
-    int n = 0;
-    for (size_t p = text.find(what); p != std::string::npos; p = text.find(what, p + 1))
-        ++n;
-    return n;
 }
 
 class EventLogTest : public ::testing::Test {
@@ -104,8 +98,9 @@ TEST_F(EventLogTest, OverflowLineOnceADayAndAgainAfterRestart) {
                                text.substr(text.find("<last/>\n") + 8).size());
     EXPECT_NE(text.find("<last/>\n"), std::string::npos);
     EXPECT_EQ(text.find("dropped"), std::string::npos);
-    EXPECT_EQ(
-        CountLines(text, "<Message><HistoricServerState state=\"Log Overflow\"><Time year=\""), 1);
+    EXPECT_EQ(CountOccurrences(
+                  text, "<Message><HistoricServerState state=\"Log Overflow\"><Time year=\""),
+              1);
     EXPECT_EQ(text.back(), '\n');
     {
         EventLog log(clock);
@@ -113,7 +108,7 @@ TEST_F(EventLogTest, OverflowLineOnceADayAndAgainAfterRestart) {
         log.Log("<after restart/>\n");
     }
     text = box.ReadFile(Day(3));
-    EXPECT_EQ(CountLines(text, "state=\"Log Overflow\""), 2);
+    EXPECT_EQ(CountOccurrences(text, "state=\"Log Overflow\""), 2);
     EXPECT_EQ(text.find("after restart"), std::string::npos);
 
     // Exactly at the limit the next entry is dropped.
@@ -123,7 +118,7 @@ TEST_F(EventLogTest, OverflowLineOnceADayAndAgainAfterRestart) {
     log.Log("<dropped/>\n");
     text = box.ReadFile(Day(3));
     EXPECT_EQ(text.find("dropped"), std::string::npos);
-    EXPECT_EQ(CountLines(text, "Log Overflow"), 1);
+    EXPECT_EQ(CountOccurrences(text, "Log Overflow"), 1);
 }
 
 TEST_F(EventLogTest, ReadsForwardsAndBackwards) {

@@ -112,7 +112,7 @@ TEST(Process, LanguageDebugOnlyAsSecondOfTwoArguments) {
     EXPECT_EQ(0, gw->Wait(kStartMs));
 }
 
-TEST(Process, LinkConnectsAndReconnectsAfterControllerDrops) {
+TEST(Process, LinkConnectsTakesBrokenFramesAndSaysWhenItIsLost) {
     GatewayTestEnv env;
     FakeController ctl(env.Ip(), 2001);
     ASSERT_TRUE(ctl.Listening());
@@ -132,10 +132,9 @@ TEST(Process, LinkConnectsAndReconnectsAfterControllerDrops) {
     ASSERT_TRUE(gw->WaitForStdout(Shown("Empty Command Received\n"), 3000));
     ASSERT_TRUE(gw->WaitForStdout(Shown("Command = upd 3;\n"), 3000)) << gw->Stdout();
 
+    // The reconnect after the loss is the connection process test's.
     ctl.DropClient();
     ASSERT_TRUE(gw->WaitForStdout(Shown("Conection lost???\n"), 3000));
-    ASSERT_TRUE(ctl.Accept(8000));
-    EXPECT_EQ(2, ctl.Accepts());
     gw->Signal(SIGINT);
     EXPECT_EQ(0, gw->Wait(kStartMs));
 }

@@ -29,31 +29,22 @@ TEST(SessionProcess, ConnectLogonAliveFramingAndDisconnect) {
     auto gw = StartConnected(env, ctl, MachineWorld(42));
 
     // The client's language: an alarm text with the owner and section marks.
-    std::string ucs("\xff\xfe", 2);
-    for (char c : std::string("a3,Tank %o low in %s\r\n")) {
-        ucs.push_back(c);
-        ucs.push_back('\0');
-    }
-    env.Box().WriteFile("/home/service/oxgw_english.ucs", ucs);
+    env.Box().WriteFile("/home/service/oxgw_english.ucs", UcsFile(u"a3,Tank %o low in %s\r\n"));
 
     XmlClient client(env.ClientPort());
     ASSERT_TRUE(client.Connected());
     // Errors answer and keep the session.
-    ASSERT_TRUE(client.Send("<Message><Logon level=\"User\"/></Message>\r\n"));
     EXPECT_EQ(
         "<Message><CommandError description=\"Logon can only be done in &quot;connected&quot; "
         "mode\"/></Message>",
-        client.Line());
-    ASSERT_TRUE(client.Send("<Message><Connect><CommParm port=\"9\"/></Connect></Message>\r\n"));
-    EXPECT_EQ("<Message><CommandError description=\"CommParm port must be 1 - 8\"/></Message>",
-              client.Line());
+        Ask(client, "<Logon level=\"User\"/>"));
+    EXPECT_EQ(CommandError("CommParm port must be 1 - 8"),
+              Ask(client, "<Connect><CommParm port=\"9\"/></Connect>"));
     ASSERT_TRUE(client.Send("hello\r\n"));
-    EXPECT_EQ("<Message><CommandError description=\"Unknown command: hello\"/></Message>",
-              client.Line());
+    EXPECT_EQ(CommandError("Unknown command: hello"), client.Line());
 
-    ASSERT_TRUE(client.Send(
-        "<Message><Connect><CommParm port=\"1\" name=\"english\"/></Connect></Message>\r\n"));
-    EXPECT_EQ("<Message><Connected protocolVersion=\"2.02.05\"/></Message>", client.Line());
+    EXPECT_EQ("<Message><Connected protocolVersion=\"2.02.05\"/></Message>",
+              Ask(client, "<Connect><CommParm port=\"1\" name=\"english\"/></Connect>"));
     std::string mode = client.Line();
     EXPECT_EQ(0u, mode.find("<Message><OxMode mode=\"Connected\"><Time year=\"")) << mode;
     EXPECT_EQ(mode.size() - 22, mode.find("\"/></OxMode></Message>")) << mode;
@@ -62,13 +53,11 @@ TEST(SessionProcess, ConnectLogonAliveFramingAndDisconnect) {
         "<Message><Download state=\"Ready\" restoreParameters=\"false\" "
         "eraseEeprom=\"false\"></Download></Message>",
         client.Line());
-    ASSERT_TRUE(client.Send("<Message><Connect><CommParm port=\"1\"/></Connect></Message>\r\n"));
-    EXPECT_EQ("<Message><CommandError description=\"Connection was already made\"/></Message>",
-              client.Line());
+    EXPECT_EQ(CommandError("Connection was already made"),
+              Ask(client, "<Connect><CommParm port=\"1\"/></Connect>"));
 
-    ASSERT_TRUE(client.Send("<Message><Logon level=\"Boss\"/></Message>\r\n"));
-    EXPECT_EQ("<Message><CommandError description=\"Logon failed, unmatched level\"/></Message>",
-              client.Line());
+    EXPECT_EQ(CommandError("Logon failed, unmatched level"),
+              Ask(client, "<Logon level=\"Boss\"/>"));
     std::vector<std::string> visit;
     ASSERT_NO_FATAL_FAILURE(LogOn(client, "level=\"Service\" userId=\"anna\"", &visit));
     // The two active alarms of the machine, whatever the level.
@@ -112,19 +101,15 @@ TEST(SessionProcess, ConnectLogonAliveFramingAndDisconnect) {
     env.Box().WriteFile("/var/log/oxgw/eventLog_4711-42_260102.txt",
                         "<Message><HistoricAlarmEvent event=\"Activated\" type=\"3\" "
                         "description=\"Old one\"></HistoricAlarmEvent></Message>\n");
-    ASSERT_TRUE(client.Send(
-        "<Message><GetAlarmEvents year=\"2026\" month=\"1\" day=\"2\"/></Message>\r\n"));
     EXPECT_EQ("<Message><List position=\"start\" name=\"HistoricAlarmEvents\"></List></Message>",
-              client.Line());
+              Ask(client, "<GetAlarmEvents year=\"2026\" month=\"1\" day=\"2\"/>"));
     EXPECT_EQ(0u,
               client.Line().find("<Message><HistoricAlarmEvent event=\"Activated\" type=\"3\""));
     EXPECT_EQ("<Message><List position=\"end\" name=\"HistoricAlarmEvents\"></List></Message>",
               client.Line());
     // A day without a log gives an empty list.
-    ASSERT_TRUE(client.Send(
-        "<Message><GetAlarmEvents year=\"2001\" month=\"1\" day=\"1\"/></Message>\r\n"));
     EXPECT_EQ("<Message><List position=\"start\" name=\"HistoricAlarmEvents\"></List></Message>",
-              client.Line());
+              Ask(client, "<GetAlarmEvents year=\"2001\" month=\"1\" day=\"1\"/>"));
     EXPECT_EQ("<Message><List position=\"end\" name=\"HistoricAlarmEvents\"></List></Message>",
               client.Line());
 
@@ -149,8 +134,8 @@ TEST(SessionProcess, ConnectLogonAliveFramingAndDisconnect) {
     // The gateway goes on serving others.
     XmlClient second(env.ClientPort());
     ASSERT_TRUE(second.Connected());
-    ASSERT_TRUE(second.Send("<Message><AlivePoll/></Message>\r\n"));
-    EXPECT_EQ("<Message><AliveAck mode=\"No connection\"></AliveAck></Message>", second.Line());
+    EXPECT_EQ("<Message><AliveAck mode=\"No connection\"></AliveAck></Message>",
+              Ask(second, "<AlivePoll/>"));
     StopGateway(*gw);
 }
 
@@ -211,9 +196,8 @@ TEST(SessionProcess, OutgoingSessionDialsTheServerAndDialsAgainAfterItCloses) {
     XmlClient plant(XmlClient::Adopt{fd});
     EXPECT_EQ("<Message><Connected protocolVersion=\"2.02.05\"/></Message>", plant.Line());
     EXPECT_EQ(0u, plant.Line().find("<Message><OxMode mode=\"Connected\"><Time year=\""));
-    ASSERT_TRUE(plant.Send("<Message><Connect><CommParm port=\"1\"/></Connect></Message>\r\n"));
-    EXPECT_EQ("<Message><CommandError description=\"Connection was already made\"/></Message>",
-              plant.Line());
+    EXPECT_EQ(CommandError("Connection was already made"),
+              Ask(plant, "<Connect><CommParm port=\"1\"/></Connect>"));
     ASSERT_NO_FATAL_FAILURE(LogOn(plant, "level=\"User\"", nullptr));
     // While the session lives the gateway does not dial a second one.
     EXPECT_EQ(-1, server.Accept(1500));
@@ -255,8 +239,8 @@ TEST(SessionProcess, InputBufferLimits) {
     std::this_thread::sleep_for(std::chrono::milliseconds(300));
     ASSERT_TRUE(client.Send("\r\n"));
     EXPECT_EQ(0u, client.Line().find("<Message><CommandError description=\"Unknown command: xxx"));
-    ASSERT_TRUE(client.Send("<Message><AlivePoll/></Message>\r\n"));
-    EXPECT_EQ("<Message><AliveAck mode=\"No connection\"></AliveAck></Message>", client.Line());
+    EXPECT_EQ("<Message><AliveAck mode=\"No connection\"></AliveAck></Message>",
+              Ask(client, "<AlivePoll/>"));
 
     // A single read of the whole capacity closes the session.
     XmlClient flood(env.ClientPort());

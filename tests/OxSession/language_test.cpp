@@ -14,16 +14,6 @@
 
 namespace {
 
-// Little-endian 16-bit text behind a byte order mark, as the files are.
-std::string Ucs(const std::u16string& text, bool mark = true) {
-    std::string bytes = mark ? std::string("\xFF\xFE", 2) : std::string();
-    for (char16_t c : text) {
-        bytes.push_back(static_cast<char>(c & 0xFF));
-        bytes.push_back(static_cast<char>(c >> 8));
-    }
-    return bytes;
-}
-
 class LanguageMapTest : public ::testing::Test {
   protected:
     void SetUp() override {
@@ -36,7 +26,7 @@ class LanguageMapTest : public ::testing::Test {
         OxConfiguration::Instance()->SetAppPath(ProcessSandboxRoot());
     }
     void WriteLanguage(const std::string& language, const std::u16string& text) {
-        box.WriteFile("/home/service/oxgw_" + language + ".ucs", Ucs(text));
+        box.WriteFile("/home/service/oxgw_" + language + ".ucs", UcsFile(text));
     }
 
     Sandbox box;
@@ -65,7 +55,7 @@ TEST_F(LanguageMapTest, LoadsFromTheServiceFolderAndLooksUpEachKind) {
 }
 
 TEST_F(LanguageMapTest, SearchOrderTakesTheFirstFileThatOpens) {
-    box.WriteFile("/usr/torc2/locale/french/oxgw_french.ucs", Ucs(u"p1,locale\n"));
+    box.WriteFile("/usr/torc2/locale/french/oxgw_french.ucs", UcsFile(u"p1,locale\n"));
     OxTextMap* french = OxLanguageMap::Instance("french");
     ASSERT_NE(nullptr, french);
     EXPECT_EQ("locale", OxLanguageMap::getParmName(1, french));
@@ -77,7 +67,7 @@ TEST_F(LanguageMapTest, SearchOrderTakesTheFirstFileThatOpens) {
     french = OxLanguageMap::Instance("french");
     EXPECT_EQ("service", OxLanguageMap::getParmName(1, french));
     OxLanguageMap::RemoveLanguage(french);
-    box.WriteFile("/oxgw_french.ucs", Ucs(u"p1,working\n"));
+    box.WriteFile("/oxgw_french.ucs", UcsFile(u"p1,working\n"));
     french = OxLanguageMap::Instance("french");
     EXPECT_EQ("working", OxLanguageMap::getParmName(1, french));
     OxLanguageMap::RemoveLanguage(french);
@@ -88,16 +78,16 @@ TEST_F(LanguageMapTest, MissingLanguageGivesNull) {
     EXPECT_EQ(nullptr, OxLanguageMap::Instance("none"));
     EXPECT_EQ(0, OxLanguageMap::Instance()->GetUseCount("klingon"));
     // A name that would leave the language folders is not looked for.
-    box.WriteFile("/home/service/oxgw_x/oxgw_y.ucs", Ucs(u"p1,out\n"));
+    box.WriteFile("/home/service/oxgw_x/oxgw_y.ucs", UcsFile(u"p1,out\n"));
     EXPECT_EQ(nullptr, OxLanguageMap::Instance("x/oxgw_y"));
 }
 
 TEST_F(LanguageMapTest, EmptyFileShortFileAndMarkOnlyGiveNull) {
     box.WriteFile("/home/service/oxgw_empty.ucs", "");
     box.WriteFile("/home/service/oxgw_half.ucs", "\xFF");
-    box.WriteFile("/home/service/oxgw_mark.ucs", Ucs(u""));
-    box.WriteFile("/home/service/oxgw_ends.ucs", Ucs(u"\r\n\r\n"));
-    box.WriteFile("/home/service/oxgw_nocomma.ucs", Ucs(u"p1 Pumpe\r\n"));
+    box.WriteFile("/home/service/oxgw_mark.ucs", UcsFile(u""));
+    box.WriteFile("/home/service/oxgw_ends.ucs", UcsFile(u"\r\n\r\n"));
+    box.WriteFile("/home/service/oxgw_nocomma.ucs", UcsFile(u"p1 Pumpe\r\n"));
     EXPECT_EQ(nullptr, OxLanguageMap::Instance("empty"));
     EXPECT_EQ(nullptr, OxLanguageMap::Instance("half"));
     EXPECT_EQ(nullptr, OxLanguageMap::Instance("mark"));
@@ -108,7 +98,7 @@ TEST_F(LanguageMapTest, EmptyFileShortFileAndMarkOnlyGiveNull) {
 TEST_F(LanguageMapTest, MarkIsSkippedUnread) {
     // Whatever the first two bytes are, they are not text: without a mark
     // the first character is lost.
-    box.WriteFile("/home/service/oxgw_nomark.ucs", Ucs(u"p1,eins\np2,zwei\n", false));
+    box.WriteFile("/home/service/oxgw_nomark.ucs", UcsFile(u"p1,eins\np2,zwei\n", false));
     OxTextMap* map = OxLanguageMap::Instance("nomark");
     ASSERT_NE(nullptr, map);
     EXPECT_EQ(1u, map->count("1"));
@@ -144,7 +134,8 @@ TEST_F(LanguageMapTest, LineEndsQuotedKeysCommasAndOverrides) {
 TEST_F(LanguageMapTest, TextsBecomeUtf8) {
     // Latin, Cyrillic, a CJK character, a pair of surrogates, a lone
     // surrogate and an odd last byte.
-    std::string bytes = Ucs(u"p1,\u00fc\u0416\u4e2d\U0001F600\n"
+    std::string bytes = UcsFile(
+                            u"p1,\u00fc\u0416\u4e2d\U0001F600\n"
                             u"p2,a\xD800z\n") +
                         "p";
     box.WriteFile("/home/service/oxgw_utf.ucs", bytes);
@@ -157,25 +148,22 @@ TEST_F(LanguageMapTest, TextsBecomeUtf8) {
 }
 
 TEST(LanguageUtf8, ClassicRangesUpToSixBytes) {
-    char out[6];
-    ASSERT_EQ(1, OxLanguageMap::UnicodeToUTF8(0x7F, out));
-    EXPECT_EQ('\x7F', out[0]);
-    ASSERT_EQ(2, OxLanguageMap::UnicodeToUTF8(0x80, out));
-    EXPECT_EQ("\xC2\x80", std::string(out, 2));
-    ASSERT_EQ(2, OxLanguageMap::UnicodeToUTF8(0x7FF, out));
-    EXPECT_EQ("\xDF\xBF", std::string(out, 2));
-    ASSERT_EQ(3, OxLanguageMap::UnicodeToUTF8(0x800, out));
-    EXPECT_EQ("\xE0\xA0\x80", std::string(out, 3));
-    ASSERT_EQ(3, OxLanguageMap::UnicodeToUTF8(0xFFFF, out));
-    EXPECT_EQ("\xEF\xBF\xBF", std::string(out, 3));
-    ASSERT_EQ(4, OxLanguageMap::UnicodeToUTF8(0x10000, out));
-    EXPECT_EQ("\xF0\x90\x80\x80", std::string(out, 4));
-    ASSERT_EQ(4, OxLanguageMap::UnicodeToUTF8(0x1FFFFF, out));
-    EXPECT_EQ("\xF7\xBF\xBF\xBF", std::string(out, 4));
-    ASSERT_EQ(5, OxLanguageMap::UnicodeToUTF8(0x200000, out));
-    EXPECT_EQ("\xF8\x88\x80\x80\x80", std::string(out, 5));
-    ASSERT_EQ(6, OxLanguageMap::UnicodeToUTF8(0x4000000, out));
-    EXPECT_EQ("\xFC\x84\x80\x80\x80\x80", std::string(out, 6));
+    const std::pair<unsigned long, std::string> cases[] = {
+        {0x7F, "\x7F"},
+        {0x80, "\xC2\x80"},
+        {0x7FF, "\xDF\xBF"},
+        {0x800, "\xE0\xA0\x80"},
+        {0xFFFF, "\xEF\xBF\xBF"},
+        {0x10000, "\xF0\x90\x80\x80"},
+        {0x1FFFFF, "\xF7\xBF\xBF\xBF"},
+        {0x200000, "\xF8\x88\x80\x80\x80"},
+        {0x4000000, "\xFC\x84\x80\x80\x80\x80"},
+    };
+    for (const auto& c : cases) {
+        char out[6];
+        int n = OxLanguageMap::UnicodeToUTF8(c.first, out);
+        EXPECT_EQ(c.second, std::string(out, static_cast<size_t>(n))) << std::hex << c.first;
+    }
     EXPECT_EQ("a\xC3\xA9", OxLanguageMap::UnicodeToUTF8(std::wstring(L"a\u00e9")));
 }
 
@@ -184,8 +172,8 @@ TEST_F(LanguageMapTest, FileBeyondTheLimitIsRefusedNotFatal) {
     for (int i = 0; i < 9998; ++i)
         at += u"p1,x\n";  // 10 bytes a line
     // 99980 + 18 bytes and an odd one: exactly the limit is still read.
-    box.WriteFile("/home/service/oxgw_limit.ucs", Ucs(at + u"p2,abcdef") + "\n");
-    box.WriteFile("/home/service/oxgw_over.ucs", Ucs(at + u"p2,abcdef\n"));
+    box.WriteFile("/home/service/oxgw_limit.ucs", UcsFile(at + u"p2,abcdef") + "\n");
+    box.WriteFile("/home/service/oxgw_over.ucs", UcsFile(at + u"p2,abcdef\n"));
     OxTextMap* limit = OxLanguageMap::Instance("limit");
     ASSERT_NE(nullptr, limit);
     EXPECT_EQ("abcdef", OxLanguageMap::getParmName(2, limit));
@@ -232,7 +220,7 @@ TEST_F(LanguageMapTest, SessionsShareALanguageAndTheLastFreesIt) {
     OxTextMap* first = OxLanguageMap::Instance("german");
     ASSERT_NE(nullptr, first);
     // The second session gets the same map without reading the file again.
-    box.WriteFile("/home/service/oxgw_german.ucs", Ucs(u"p1,Neu\n"));
+    box.WriteFile("/home/service/oxgw_german.ucs", UcsFile(u"p1,Neu\n"));
     OxTextMap* second = OxLanguageMap::Instance("german");
     EXPECT_EQ(first, second);
     EXPECT_EQ("Pumpe", OxLanguageMap::getParmName(1, second));
@@ -268,17 +256,17 @@ TEST_F(LanguageMapTest, EnglishStaysLoadedForTheFallback) {
 
 TEST_F(LanguageMapTest, TextMappingReplacesInEveryTextAndIsRedoneAfterAReset) {
     WriteLanguage("english", u"p1,Developer tank\np2,Tank low\na1,Rinse tank %s\n");
-    box.WriteFile("/etc/textmap/english.0.ucs", Ucs(u"tank=bath\r\n\"Tank\"=Bath\r\n"));
-    box.WriteFile("/etc/textmap/english.1.ucs", Ucs(u"Rinse=Flush\r\nnoequals\r\n=empty\r\n"));
+    box.WriteFile("/etc/textmap/english.0.ucs", UcsFile(u"tank=bath\r\n\"Tank\"=Bath\r\n"));
+    box.WriteFile("/etc/textmap/english.1.ucs", UcsFile(u"Rinse=Flush\r\nnoequals\r\n=empty\r\n"));
     // Counting stops at the first missing file.
-    box.WriteFile("/etc/textmap/english.3.ucs", Ucs(u"Developer=Dev\r\n"));
+    box.WriteFile("/etc/textmap/english.3.ucs", UcsFile(u"Developer=Dev\r\n"));
     OxLanguageMap* languages = OxLanguageMap::Instance();
     EXPECT_EQ("Developer bath", OxLanguageMap::getParmName(1, nullptr));
     EXPECT_EQ("Bath low", OxLanguageMap::getParmName(2, nullptr));
     EXPECT_EQ("Flush bath %s", OxLanguageMap::getAlarmText(1, nullptr));
 
     // Without a reset the pass is not repeated.
-    box.WriteFile("/etc/textmap/english.0.ucs", Ucs(u"bath=pool\r\n"));
+    box.WriteFile("/etc/textmap/english.0.ucs", UcsFile(u"bath=pool\r\n"));
     languages->PerformTextMapping();
     EXPECT_EQ("Developer bath", OxLanguageMap::getParmName(1, nullptr));
     // After the reset it is done again from the texts as read.
@@ -286,7 +274,7 @@ TEST_F(LanguageMapTest, TextMappingReplacesInEveryTextAndIsRedoneAfterAReset) {
     languages->PerformTextMapping();
     EXPECT_EQ("Developer tank", OxLanguageMap::getParmName(1, nullptr));
     EXPECT_EQ("Flush tank %s", OxLanguageMap::getAlarmText(1, nullptr));
-    box.WriteFile("/etc/textmap/english.0.ucs", Ucs(u"tank=vat\r\n"));
+    box.WriteFile("/etc/textmap/english.0.ucs", UcsFile(u"tank=vat\r\n"));
     languages->ResetTextMapping();
     languages->PerformTextMapping();
     EXPECT_EQ("Developer vat", OxLanguageMap::getParmName(1, nullptr));
@@ -296,8 +284,8 @@ TEST_F(LanguageMapTest, TextMappingTakesAtMostTwoHundredPairs) {
     std::u16string pairs;
     for (int i = 0; i < 199; ++i)
         pairs += u"zz=yy\n";
-    box.WriteFile("/etc/textmap/german.0.ucs", Ucs(pairs + u"A=1\n"));
-    box.WriteFile("/etc/textmap/german.1.ucs", Ucs(u"B=2\n"));
+    box.WriteFile("/etc/textmap/german.0.ucs", UcsFile(pairs + u"A=1\n"));
+    box.WriteFile("/etc/textmap/german.1.ucs", UcsFile(u"B=2\n"));
     WriteLanguage("german", u"p1,AB\n");
     OxTextMap* german = OxLanguageMap::Instance("german");
     ASSERT_NE(nullptr, german);
@@ -348,7 +336,7 @@ class CustomLanguageTest : public LanguageMapTest {
 };
 
 TEST_F(CustomLanguageTest, FromTheStickMountedAndUnmounted) {
-    box.WriteFile("/mnt/usb/custom/oxgw_custom.ucs", Ucs(u"p1,Stick\n"));
+    box.WriteFile("/mnt/usb/custom/oxgw_custom.ucs", UcsFile(u"p1,Stick\n"));
     OxTextMap* custom = OxLanguageMap::Instance("custom");
     ASSERT_NE(nullptr, custom);
     EXPECT_EQ("Stick", OxLanguageMap::getParmName(1, custom));
@@ -357,8 +345,8 @@ TEST_F(CustomLanguageTest, FromTheStickMountedAndUnmounted) {
 }
 
 TEST_F(CustomLanguageTest, ServiceFolderNeedsNoStick) {
-    box.WriteFile("/home/service/custom/oxgw_custom.ucs", Ucs(u"p1,Service\n"));
-    box.WriteFile("/mnt/usb/custom/oxgw_custom.ucs", Ucs(u"p1,Stick\n"));
+    box.WriteFile("/home/service/custom/oxgw_custom.ucs", UcsFile(u"p1,Service\n"));
+    box.WriteFile("/mnt/usb/custom/oxgw_custom.ucs", UcsFile(u"p1,Stick\n"));
     OxTextMap* custom = OxLanguageMap::Instance("custom");
     ASSERT_NE(nullptr, custom);
     EXPECT_EQ("Service", OxLanguageMap::getParmName(1, custom));
@@ -376,7 +364,7 @@ TEST_F(CustomLanguageTest, NoFileAnywhereStillUnmounts) {
 
 TEST_F(CustomLanguageTest, FailingMountIsReportedAndTheSearchGoesOn) {
     setenv("OXGW_BOARD_FAIL", "mountusb umountusb", 1);
-    box.WriteFile("/usr/torc2/locale/custom/oxgw_custom.ucs", Ucs(u"p1,Locale\n"));
+    box.WriteFile("/usr/torc2/locale/custom/oxgw_custom.ucs", UcsFile(u"p1,Locale\n"));
     OxTextMap* custom = OxLanguageMap::Instance("custom");
     ASSERT_NE(nullptr, custom);
     EXPECT_EQ("Locale", OxLanguageMap::getParmName(1, custom));

@@ -35,21 +35,11 @@ TEST(TestPrintStamp, DayAndTimeZeroFilled) {
 }
 
 #include "oxconf.h"
+#include "gatewayprocess.h"
 #include "sandbox.h"
 
 #include <chrono>
 #include <thread>
-
-namespace {
-
-int Count(const std::string& s, const std::string& needle) {
-    int n = 0;
-    for (size_t p = s.find(needle); p != std::string::npos; p = s.find(needle, p + 1))
-        ++n;
-    return n;
-}
-
-}  // namespace
 
 TEST(FileLog, RotatesToDotOneAfterPassingTheLimit) {
     Sandbox box;
@@ -77,9 +67,9 @@ TEST(FileLog, MissingDirectoryReportsTwentyTimesThenStops) {
     for (int i = 0; i < 30; ++i)
         log.Log("text\n");
     std::string err = testing::internal::GetCapturedStderr();
-    EXPECT_EQ(20, Count(err, "FileLog::Log Log: " + name + ", errno="));
-    EXPECT_EQ(1, Count(err, "FileLog::Log Log: Error logging stopped!\n"));
-    EXPECT_EQ(21, Count(err, "\n"));
+    EXPECT_EQ(20, CountOccurrences(err, "FileLog::Log Log: " + name + ", errno="));
+    EXPECT_EQ(1, CountOccurrences(err, "FileLog::Log Log: Error logging stopped!\n"));
+    EXPECT_EQ(21, CountOccurrences(err, "\n"));
 }
 
 class TestPrintTaskTest : public ::testing::Test {

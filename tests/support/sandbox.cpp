@@ -64,3 +64,12 @@ const std::string& ProcessSandboxRoot() {
     }();
     return box->Root();
 }
+
+std::string UcsFile(const std::u16string& text, bool mark) {
+    std::string bytes = mark ? std::string("\xFF\xFE", 2) : std::string();
+    for (char16_t c : text) {
+        bytes.push_back(static_cast<char>(c & 0xFF));
+        bytes.push_back(static_cast<char>(c >> 8));
+    }
+    return bytes;
+}

@@ -26,6 +26,10 @@ class Sandbox {
 
 std::string ReadWholeFile(const std::string& path);
 
+// The bytes of a language file: little-endian 16-bit text behind a byte
+// order mark (without it when mark is false).
+std::string UcsFile(const std::u16string& text, bool mark = true);
+
 // A sandbox for the whole test program, made at first use and removed at
 // exit. Test programs whose code may write absolute paths (event logs, ...)
 // make it the application path before the first test, and tests that set a

@@ -57,3 +57,13 @@ inline void LogOn(XmlClient& client, const std::string& attributes,
             burst->push_back(line);
     }
 }
+
+// Sends one command inside <Message> and gives the next line.
+inline std::string Ask(XmlClient& client, const std::string& command) {
+    EXPECT_TRUE(client.Send("<Message>" + command + "</Message>\r\n")) << command;
+    return client.Line();
+}
+
+inline std::string CommandError(const std::string& text) {
+    return "<Message><CommandError description=\"" + text + "\"/></Message>";
+}

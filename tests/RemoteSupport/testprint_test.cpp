@@ -5,31 +5,25 @@
 TEST(TestPrintRouting, MasksDecideDestinations) {
     unsigned long oldOut = testPrint_stdOutMask, oldFile = testPrint_logFileMask;
     bool oldConsole = logToConsole;
-    logToConsole = true;
-
-    TestPrintSetMask(0, 0);
-    EXPECT_TRUE(TestPrintToFile(4));  // errors always reach the file
-    EXPECT_FALSE(TestPrintToConsole(4));
-    EXPECT_FALSE(TestPrintToFile(1));
-    EXPECT_FALSE(TestPrintToConsole(1));
-    EXPECT_TRUE(TestPrintToFile(0));  // mask 0 is shown both ways
-    EXPECT_TRUE(TestPrintToConsole(0));
-    EXPECT_FALSE(TestPrintToFile(4 | 1));  // only exactly 4 is forced
-
-    TestPrintSetMask(32, 16);
-    EXPECT_TRUE(TestPrintToConsole(32 | 64));
-    EXPECT_TRUE(TestPrintToFile(16));
-    EXPECT_FALSE(TestPrintToFile(32));
-
-    logToConsole = false;  // "--silent"
-    EXPECT_FALSE(TestPrintToConsole(0));
-    EXPECT_TRUE(TestPrintToFile(0));
-
+    // Errors (exactly 4) always reach the file; mask 0 is shown both ways;
+    // "--silent" keeps everything off the console.
+    const struct {
+        unsigned long out, file;
+        bool console;
+        unsigned long mask;
+        bool toConsole, toFile;
+    } cases[] = {{0, 0, true, 4, false, true},         {0, 0, true, 1, false, false},
+                 {0, 0, true, 0, true, true},          {0, 0, true, 4 | 1, false, false},
+                 {32, 16, true, 32 | 64, true, false}, {32, 16, true, 16, false, true},
+                 {32, 16, false, 0, false, true},      {32, 16, false, 32, false, false}};
+    for (const auto& c : cases) {
+        TestPrintSetMask(c.out, c.file);
+        logToConsole = c.console;
+        EXPECT_EQ(c.toConsole, TestPrintToConsole(c.mask)) << c.mask;
+        EXPECT_EQ(c.toFile, TestPrintToFile(c.mask)) << c.mask;
+    }
     TestPrintSetMask(oldOut, oldFile);
     logToConsole = oldConsole;
-}
-
-TEST(TestPrintStamp, DayAndTimeZeroFilled) {
     EXPECT_EQ("16;03:29:47 ", TestPrintStamp(16, 3, 29, 47));
     EXPECT_EQ("01;00:00:00 ", TestPrintStamp(1, 0, 0, 0));
 }
@@ -81,38 +75,41 @@ class TestPrintTaskTest : public ::testing::Test {
         TestPrintTask::Instance();
     }
     void TearDown() override {
-        TestPrintTask* task = TestPrintTask::Instance();
-        task->end_event_loop();
-        task->wait();
-        delete task;
+        End();
+        delete TestPrintTask::Instance();
         OxConfiguration::Instance()->SetAppPath(ProcessSandboxRoot());
+    }
+    // Ends the task's loop and waits for its thread.
+    static void End() {
+        TestPrintTask::Instance()->end_event_loop();
+        TestPrintTask::Instance()->wait();
     }
     std::string Log() { return box_.ReadFile("/var/log/debug/oxgw.log"); }
     Sandbox box_;
 };
 
 TEST_F(TestPrintTaskTest, RoutesStampsSkipsColumnsAndEchoesWarnings) {
-    TestPrintSetMask(32, 16 | 2);
+    TestPrintSetMask(32 | 4, 16 | 2);
     testing::internal::CaptureStdout();
     testing::internal::CaptureStderr();
     TestPrintF(1, "Listening on socket port %d.\n", 2000);        // nowhere
-    TestPrintF(4, "Socket error (connection)!\n");                // file only, masks 0 for it
+    TestPrintF(4, "Socket error (connection)!\n");                // file, and marked on stdout
     TestPrintF(32, "MDIEditLink::TransmitCommand %s\n", "x");     // stdout only
     TestPrintF(16, "OxConnection::SaveParms(), wrong state!\n");  // file and stderr
     TestPrintF(2, "Sending boot command.\n");                     // file, no stderr
     TestPrintF(0, "Connection established\n");                    // file and stdout
-    TestPrintTask* task = TestPrintTask::Instance();
-    task->end_event_loop();
-    task->wait();
+    End();
     std::string out = testing::internal::GetCapturedStdout();
     std::string err = testing::internal::GetCapturedStderr();
 
-    // Console: the stamp, then the text without its first nine characters.
+    // Console: the stamp, then the text without its first nine characters;
+    // errors marked.
+    EXPECT_EQ(0u, out.find("--- Error, "));
+    EXPECT_NE(std::string::npos, out.find(" ror (connection)!\n"));
     EXPECT_NE(std::string::npos, out.find(" nk::TransmitCommand x\n"));
     EXPECT_EQ(std::string::npos, out.find("MDIEditLi"));
     EXPECT_NE(std::string::npos, out.find(" n established\n"));
     EXPECT_EQ(std::string::npos, out.find("Listening"));
-    EXPECT_EQ(std::string::npos, out.find("Socket error"));
     EXPECT_NE(std::string::npos, out.find("Testprint task terminates.\n"));
 
     EXPECT_NE(std::string::npos, err.find("OxConnection::SaveParms(), wrong state!\n"));
@@ -135,19 +132,7 @@ TEST_F(TestPrintTaskTest, RoutesStampsSkipsColumnsAndEchoesWarnings) {
     }
 }
 
-TEST_F(TestPrintTaskTest, ErrorsOnStdoutAreMarked) {
-    TestPrintSetMask(4, 0);
-    testing::internal::CaptureStdout();
-    TestPrintF(4, "Socket error (connection)!\n");
-    TestPrintTask* task = TestPrintTask::Instance();
-    task->end_event_loop();
-    task->wait();
-    std::string out = testing::internal::GetCapturedStdout();
-    ASSERT_EQ(0u, out.find("--- Error, "));
-    EXPECT_NE(std::string::npos, out.find(" (connection)!\n"));
-}
-
-TEST_F(TestPrintTaskTest, LongMessagesWarnAndStillLogUpTo511) {
+TEST_F(TestPrintTaskTest, LongMessagesWarnAndStillLogUpTo511AndNothingAfterTheEnd) {
     std::string text(412, 'a');
     testing::internal::CaptureStderr();
     TestPrintF(4, "%s", text.c_str());
@@ -156,22 +141,15 @@ TEST_F(TestPrintTaskTest, LongMessagesWarnAndStillLogUpTo511) {
     EXPECT_NE(std::string::npos, err.find("len=2\n"));
     EXPECT_NE(std::string::npos, err.find("msg=%s\n"));
     EXPECT_NE(std::string::npos, err.find("pBuffer=" + text));
-    TestPrintTask* task = TestPrintTask::Instance();
-    task->end_event_loop();
-    task->wait();
+    End();
     EXPECT_NE(std::string::npos, Log().find(text));
+    // After the loop has ended a message stays queued, and is freed with the task.
+    TestPrintF(0, "Connection established late\n");
+    std::this_thread::sleep_for(std::chrono::milliseconds(50));
+    EXPECT_EQ(std::string::npos, Log().find("late"));
 }
 
 TEST_F(TestPrintTaskTest, MessageOf512CharactersIsFatal) {
     std::string text(512, 'b');
     EXPECT_DEATH(TestPrintF(4, "%s", text.c_str()), "len <512");
-}
-
-TEST_F(TestPrintTaskTest, NothingIsPrintedAfterTheLoopEnds) {
-    TestPrintTask* task = TestPrintTask::Instance();
-    task->end_event_loop();
-    task->wait();
-    TestPrintF(0, "Connection established late\n");
-    std::this_thread::sleep_for(std::chrono::milliseconds(50));
-    EXPECT_EQ(std::string::npos, Log().find("late"));
 }

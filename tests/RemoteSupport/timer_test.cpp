@@ -139,13 +139,17 @@ class TimerTest : public ::testing::Test {
     int implsBefore_ = 0;
 };
 
-TEST_F(TimerTest, ExpiryNotifiesOnceAndReportsTheEvent) {
+TEST_F(TimerTest, ExpiryNotifiesOnceAndObserverMayRestart) {
+    // The process-wide proactor is the AIOCB one: the signal-based default
+    // would end the process at the first expiry. A second set-up keeps it.
+    EXPECT_NE(nullptr, dynamic_cast<ACE_POSIX_AIOCB_Proactor*>(proactor_->implementation()));
+    OxInitProactor();
+    EXPECT_EQ(proactor_, ACE_Proactor::instance());
+
     Timer timer(*proactor_);
     CountingObserver observer;
     timer.Attach(&observer);
-    EXPECT_FALSE(timer.IsRunning());
     EXPECT_FALSE(timer.ExecuteEvent());
-
     timer.Start(10);
     ASSERT_TRUE(observer.WaitFor(1));
     Flush(50);
@@ -154,112 +158,76 @@ TEST_F(TimerTest, ExpiryNotifiesOnceAndReportsTheEvent) {
     EXPECT_TRUE(observer.executeEvent_);  // expired and not stopped
     EXPECT_FALSE(timer.IsRunning());
     EXPECT_TRUE(timer.ExecuteEvent());
-
     timer.Stop();  // a stop after the expiry clears the event
     EXPECT_FALSE(timer.ExecuteEvent());
 
-    timer.Start(1);  // the idle implementation is reused
-    ASSERT_TRUE(observer.WaitFor(2));
-    Flush();
-    EXPECT_EQ(2, observer.Count());
+    // Update runs without the timer's locks: starting again from it is how
+    // a periodic timer is made. The idle implementation is reused.
+    observer.RestartFromUpdate(3);
+    timer.Start(1);
+    ASSERT_TRUE(observer.WaitFor(5));
+    Flush(20);
+    EXPECT_EQ(5, observer.Count());
+    EXPECT_FALSE(timer.IsRunning());
     EXPECT_EQ(1, LiveImpls());
 }
 
-TEST_F(TimerTest, ObserverRestartsFromUpdate) {
-    // Update runs without the timer's locks: starting again from it is how a
-    // periodic timer is made.
+TEST_F(TimerTest, RestartRestartsTheWholeDelayAndStopGivesNoUpdate) {
     Timer timer(*proactor_);
     CountingObserver observer;
     timer.Attach(&observer);
-    observer.RestartFromUpdate(3);
-    timer.Start(1);
-    ASSERT_TRUE(observer.WaitFor(4));
-    Flush(20);
-    EXPECT_EQ(4, observer.Count());
-    EXPECT_FALSE(timer.IsRunning());
-}
-
-TEST_F(TimerTest, RestartWhileRunningRestartsTheWholeDelay) {
-    Timer timer(*proactor_);
-    CountingObserver observer;
-    timer.Attach(&observer);
-
     // A long delay replaced by a short one: the short one fires.
     timer.Start(3600000);
     timer.Start(5);
     ASSERT_TRUE(observer.WaitFor(1));
-
-    // A short delay replaced by a long one: nothing before a later probe.
+    // A short delay replaced by a long one (the longest accepted): nothing
+    // before a later probe.
     timer.Start(20);
-    timer.Start(3600000);
+    timer.Start(19999999);
     EXPECT_TRUE(timer.IsRunning());
     Flush(200);
     EXPECT_EQ(1, observer.Count());
     timer.Stop();
-    EXPECT_EQ(1, LiveImpls());
-}
-
-TEST_F(TimerTest, RestartWithExpiryInFlightTellsObserversOnce) {
-    Timer timer(*proactor_);
-    CountingObserver observer;
-    timer.Attach(&observer);
-
-    auto blocker = Block();
-    timer.Start(1);
-    ASSERT_TRUE(WaitQueueEmpty());  // the expiry is posted, not delivered
-    timer.Start(5);                 // must take a fresh implementation
-    EXPECT_EQ(2, LiveImpls());
-    EXPECT_TRUE(timer.IsRunning());
-    blocker->Release();
-
-    ASSERT_TRUE(observer.WaitFor(1));
-    Flush(50);
-    EXPECT_EQ(1, observer.Count());  // the stale expiry told nobody
-    EXPECT_EQ(1, LiveImpls());       // and deleted its implementation
-    EXPECT_TRUE(timer.ExecuteEvent());
-}
-
-TEST_F(TimerTest, StopGivesNoUpdate) {
-    Timer timer(*proactor_);
-    CountingObserver observer;
-    timer.Attach(&observer);
-    timer.Start(20);
-    EXPECT_TRUE(timer.IsRunning());
-    timer.Stop();
     EXPECT_FALSE(timer.IsRunning());
+    timer.Start(20);
+    timer.Stop();
     timer.Stop();  // stopping twice is harmless
     Flush(200);
-    EXPECT_EQ(0, observer.Count());
+    EXPECT_EQ(1, observer.Count());
     EXPECT_FALSE(timer.ExecuteEvent());
+    EXPECT_EQ(1, LiveImpls());
 }
 
-TEST_F(TimerTest, StopRacingAnExpiryGivesNoUpdate) {
+TEST_F(TimerTest, RestartOrStopWithExpiryInFlightTellsObserversOnceAtMost) {
     Timer timer(*proactor_);
     CountingObserver observer;
     timer.Attach(&observer);
-
-    auto blocker = Block();
-    timer.Start(1);
-    ASSERT_TRUE(WaitQueueEmpty());
-    timer.Stop();
-    EXPECT_FALSE(timer.IsRunning());
-    blocker->Release();
-    Flush();
-    EXPECT_EQ(0, observer.Count());
-    EXPECT_FALSE(timer.ExecuteEvent());
-    EXPECT_EQ(1, LiveImpls());
-
-    // Stopped with an expiry in flight, then started again before it lands.
-    blocker = Block();
-    timer.Start(1);
-    ASSERT_TRUE(WaitQueueEmpty());
-    timer.Stop();
-    timer.Start(5);
-    blocker->Release();
-    ASSERT_TRUE(observer.WaitFor(1));
-    Flush(50);
-    EXPECT_EQ(1, observer.Count());
-    EXPECT_EQ(1, LiveImpls());
+    // Each round: the expiry is posted, not delivered, when the timer is
+    // acted on; a restart must take a fresh implementation, and the stale
+    // expiry tells nobody and deletes its implementation.
+    const struct {
+        bool stop, restart;
+        int implsInFlight, updates;
+    } rounds[] = {{false, true, 2, 1}, {true, false, 1, 1}, {true, true, 2, 2}};
+    for (const auto& r : rounds) {
+        auto blocker = Block();
+        timer.Start(1);
+        ASSERT_TRUE(WaitQueueEmpty());
+        if (r.stop)
+            timer.Stop();
+        if (r.restart)
+            timer.Start(5);
+        EXPECT_EQ(r.restart, timer.IsRunning());
+        EXPECT_EQ(r.implsInFlight, LiveImpls());
+        blocker->Release();
+        if (r.restart) {
+            ASSERT_TRUE(observer.WaitFor(r.updates));
+        }
+        Flush(50);
+        EXPECT_EQ(r.updates, observer.Count());
+        EXPECT_EQ(1, LiveImpls());
+        EXPECT_EQ(r.restart, timer.ExecuteEvent());
+    }
 }
 
 TEST_F(TimerTest, DeletingWithExpiryInFlightIsSafe) {
@@ -280,17 +248,8 @@ TEST_F(TimerTest, DeletingWithExpiryInFlightIsSafe) {
     timer = new Timer(*proactor_);
     timer->Start(3600000);
     delete timer;
-    timer = new Timer(*proactor_);
-    delete timer;
+    delete new Timer(*proactor_);
     EXPECT_EQ(0, LiveImpls());
-}
-
-TEST_F(TimerTest, LongestDelayIsAccepted) {
-    Timer timer(*proactor_);
-    timer.Start(19999999);
-    EXPECT_TRUE(timer.IsRunning());
-    timer.Stop();
-    EXPECT_FALSE(timer.IsRunning());
 }
 
 using TimerDeathTest = TimerTest;
@@ -329,19 +288,5 @@ TEST_F(TimerDeathTest, AfterCloseProactorNothingIsStartedOrDelivered) {
     GTEST_FLAG_SET(death_test_style, "threadsafe");
     EXPECT_EXIT(CheckClosedProactor(*proactor_), ::testing::ExitedWithCode(0),
                 "idle=1 sentinel=1 updates=0");
-}
-
-TEST_F(TimerTest, ProcessProactorIsAiocbAndDeliversExpiries) {
-    // The signal-based default implementation would end the process at the
-    // first expiry.
-    EXPECT_NE(nullptr, dynamic_cast<ACE_POSIX_AIOCB_Proactor*>(proactor_->implementation()));
-    OxInitProactor();  // a second call keeps the instance
-    EXPECT_EQ(proactor_, ACE_Proactor::instance());
-
-    Timer timer(*ACE_Proactor::instance());
-    CountingObserver observer;
-    timer.Attach(&observer);
-    timer.Start(1);
-    EXPECT_TRUE(observer.WaitFor(1));
 }
 }  // namespace

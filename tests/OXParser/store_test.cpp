@@ -1,0 +1,585 @@
+// The object store driven by controller text: each text is parsed, executed
+// and announced, and the store, its readers and the handler calls are checked
+// after each step. Every world is built from the command language.
+#include "oxattribute.h"
+#include "oxcommand.h"
+#include "oxcommandparser.h"
+#include "oxcommandnodes.h"
+#include "oxdefinition.h"
+#include "oxexecutemanager.h"
+#include "oxobject.h"
+#include "oxobjectvisitor.h"
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <limits>
+#include <string>
+#include <vector>
+
+namespace {
+
+using Calls = std::vector<std::string>;
+
+// Records every announcement as one line, with what can be read of the
+// object at that moment.
+class RecordingHandler : public OXObjectHandler {
+  public:
+    void NewClassDefinition(const OXClassDefinition& d) override {
+        calls.push_back("class " + d.GetClassName());
+    }
+    void NewEnumDefinition(const OXEnumDefinition& d) override {
+        calls.push_back("enum " + d.GetClassName());
+    }
+    void NewObject(const OXObject& o) override { calls.push_back("new " + Describe(o)); }
+    void UpdatedObject(const OXObject& o) override { calls.push_back("upd " + Describe(o)); }
+    void DeletedObject(const OXObject& o) override { calls.push_back("del " + Describe(o)); }
+    void ResultReceived(unsigned long id, const OXObject& o) override {
+        calls.push_back("res " + std::to_string(id) + " " + o.GetClassName() + " " + o.AsString());
+    }
+    void ExceptionReceived(unsigned long id, const OXObject& o) override {
+        calls.push_back("exc " + std::to_string(id) + " " + o.GetClassName() + " " +
+                        o.GetString("Text"));
+    }
+    static std::string Describe(const OXObject& o) {
+        return o.GetClassName() + " " + std::to_string(o.GetObjectId());
+    }
+    Calls Take() {
+        Calls taken;
+        taken.swap(calls);
+        return taken;
+    }
+    Calls calls;
+};
+
+// Records what the visitors see, and the table's announcements.
+struct Recorder : OXObjectVisitor, OXAttributeVisitor, ListObserver<OXObjectManager, OXObject> {
+    void Visit(OXComplexObject* o) override {
+        seen.push_back(o != nullptr ? o->GetClassName() + std::to_string(o->GetObjectId())
+                                    : "null");
+    }
+    void Visit(OXListObject* o) override { seen.push_back("list:" + o->GetElementClassName()); }
+    void Visit(OXEnumObject* o) override { seen.push_back("enum:" + o->AsString()); }
+    void Visit(OXNumberObject* o) override { seen.push_back(o->AsString()); }
+    void Visit(OXStringObject* o) override { seen.push_back("\"" + o->AsString() + "\""); }
+    // "name=value" of every attribute.
+    void Visit(OXAttribute& a) override {
+        OXObject* value = a.GetAttrObject();
+        seen.push_back(a.GetAttrName() + "=" + (value != nullptr ? value->AsString() : "null"));
+    }
+    void NewObject(const OXObject& o) override {
+        seen.push_back("new " + std::to_string(o.GetObjectId()));
+    }
+    void DeletedObject(const OXObject& o) override {
+        seen.push_back("del " + std::to_string(o.GetObjectId()));
+    }
+    Calls seen;
+};
+
+// Objects get no functions from their definitions; these are added by hand.
+struct Function : OXFunctionDeclInterface {
+    Function(long id, std::string name) : id(id), name(std::move(name)) {}
+    long GetFunctionId() const override { return id; }
+    const std::string& GetFunctionName() const override { return name; }
+    long id;
+    std::string name;
+};
+
+struct CountingObserver : Observer<OXObject> {
+    void Update(OXObject*) override { ++updates; }
+    int updates = 0;
+};
+
+class StoreTest : public ::testing::Test {
+  protected:
+    void SetUp() override {
+        ASSERT_TRUE(parser.Create(&handler));
+        // The definitions that every machine world starts with.
+        RunAll(
+            {"enum tagAccessRight { \"AR_USER\"=0, \"AR_ADMIN\"=1, \"AR_SERVICE\"=2, "
+             "\"AR_RAD\"=3, \"AR_NON\"=4, };",
+             "class Object { const number Id; };",
+             "class Exception { number Code; string Text; };"});
+        handler.Take();
+    }
+
+    // Parses one text; "ok" or the error message.
+    std::string Run(const std::string& text) {
+        std::vector<char> buffer(text.begin(), text.end());
+        buffer.push_back('\0');
+        int result = parser.Parse(buffer.data());
+        EXPECT_EQ(parser.GetNodeManager().GetNodeCount(), 0u) << text;
+        EXPECT_EQ(parser.GetCommand(), nullptr) << text;
+        return result == 0 ? "ok" : parser.GetErrorStr();
+    }
+    void RunAll(const std::vector<std::string>& texts) {
+        for (const std::string& text : texts)
+            ASSERT_EQ(Run(text), "ok") << text;
+    }
+    // Each text with the error message it must give ("ok" for none).
+    void Expect(const std::vector<std::pair<std::string, std::string>>& cases) {
+        for (const auto& c : cases)
+            EXPECT_EQ(Run(c.first), c.second) << c.first;
+    }
+    OXComplexObject* Object(long id) {
+        return dynamic_cast<OXComplexObject*>(parser.GetObjectManager().Lookup(id));
+    }
+    long Count() { return parser.GetObjectManager().GetObjectCount(); }
+    Calls Attributes(long id) {
+        Recorder r;
+        Object(id)->VisitAttributes(r);
+        return r.seen;
+    }
+
+    RecordingHandler handler;
+    OXCommandParser parser;
+};
+
+TEST_F(StoreTest, DefinitionsObjectsUpdatesAndDeletionsWithTheirAnnouncements) {
+    EXPECT_EQ(Run("class Motor : Object { string Name; number Speed : \"rpm\" * 1 / 10; };"), "ok");
+    EXPECT_EQ(handler.Take(), Calls{"class Motor"});
+    EXPECT_EQ(Run("class Motor { };"), "Semantic Error: ER_DUPLICATED_CLASS_NAME");
+    EXPECT_EQ(Run("class number { };"), "Semantic Error: ER_DUPLICATED_CLASS_NAME");
+    EXPECT_EQ(handler.Take(), Calls{});
+    // The table keeps the first definition.
+    EXPECT_EQ(Run("new Motor(5, \"M1\", 1234);"), "ok");
+    EXPECT_EQ(handler.Take(), Calls{"new Motor 5"});
+    OXObject* motor = Object(5);
+    ASSERT_NE(motor, nullptr);
+    EXPECT_EQ(Attributes(5), (Calls{"Id=5", "Name=M1", "Speed=1234"}));
+    EXPECT_DOUBLE_EQ(motor->GetNumber("Speed"), 123.4);
+    EXPECT_EQ(motor->GetNumberAttr("Speed")->GetUnitStr(), "rpm");
+    EXPECT_TRUE(motor->GetNumberAttr("Id")->IsConst());
+
+    // Positional update: the constant Id takes no value, the rest keep theirs.
+    EXPECT_EQ(Run("upd 5 (\"M2\");"), "ok");
+    EXPECT_EQ(handler.Take(), Calls{"upd Motor 5"});
+    EXPECT_EQ(Attributes(5), (Calls{"Id=5", "Name=M2", "Speed=1234"}));
+    EXPECT_EQ(Run("upd 5 (\"M3\", 10, 99, 98);"), "ok");
+    EXPECT_DOUBLE_EQ(motor->GetNumber("Speed"), 1);
+    handler.Take();
+    // A failing update keeps what it wrote before the failure, and nobody is told.
+    EXPECT_EQ(Run("upd 5 (\"M4\", \"fast\");"), "Semantic Error: ER_INVALID_EXPRESSION_TYPE");
+    EXPECT_EQ(Attributes(5), (Calls{"Id=5", "Name=M4", "Speed=10"}));
+    EXPECT_EQ(handler.Take(), Calls{});
+    Expect({{"upd 0 ();", "Semantic Error: ER_INVALID_OBJECT_ID"},
+            {"upd 6 ();", "Semantic Error: ER_INVALID_OBJECT_ID"},
+            // A number already in use, and too few values: nothing stored.
+            {"new Motor(5, \"again\", 1);", "Semantic Error: ER_OBJECT_ALREADY_EXISTS"},
+            {"new Motor(6, \"short\");", "Semantic Error: ER_INVALID_EXPRESSION_COUNT"},
+            {"new Motor(6, \"long\", 1, 2, 3);", "ok"}});
+    EXPECT_EQ(Count(), 2);
+    handler.Take();
+
+    // Deletion: the last values are written, the handler sees the object whole.
+    EXPECT_EQ(Run("del 6 (\"gone\");"), "ok");
+    EXPECT_EQ(handler.Take(), Calls{"del Motor 6"});
+    EXPECT_EQ(Object(6), nullptr);
+    // A deletion whose values do not fit removes the object all the same.
+    EXPECT_EQ(Run("del 5 (7);"), "Semantic Error: ER_INVALID_EXPRESSION_TYPE");
+    EXPECT_EQ(Object(5), nullptr);
+    EXPECT_EQ(handler.Take(), Calls{});
+    EXPECT_EQ(Run("del 5 ();"), "Semantic Error: ER_INVALID_OBJECT_ID");
+    EXPECT_EQ(Count(), 0);
+}
+
+TEST_F(StoreTest, ClassChainLookupsFunctionsAndPositionalUpdate) {
+    RunAll({"class Base : Object { number X; number P; };",
+            // Both levels declare X: the base's hides the derived one for
+            // lookups, and a positional update writes both, base first.
+            "class Child : Base { number X; const number C; number Y; };",
+            "class Twice : Object { number Q; number Q; number A; };", "new Twice(1, 1, 2, 3);",
+            "new Child(5, -1, -2, -3, -4, -5);"});
+    OXComplexObject* child = Object(5);
+    ASSERT_NE(child, nullptr);
+    OXComplexObject* base = child->GetBase();
+    EXPECT_TRUE(child->IsClass("Base"));
+    EXPECT_TRUE(child->IsClass("Object"));
+    EXPECT_FALSE(child->IsClass("Other"));
+    EXPECT_EQ(child->GetAttribute("X"), base->GetAttribute("X"));
+    EXPECT_EQ(child->LookupAttribute("X"), base->GetAttribute("X"));
+    EXPECT_EQ(child->LookupAttribute("Id"), base->GetBase()->GetAttribute("Id"));
+    EXPECT_EQ(child->LookupAttribute("Nope"), nullptr);
+    // Two attributes of one name at one level: the first declared answers,
+    // and the name counts once; the hidden X still counts and is visited.
+    EXPECT_EQ(Object(1)->GetAttribute("Q"), Object(1)->LookupAttribute("Q"));
+    EXPECT_DOUBLE_EQ(Object(1)->GetNumber("Q"), 1);
+    EXPECT_EQ(Object(1)->GetAttributeCount(), 3);
+    EXPECT_EQ(child->GetAttributeCount(), 6);
+    EXPECT_EQ(Attributes(5), (Calls{"Id=5", "X=-1", "P=-2", "X=-3", "C=-4", "Y=-5"}));
+    // The derived function overrides the base function of its number.
+    base->Add(*new Function(1, "Start"));
+    base->Add(*new Function(2, "Stop"));
+    child->Add(*new Function(1, "StartFast"));
+    EXPECT_EQ(child->GetFunction(1L)->GetFunctionName(), "StartFast");
+    EXPECT_EQ(base->GetFunction(1L)->GetFunctionName(), "Start");
+    EXPECT_EQ(child->GetFunction(2L)->GetFunctionName(), "Stop");
+    EXPECT_EQ(child->GetFunction(3L), nullptr);
+    EXPECT_EQ(child->GetFunction(std::string("Start"))->GetFunctionId(), 1);
+    EXPECT_EQ(child->GetFunction(std::string("Nope")), nullptr);
+    EXPECT_EQ(child->GetNumberObject("X")->GetFunction(1L), nullptr);
+
+    // Each level tells its observers when its part is written; a wrong kind
+    // at the derived level keeps the base values and tells only the base.
+    CountingObserver onChild, onBase;
+    child->Attach(&onChild);
+    base->Attach(&onBase);
+    struct Step {
+        const char* text;
+        const char* result;
+        const char* values;
+        int childUpdates, baseUpdates;
+    } steps[] = {
+        {"upd 5 (1, 2, 3, 4);", "ok", "1 2 3 -4 4", 1, 1},
+        {"upd 5 (10);", "ok", "10 2 3 -4 4", 2, 2},
+        {"upd 5 (100, 101, 102, 103, 104, 105, 106);", "ok", "100 101 102 -4 103", 3, 3},
+        {"upd 5 (7, 8, \"x\", 9);", "Semantic Error: ER_INVALID_EXPRESSION_TYPE", "7 8 102 -4 103",
+         3, 4},
+        {"upd 5 ();", "ok", "7 8 102 -4 103", 4, 5},
+    };
+    for (const Step& s : steps) {
+        EXPECT_EQ(Run(s.text), s.result) << s.text;
+        std::string values;
+        for (const std::string& value : Attributes(5))
+            values += (values.empty() ? "" : " ") + value.substr(value.find('=') + 1);
+        EXPECT_EQ(values, std::string("5 ") + s.values) << s.text;
+        EXPECT_EQ(onChild.updates, s.childUpdates) << s.text;
+        EXPECT_EQ(onBase.updates, s.baseUpdates) << s.text;
+    }
+    child->Detach(&onChild);
+    base->Detach(&onBase);
+}
+
+TEST_F(StoreTest, TemplatesListsAndNestedObjectsWithTheirOwnership) {
+    RunAll({
+        "class Base : Object { number X; string Label; };",
+        "class Child : Base { number X; };",
+        "new Child(1, 10, \"b\", 20);",
+        "class Pair<class K, class V> : Object { K Key; V Val; };",
+        "new Pair<string, number>(2, \"k\", 3);",
+        "new Pair<number, list<string>>(3, 4, (\"a\", \"b\"));",
+        "class Holder : Object { Child Inner; list<Child> Kids; };",
+        // Nested objects with numbers enter the table; null stays a null element.
+        "new Holder(4, Child(5, 1, \"i\", 2), (Child(6, 3, \"k\", 4), null, @1));",
+    });
+    EXPECT_EQ(Attributes(2), (Calls{"Id=2", "Key=k", "Val=3"}));
+    EXPECT_EQ(Object(2)->GetNumberAttr("Val")->GetClassName(), "number");
+    EXPECT_EQ(Object(3)->GetListObject("Val")->GetElementClassName(), "string");
+    Recorder words;
+    Object(3)->GetListObject("Val")->VisitElements(words);
+    EXPECT_EQ(words.seen, (Calls{"\"a\"", "\"b\""}));
+
+    EXPECT_EQ(Count(), 6);
+    EXPECT_EQ(Object(4)->GetReference("Inner"), Object(5));
+    // An object is visited as itself; the list hands its null element on.
+    Recorder top, kids;
+    Object(4)->Accept(top);
+    Object(4)->GetListObject("Kids")->VisitElements(kids);
+    EXPECT_EQ(top.seen, Calls{"Holder4"});
+    EXPECT_EQ(kids.seen, (Calls{"Child6", "null", "Child1"}));
+    // The handler hears of the outer object; the nested ones entered the
+    // table before it.
+    Calls calls = handler.Take();
+    ASSERT_FALSE(calls.empty());
+    EXPECT_EQ(calls.back(), "new Holder 4");
+
+    // A nested object whose number is taken fails the whole command, but the
+    // nested objects entered before the failure stay.
+    EXPECT_EQ(Run("new Holder(7, Child(8, 1, \"n\", 2), (Child(5, 1, \"dup\", 2)));"),
+              "Semantic Error: ER_OBJECT_ALREADY_EXISTS");
+    EXPECT_EQ(Object(7), nullptr);
+    EXPECT_NE(Object(8), nullptr);
+    EXPECT_EQ(Object(5)->GetString("Label"), "i");
+
+    // Replacing a nested numbered value leaves the old one in the table; a
+    // null reference empties the attribute; a missing one fails and keeps it.
+    Expect({{"upd 4 (Child(9, 0, \"r\", 0));", "ok"},
+            {"upd 4 (@99);", "Semantic Error: ER_INVALID_OBJECT_ID"}});
+    EXPECT_EQ(Object(4)->GetReference("Inner"), Object(9));
+    EXPECT_EQ(Object(5)->GetObjectId(), 5);
+    EXPECT_EQ(Run("upd 4 (@0);"), "ok");
+    EXPECT_EQ(Object(4)->GetReference("Inner"), nullptr);
+    EXPECT_EQ(Object(9)->GetObjectId(), 9);
+
+    // An object of the table that is deleted leaves no dangling reference:
+    // the attribute and the list element that pointed at it read null.
+    RunAll({"upd 4 (@5);", "del 5 ();", "del 6 ();"});
+    EXPECT_EQ(Object(4)->GetReference("Inner"), nullptr);
+    const std::vector<OXObject*>* list = Object(4)->GetList("Kids");
+    ASSERT_EQ(list->size(), 3u);
+    EXPECT_EQ((*list)[0], nullptr);
+    EXPECT_EQ((*list)[2], Object(1));
+    EXPECT_EQ(Run("upd 4 (@1);"), "ok");
+    EXPECT_EQ(Object(4)->GetReference("Inner"), Object(1));
+
+    // Reset destroys every object once: a list of numbered objects inside a
+    // numbered one, and an earlier object that refers to a later one.
+    RunAll({"class Media : Object { };", "class Alarm : Object { list<Media> Replies; };",
+            "class Link : Object { Alarm Target; };", "new Link(59, @0);",
+            "new Alarm(60, (Media(61), Media(62)));", "upd 59 (@60);"});
+    parser.GetObjectManager().Reset();
+    EXPECT_EQ(Count(), 0);
+    EXPECT_EQ(Run("new Media(61);"), "ok");
+}
+
+TEST_F(StoreTest, TemplateAndClassErrors) {
+    RunAll({"class Foo : Object { number A; number B; };", "enum Colour { \"Red\"=1, };",
+            "class Bad : Colour { };", "class Box<class T> : Object { T V; };",
+            // Classes that hold themselves or are based on each other.
+            "class Chain : Object { Chain Next; };", "class Ring : Loop { };",
+            "class Loop : Ring { };", "class Odd : Object { Undefined U; };",
+            "class Plain { number A; };"});
+    Expect({
+        {"new Foo(1, 2);", "Semantic Error: ER_INVALID_EXPRESSION_COUNT"},
+        {"new list<number>(1, 2);", "Semantic Error: ER_NOT_AN_OBJECT_OBJECT"},
+        {"new number(1);", "Semantic Error: ER_NOT_AN_OBJECT_OBJECT"},
+        {"new Plain(1);", "Semantic Error: ER_NOT_AN_OBJECT_OBJECT"},
+        {"new Foo<number>(1, 2, 3);", "Semantic Error: ER_INVALID_TEMPLATE_PARAMETER_COUNT"},
+        {"new Box(1, 2);", "Semantic Error: ER_INVALID_TEMPLATE_PARAMETER_COUNT"},
+        {"new Box<number<Foo>>(1, 2);", "Semantic Error: ER_UNEXCPETED_TEMPLATE_PARAMETERS"},
+        {"new Box<list>(1, 2);", "Semantic Error: ER_UNEXCPETED_TEMPLATE_PARAMETERS"},
+        // The enum base is made of the one value, and is no class.
+        {"new Bad(1);", "Semantic Error: ER_NON_COMPLEX_CLASS_BASE_CLASS"},
+        {"new Nothing(1);", "Semantic Error: ER_UNKNOWN_CLASS"},
+        {"new Box<Nothing>(1, 2);", "Semantic Error: ER_UNKNOWN_CLASS"},
+        {"new Box<number>(1, @99);", "Semantic Error: ER_INVALID_OBJECT_ID"},
+        // Self-holding and cyclic classes end in an error, not in endless
+        // recursion.
+        {"new Chain(1, 5);", "Semantic Error: ER_INVALID_EXPRESSION_COUNT"},
+        {"new Ring(1);", "Semantic Error: ER_INVALID_EXPRESSION_COUNT"},
+        // An attribute of a class that does not exist, given a value that
+        // needs no class (a null reference, or a value with a class tag).
+        {"new Odd(1, @0);", "Semantic Error: ER_UNKNOWN_CLASS"},
+        {"new Odd(1, Plain(5));", "Semantic Error: ER_UNKNOWN_CLASS"},
+    });
+    EXPECT_EQ(Count(), 0);
+    EXPECT_EQ(Run("new Chain(90, Chain(91, @0));"), "ok");
+    EXPECT_EQ(Object(90)->GetReference("Next"), Object(91));
+    // A class tag overrides the declared class; the base part of a tagged
+    // value is made of the same values.
+    RunAll({"class Dev : Object { string Name; };", "class Pump : Dev { number Flow; };",
+            "new Box<Dev>(2, Pump(3, \"p\", 7));"});
+    ASSERT_NE(Object(3), nullptr);
+    EXPECT_TRUE(Object(3)->IsClass("Pump"));
+    EXPECT_EQ(Attributes(3), (Calls{"Id=3", "Name=p", "Flow=7"}));
+    // An enum value the enum does not have has no text.
+    RunAll({"class Lamp : Object { Colour C; };", "new Lamp(4, 7);", "new Lamp(5, 1);"});
+    EXPECT_EQ(Object(4)->GetEnumObject("C")->GetEnumStr(), nullptr);
+    EXPECT_EQ(Object(4)->GetEnumObject("C")->AsString(), "7");
+    ASSERT_NE(Object(5)->GetEnumObject("C")->GetEnumStr(), nullptr);
+    EXPECT_EQ(*Object(5)->GetEnumObject("C")->GetEnumStr(), "Red");
+    // A reference to a complex object where a number is declared: dropped to
+    // null (new) or refused by the attribute (upd); the object stays.
+    RunAll({"new Box<number>(6, @3);"});
+    EXPECT_EQ(Object(6)->GetAttrValue("V"), nullptr);
+    EXPECT_NE(Object(6)->GetNumberAttr("V"), nullptr);
+    EXPECT_EQ(Object(6)->GetNumber("V"), 0);
+    EXPECT_EQ(Run("upd 6 (@3);"), "Semantic Error: ER_INVALID_EXPRESSION_TYPE");
+    EXPECT_EQ(Object(3)->GetObjectId(), 3);
+}
+
+// A right that the controller's own enum leaves out fails the creation of
+// objects of the class; the store goes on.
+TEST(StoreAccessRights, RightMissingFromTheEnumFailsTheCreation) {
+    RecordingHandler handler;
+    OXCommandParser parser;
+    ASSERT_TRUE(parser.Create(&handler));
+    auto run = [&](std::string text) {
+        return parser.Parse(&text[0]) == 0 ? std::string("ok") : parser.GetErrorStr();
+    };
+    for (const char* text : {"enum tagAccessRight { \"AR_USER\"=0, };",
+                             "class Object { const number Id; };",
+                             "class Own : Object { number V ! AR_ADMIN; };"})
+        ASSERT_EQ(run(text), "ok") << text;
+    EXPECT_EQ(run("new Own(1, 2);"), "Semantic Error: ER_ACCESS_RIGHT_ENUM_NOT_DEFINED");
+    EXPECT_EQ(parser.GetObjectManager().GetObjectCount(), 0);
+    EXPECT_EQ(run("class Plain : Object { number V; };"), "ok");
+}
+
+TEST_F(StoreTest, UnitsAndAccessRightsGivenBySymbols) {
+    RunAll({
+        "class Setter : Object { string Unit; number Mul; number Div; tagAccessRight Right; "
+        "number Value : Unit * Mul / Div ! AR_SERVICE; number Plain; number Own ! AR_ADMIN; };",
+        "new Setter(1, \"bar\", 3, 100, 3, 250, 4, 5);",
+    });
+    OXAttribute* value = Object(1)->GetAttribute("Value");
+    ASSERT_NE(value, nullptr);
+    EXPECT_EQ(value->GetUnitStr(), "bar");
+    EXPECT_EQ(value->GetUnitMul(), 3);
+    EXPECT_EQ(value->GetUnitDiv(), 100);
+    EXPECT_EQ(value->GetAccessRight(), 2);
+    EXPECT_DOUBLE_EQ(Object(1)->GetNumber("Value"), 7.5);
+    // Without a right written, AR_USER; with a symbol of the enum, its value.
+    EXPECT_EQ(Object(1)->GetAttribute("Plain")->GetAccessRight(), 0);
+    EXPECT_EQ(Object(1)->GetAttribute("Own")->GetAccessRight(), 1);
+
+    // Decimals follow the divisor; a zero divisor from the controller does
+    // not divide.
+    const struct {
+        long div;
+        int decimals;
+        double value;
+    } units[] = {{1, 0, 750}, {9, 0, 250. / 3}, {10, 1, 75}, {99, 1, 750. / 99}, {100, 2, 7.5},
+                 {250, 2, 3}, {1000, 3, .75},   {0, 0, 750}, {-100, 0, -7.5}};
+    for (const auto& u : units) {
+        value->SetUnitDiv(u.div);
+        EXPECT_EQ(value->GetNoOfDecimals(), u.decimals) << u.div;
+        EXPECT_DOUBLE_EQ(Object(1)->GetNumber("Value"), u.value) << u.div;
+    }
+
+    RunAll({"class Wrong : Object { number Speed; number V : Speed; };",
+            "class NoAttr : Object { number V : Missing; };",
+            "class BadMul : Object { string S; number V : \"x\" * S; };",
+            "class NoMul : Object { number V : \"x\" * Missing; };",
+            "class BadRight : Object { number R; number V ! R; };",
+            "class NoRight : Object { number V ! Missing; };"});
+    Expect({{"new Wrong(2, 1, 2);", "Semantic Error: ER_UNIT_ID_NOT_A_STRING"},
+            {"new NoAttr(2, 1);", "Semantic Error: ER_INVALID_UNIT_ID_ATTRIBUTE_NAME"},
+            {"new BadMul(2, \"s\", 1);", "Semantic Error: ER_FACTOR_NOT_A_NUMBER"},
+            {"new NoMul(2, 1);", "Semantic Error: ER_INVALID_FACTOR_ATTRIBUTE_NAME"},
+            {"new BadRight(2, 1, 2);", "Semantic Error: ER_ACCESS_RIGHT_NOT_A_NUMBER"},
+            {"new NoRight(2, 1);", "Semantic Error: ER_INVALID_ACCESS_RIGHT_ATTRIBUTE_NAME"}});
+    EXPECT_EQ(Count(), 1);
+}
+
+TEST_F(StoreTest, ReadersGiveTheirKindAndNeutralValuesOtherwise) {
+    RunAll({"enum tagState { \"Idle\"=1, \"Running\"=2, };", "class Sensor : Object { };",
+            "class Motor : Object { number Speed; string Name; tagState State; "
+            "list<number> Items; Sensor Target; void Spare; };",
+            "new Sensor(7);", "new Motor(5, 125, \"Pump\", 2, (1, 3), @7, -4);"});
+    OXComplexObject* motor = Object(5);
+    ASSERT_NE(motor, nullptr);
+    EXPECT_EQ(motor->GetString("Name"), "Pump");
+    EXPECT_EQ(motor->GetEnum("State"), 2);
+    EXPECT_EQ(*motor->GetEnumObject("State")->GetEnumStr(), "Running");
+    // A "void" attribute holds a number.
+    EXPECT_DOUBLE_EQ(motor->GetNumber("Spare"), -4);
+    ASSERT_EQ(motor->GetList("Items")->size(), 2u);
+    EXPECT_EQ(motor->GetReference("Target"), Object(7));
+    EXPECT_EQ(motor->GetAttrValue("Target"), Object(7));
+    EXPECT_EQ(motor->AsString(), "");
+    // A missing attribute, or one of another kind.
+    for (const char* name : {"Nope", "Name", "State", "Speed"}) {
+        if (std::string(name) != "Speed") {
+            EXPECT_EQ(motor->GetNumber(name), 0) << name;
+            EXPECT_EQ(motor->GetNumberAttr(name), nullptr) << name;
+        }
+        if (std::string(name) != "Name") {
+            EXPECT_EQ(motor->GetString(name), "") << name;
+            EXPECT_EQ(motor->GetStringAttr(name), nullptr) << name;
+        }
+        if (std::string(name) != "State") {
+            EXPECT_EQ(motor->GetEnum(name), 0) << name;
+            EXPECT_EQ(motor->GetEnumAttr(name), nullptr) << name;
+        }
+        EXPECT_EQ(motor->GetList(name), nullptr) << name;
+        EXPECT_EQ(motor->GetReference(name), nullptr) << name;
+    }
+    EXPECT_EQ(motor->GetAttrValue("Nope"), nullptr);
+
+    // An "Id" out of the range of a number of the table.
+    OXNumberObject* id = motor->GetBase()->GetNumberObject("Id");
+    id->SetValue(1e300);
+    EXPECT_EQ(motor->GetObjectId(), std::numeric_limits<long>::max());
+    id->SetValue(std::nan(""));
+    EXPECT_EQ(motor->GetObjectId(), 0);
+    id->SetValue(5);
+
+    // Numbers lose trailing zeros and the point; "%f" keeps six decimals.
+    const std::pair<double, const char*> texts[] = {
+        {12.5, "12.5"},   {3, "3"},
+        {0, "0"},         {-0.25, "-0.25"},
+        {100, "100"},     {1e20, "100000000000000000000"},
+        {0.0000004, "0"}, {2.1234567, "2.123457"}};
+    for (const auto& t : texts)
+        EXPECT_EQ(OXNumberToString(t.first), t.second);
+    EXPECT_EQ(OXNumberToString(std::numeric_limits<double>::max()).size(), 309u);
+}
+
+TEST_F(StoreTest, ResultsExceptionsAndExecutions) {
+    RunAll({"class Motor : Object { number Speed; 1 $ string Name(); };", "new Motor(5, 1);"});
+    handler.Take();
+    // Registrations of expected result classes: copies that outlive the
+    // declarations they were made from; the first one of a number stays.
+    OXCommandParser trees;
+    ASSERT_TRUE(trees.Create(nullptr));
+    OXExecuteManager& executions = parser.GetExecuteManager();
+    for (const char* text : {"new string();", "new number();"}) {
+        std::string buffer = text;
+        ASSERT_EQ(trees.ParseTree(&buffer[0]), 0);
+        const auto& decl = *static_cast<const OXNewCommand*>(trees.GetCommand())->GetClassDecl();
+        executions.Add(0, decl);
+        executions.Add(7, decl);
+        executions.Add(buffer[4] == 's' ? 8 : 9, decl);
+        trees.DropCommand();
+    }
+    EXPECT_EQ(executions.GetCount(), 3u);
+    struct Step {
+        const char* text;
+        const char* result;
+        Calls calls;
+    } steps[] = {
+        {"res 7 : \"abc\";", "ok", {"res 7 string abc"}},
+        // Used once; unregistered results are numbers.
+        {"res 7 : \"abc\";", "Semantic Error: ER_INVALID_EXPRESSION_TYPE", {}},
+        {"res 7 : 12;", "ok", {"res 7 number 12"}},
+        {"res 0 : 1;", "ok", {"res 0 number 1"}},
+        // An exception ends the registration as well.
+        {"exc 8 : (3, \"broken\");", "ok", {"exc 8 Exception broken"}},
+        {"res 8 : 4;", "ok", {"res 8 number 4"}},
+        // A result or exception that names an object of the table leaves it there.
+        {"res 10 : @5;", "ok", {"res 10 Motor "}},
+        {"exc 10 : @5;", "ok", {"exc 10 Motor "}},
+        {"upd 5 (2);", "ok", {"upd Motor 5"}},
+        {"exe 1 $ 5.1();", "Semantic Error: ER_INVALID_FUNCTION_ID", {}},
+        {"exe 1 $ 6.1();", "Semantic Error: ER_INVALID_OBJECT_ID", {}},
+    };
+    for (const Step& s : steps) {
+        EXPECT_EQ(Run(s.text), s.result) << s.text;
+        EXPECT_EQ(handler.Take(), s.calls) << s.text;
+    }
+    EXPECT_DOUBLE_EQ(Object(5)->GetNumber("Speed"), 2);
+    EXPECT_EQ(Count(), 1);
+    EXPECT_EQ(executions.GetCount(), 1u);
+    // Reset drops the registrations; without the controller's Exception
+    // class no exception can be made.
+    parser.Reset();
+    EXPECT_EQ(executions.GetCount(), 0u);
+    EXPECT_EQ(Run("exc 7 : (1, \"x\");"), "Semantic Error: ER_UNKNOWN_CLASS");
+}
+
+TEST_F(StoreTest, TableOrderObserversAndObjectCount) {
+    RunAll({"class Root : Object { number ObjectCount; };", "class Sensor : Object { };"});
+    OXObjectManager& objects = parser.GetObjectManager();
+    EXPECT_EQ(objects.InSync(), 0);
+    EXPECT_EQ(Run("new Root(1, 3"), "syntax error");
+    EXPECT_EQ(Count(), 0);
+    RunAll({"new Sensor(30);", "new Root(1, 3);", "new Sensor(20);"});
+    EXPECT_EQ(objects.InSync(), 1);
+    EXPECT_EQ(Run("new Sensor(10);"), "ok");
+    EXPECT_EQ(objects.InSync(), 2);
+
+    // Visits go in arrival order; a late observer is told of every object first.
+    Recorder order, late;
+    objects.Visit(order);
+    EXPECT_EQ(order.seen, (Calls{"Sensor30", "Root1", "Sensor20", "Sensor10"}));
+    objects.Attach(late, -1);
+    RunAll({"del 20 ();", "new Sensor(40);"});
+    EXPECT_EQ(late.seen, (Calls{"new 30", "new 1", "new 20", "new 10", "del 20", "new 40"}));
+    EXPECT_TRUE(objects.Detach(late));
+    // The count an object announces is read again when it goes.
+    EXPECT_EQ(Run("del 1 (2);"), "ok");
+    EXPECT_EQ(objects.InSync(), 2);
+    EXPECT_EQ(Run("del 10 ();"), "ok");
+    EXPECT_EQ(objects.InSync(), 1);
+    EXPECT_EQ(late.seen.size(), 6u);
+
+    // Reset empties the store; the definitions are gone, the built-ins stay.
+    parser.Reset();
+    EXPECT_EQ(Count(), 0);
+    EXPECT_EQ(Run("new Sensor(2);"), "Semantic Error: ER_UNKNOWN_CLASS");
+    for (const char* name : {"list", "number", "string", "void"})
+        EXPECT_NE(parser.GetClassManager().Lookup(name), nullptr) << name;
+}
+
+}  // namespace

@@ -175,8 +175,10 @@ class OxSocketSession : public OxSession, public ACE_Event_Handler, public OxXml
     OXObject* LookupObject(int id);
     // The machine is in mode 7, Service.
     bool InServiceMode() const;
-    // The value lies within the object's Minimum and Maximum.
-    static bool InRange(const OXObject& object, double value);
+    // The value lies within the object's Minimum and Maximum; otherwise the
+    // error goes to the client and the answer is false.
+    bool CheckInRange(const OXObject& object, double value,
+                      const char* error = "The value is out of range");
     // The session's values for the message writers.
     struct OxMsgContext MessageContext(bool visit) const;
 

@@ -21,10 +21,8 @@ void OxSocketSession::OxSetDeviceMsg(int id, tagOverride override, float value) 
     }
     if (object->IsClass("Motor")) {
         if (override != OV_RELEASE) {
-            if (!InRange(*object, value)) {
-                SendError("The speed is out of range");
+            if (!CheckInRange(*object, value, "The speed is out of range"))
                 return;
-            }
             // Reversed against SetMotor: the machine takes the override in
             // its own scale this way.
             double mul = object->GetNumber("UnitMul");
@@ -64,10 +62,8 @@ void OxSocketSession::OxSetMotorMsg(int id, bool start, double value) {
     OXObject* object = LookupObject(id);
     if (object == nullptr)
         return;
-    if (!InRange(*object, value)) {
-        SendError("The value is out of range");
+    if (!CheckInRange(*object, value))
         return;
-    }
     double div = object->GetNumber("UnitDiv");
     int speed = static_cast<int>(div != 0 ? value * object->GetNumber("UnitMul") / div : value);
     connection->SetMotor(start, id, speed);

@@ -33,8 +33,11 @@ bool OxSocketSession::InServiceMode() const {
 }
 
 // Minimum and Maximum both belong to the range.
-bool OxSocketSession::InRange(const OXObject& object, double value) {
-    return value >= object.GetNumber("Minimum") && value <= object.GetNumber("Maximum");
+bool OxSocketSession::CheckInRange(const OXObject& object, double value, const char* error) {
+    if (value >= object.GetNumber("Minimum") && value <= object.GetNumber("Maximum"))
+        return true;
+    SendError(error);
+    return false;
 }
 
 void OxSocketSession::OxChangeNumParmMsg(int id, double value) {
@@ -43,10 +46,8 @@ void OxSocketSession::OxChangeNumParmMsg(int id, double value) {
     OXObject* object = LookupObject(id);
     if (object == nullptr)
         return;
-    if (!InRange(*object, value)) {
-        SendError("The value is out of range");
+    if (!CheckInRange(*object, value))
         return;
-    }
     connection->ChangeParm(value, id);
 }
 

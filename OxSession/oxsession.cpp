@@ -461,32 +461,6 @@ void OxSocketSession::TestPrintReceived(const std::string& text) {
     Send(out);
 }
 
-void OxSocketSession::OxGetAlarmEventsMsg(int year, int month, int day) {
-    if (IsClosing() || !CheckConnectedAndLogon())
-        return;
-    std::ostringstream list;
-    StreamListMessage(list, true, "HistoricAlarmEvents", false);
-    Send(list);
-    ACE_Date_Time today(ACE_OS::gettimeofday());
-    bool sent = false;
-    if (year == today.year() && month == today.month() && day == today.day())
-        sent = connection->RequestHistoricAlarms(this);
-    // Another day from its file; today's only if the connection had no log
-    // open to send it from (reading it again would send every line twice).
-    if (!sent && !connection->GetSerialNo().empty()) {
-        EventLog log;
-        if (log.OpenForRead(connection->GetSerialNo(), year, month, day)) {
-            std::string line;
-            while (deleteTimerId == -1 && log.ReadNextLine(line))
-                HistoricAlarmEvent(line);
-            if (deleteTimerId != -1)
-                return;
-        }
-    }
-    StreamListMessage(list, false, "HistoricAlarmEvents", true);
-    Send(list);
-}
-
 // ---------------------------------------------------------------- active session
 
 int OxActiveSocketSession::handle_close(ACE_HANDLE handle, ACE_Reactor_Mask mask) {

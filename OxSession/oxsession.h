@@ -8,11 +8,11 @@
 // holds every session.
 //
 // OxSocketSession's member functions span files: oxsession.cpp holds the
-// session core (framing, connect, logon, alive, events, the alarm events of
-// a day) and the client commands are grouped by family in
-// oxsession_params.cpp (parameters, type information, the shared checks),
-// oxsession_devices.cpp (devices, outputs, motors), oxsession_functions.cpp
-// (functions, alarm replies), oxsession_files.cpp (parameter files,
+// session core (framing, connect, logon, alive, events) and the client
+// commands are grouped by family in oxsession_params.cpp (parameters, type
+// information, the shared checks), oxsession_devices.cpp (devices, outputs,
+// motors), oxsession_functions.cpp (functions, alarm replies, the alarm
+// events of a day), oxsession_files.cpp (parameter files,
 // configuration) and oxsession_setup.cpp (users, processors, session setup,
 // languages).
 #pragma once

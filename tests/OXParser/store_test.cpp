@@ -441,23 +441,20 @@ TEST_F(StoreTest, ReadersGiveTheirKindAndNeutralValuesOtherwise) {
     EXPECT_EQ(motor->GetReference("Target"), Object(7));
     EXPECT_EQ(motor->GetAttrValue("Target"), Object(7));
     EXPECT_EQ(motor->AsString(), "");
-    // A missing attribute, or one of another kind.
-    for (const char* name : {"Nope", "Name", "State", "Speed"}) {
-        if (std::string(name) != "Speed") {
-            EXPECT_EQ(motor->GetNumber(name), 0) << name;
-            EXPECT_EQ(motor->GetNumberAttr(name), nullptr) << name;
-        }
-        if (std::string(name) != "Name") {
-            EXPECT_EQ(motor->GetString(name), "") << name;
-            EXPECT_EQ(motor->GetStringAttr(name), nullptr) << name;
-        }
-        if (std::string(name) != "State") {
-            EXPECT_EQ(motor->GetEnum(name), 0) << name;
-            EXPECT_EQ(motor->GetEnumAttr(name), nullptr) << name;
-        }
-        EXPECT_EQ(motor->GetList(name), nullptr) << name;
-        EXPECT_EQ(motor->GetReference(name), nullptr) << name;
-    }
+    // Each reader finds the attribute of its kind and nothing otherwise:
+    // n, s, e for the attributes, N, S, E for non-neutral values.
+    auto found = [motor](const char* name) {
+        return std::string(motor->GetNumberAttr(name) ? "n" : "") +
+               (motor->GetStringAttr(name) ? "s" : "") + (motor->GetEnumAttr(name) ? "e" : "") +
+               (motor->GetList(name) ? "l" : "") + (motor->GetReference(name) ? "r" : "") +
+               (motor->GetNumber(name) != 0 ? "N" : "") +
+               (motor->GetString(name) != "" ? "S" : "") + (motor->GetEnum(name) != 0 ? "E" : "");
+    };
+    const std::pair<const char*, const char*> kinds[] = {{"Nope", ""},   {"Speed", "nN"},
+                                                         {"Name", "sS"}, {"State", "eE"},
+                                                         {"Items", "l"}, {"Target", "r"}};
+    for (const auto& k : kinds)
+        EXPECT_EQ(found(k.first), k.second) << k.first;
     EXPECT_EQ(motor->GetAttrValue("Nope"), nullptr);
 
     // An "Id" out of the range of a number of the table.

@@ -450,16 +450,27 @@ TEST_F(LanguageTest, TreesAndErrorRecovery) {
 }
 
 TEST_F(LanguageTest, DeepNestingWithinTheBoundOfTheParseStack) {
+    // Too deep for the recursive dump: the lists are walked down instead.
     const int depth = 9000;
-    std::string nested = std::string(depth, '(') + "1" + std::string(depth, ')');
-    EXPECT_EQ(Tree("upd 5 (" + nested + ");"), "upd(5 (" + nested + "))");
+    Load("upd 5 (" + std::string(depth, '(') + "1" + std::string(depth, ')') + ");");
+    ASSERT_EQ(parser.ParseTree(buffer.data()), 0);
+    auto* command = dynamic_cast<const OXUpdateCommand*>(parser.GetCommand());
+    ASSERT_NE(command, nullptr);
+    const OXExpression* expression = command->GetExpressionList();
+    int levels = 0;
+    for (; auto* list = dynamic_cast<const OXExpressionList*>(expression); ++levels) {
+        ASSERT_EQ(list->Count(), 1);
+        expression = list->Get(0);
+    }
+    EXPECT_EQ(levels, depth + 1);
+    EXPECT_EQ(DumpTree(expression), "1");
     // Same depth, left open: the rollback must release every list.
     EXPECT_EQ(Tree("upd 5 (" + std::string(depth, '(') + "1;"), "FAIL: syntaks error in command:");
     std::string tagged;
     for (int i = 0; i < 1000; ++i)
         tagged += "P(";
-    tagged += std::string(1000, ')');
-    EXPECT_EQ(Tree("new X(" + tagged + ");"), "new(X (" + tagged + "))");
+    Load("new X(" + tagged + std::string(1000, ')') + ");");
+    EXPECT_EQ(parser.ParseTree(buffer.data()), 0);
     // A lowered bound is a failure of the parse, not of the process.
     OXCommandGrammarSetMaxDepth(50);
     EXPECT_EQ(Tree("upd 5 (" + std::string(100, '(') + std::string(100, ')') + ");"),

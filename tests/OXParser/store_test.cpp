@@ -125,10 +125,16 @@ class StoreTest : public ::testing::Test {
         return dynamic_cast<OXComplexObject*>(parser.GetObjectManager().Lookup(id));
     }
     long Count() { return parser.GetObjectManager().GetObjectCount(); }
-    Calls Attributes(long id) {
+    // "name=value" of every attribute of an object, base levels first; ""
+    // when the object is not in the table.
+    std::string Attributes(long id) {
         Recorder r;
-        Object(id)->VisitAttributes(r);
-        return r.seen;
+        if (Object(id) != nullptr)
+            Object(id)->VisitAttributes(r);
+        std::string text;
+        for (const std::string& value : r.seen)
+            text += (text.empty() ? "" : " ") + value;
+        return text;
     }
 
     RecordingHandler handler;
@@ -136,50 +142,45 @@ class StoreTest : public ::testing::Test {
 };
 
 TEST_F(StoreTest, DefinitionsObjectsUpdatesAndDeletionsWithTheirAnnouncements) {
-    EXPECT_EQ(Run("class Motor : Object { string Name; number Speed : \"rpm\" * 1 / 10; };"), "ok");
-    EXPECT_EQ(handler.Take(), Calls{"class Motor"});
-    EXPECT_EQ(Run("class Motor { };"), "Semantic Error: ER_DUPLICATED_CLASS_NAME");
-    EXPECT_EQ(Run("class number { };"), "Semantic Error: ER_DUPLICATED_CLASS_NAME");
-    EXPECT_EQ(handler.Take(), Calls{});
-    // The table keeps the first definition.
-    EXPECT_EQ(Run("new Motor(5, \"M1\", 1234);"), "ok");
-    EXPECT_EQ(handler.Take(), Calls{"new Motor 5"});
-    OXObject* motor = Object(5);
-    ASSERT_NE(motor, nullptr);
-    EXPECT_EQ(Attributes(5), (Calls{"Id=5", "Name=M1", "Speed=1234"}));
-    EXPECT_DOUBLE_EQ(motor->GetNumber("Speed"), 123.4);
-    EXPECT_EQ(motor->GetNumberAttr("Speed")->GetUnitStr(), "rpm");
-    EXPECT_TRUE(motor->GetNumberAttr("Id")->IsConst());
-
-    // Positional update: the constant Id takes no value, the rest keep theirs.
-    EXPECT_EQ(Run("upd 5 (\"M2\");"), "ok");
-    EXPECT_EQ(handler.Take(), Calls{"upd Motor 5"});
-    EXPECT_EQ(Attributes(5), (Calls{"Id=5", "Name=M2", "Speed=1234"}));
-    EXPECT_EQ(Run("upd 5 (\"M3\", 10, 99, 98);"), "ok");
-    EXPECT_DOUBLE_EQ(motor->GetNumber("Speed"), 1);
-    handler.Take();
-    // A failing update keeps what it wrote before the failure, and nobody is told.
-    EXPECT_EQ(Run("upd 5 (\"M4\", \"fast\");"), "Semantic Error: ER_INVALID_EXPRESSION_TYPE");
-    EXPECT_EQ(Attributes(5), (Calls{"Id=5", "Name=M4", "Speed=10"}));
-    EXPECT_EQ(handler.Take(), Calls{});
-    Expect({{"upd 0 ();", "Semantic Error: ER_INVALID_OBJECT_ID"},
-            {"upd 6 ();", "Semantic Error: ER_INVALID_OBJECT_ID"},
-            // A number already in use, and too few values: nothing stored.
-            {"new Motor(5, \"again\", 1);", "Semantic Error: ER_OBJECT_ALREADY_EXISTS"},
-            {"new Motor(6, \"short\");", "Semantic Error: ER_INVALID_EXPRESSION_COUNT"},
-            {"new Motor(6, \"long\", 1, 2, 3);", "ok"}});
-    EXPECT_EQ(Count(), 2);
-    handler.Take();
-
-    // Deletion: the last values are written, the handler sees the object whole.
-    EXPECT_EQ(Run("del 6 (\"gone\");"), "ok");
-    EXPECT_EQ(handler.Take(), Calls{"del Motor 6"});
-    EXPECT_EQ(Object(6), nullptr);
-    // A deletion whose values do not fit removes the object all the same.
-    EXPECT_EQ(Run("del 5 (7);"), "Semantic Error: ER_INVALID_EXPRESSION_TYPE");
-    EXPECT_EQ(Object(5), nullptr);
-    EXPECT_EQ(handler.Take(), Calls{});
-    EXPECT_EQ(Run("del 5 ();"), "Semantic Error: ER_INVALID_OBJECT_ID");
+    // Each step: the text, its outcome, the announcements, and then the
+    // attributes of object 5 ("" when it is not in the table).
+    const std::string m3 = "Id=5 Name=M3 Speed=1234", m4 = "Id=5 Name=M4 Speed=10";
+    struct Step {
+        std::string text, result;
+        Calls calls;
+        std::string motor;
+    } steps[] = {
+        {"class Motor : Object { string Name; number Speed : \"rpm\" * 1 / 10; };",
+         "ok",
+         {"class Motor"},
+         ""},
+        // The table keeps the first definition.
+        {"class Motor { };", "Semantic Error: ER_DUPLICATED_CLASS_NAME", {}, ""},
+        {"class number { };", "Semantic Error: ER_DUPLICATED_CLASS_NAME", {}, ""},
+        {"new Motor(5, \"M1\", 1234);", "ok", {"new Motor 5"}, "Id=5 Name=M1 Speed=1234"},
+        // Positional update: the constant Id takes no value, the rest keep
+        // theirs, surplus values are ignored.
+        {"upd 5 (\"M3\");", "ok", {"upd Motor 5"}, m3},
+        {"upd 5 (\"M3\", 10, 99, 98);", "ok", {"upd Motor 5"}, "Id=5 Name=M3 Speed=10"},
+        // A failing update keeps what it wrote before the failure, untold.
+        {"upd 5 (\"M4\", \"fast\");", "Semantic Error: ER_INVALID_EXPRESSION_TYPE", {}, m4},
+        {"upd 0 ();", "Semantic Error: ER_INVALID_OBJECT_ID", {}, m4},
+        {"upd 6 ();", "Semantic Error: ER_INVALID_OBJECT_ID", {}, m4},
+        // A number already in use, and too few values: nothing stored.
+        {"new Motor(5, \"again\", 1);", "Semantic Error: ER_OBJECT_ALREADY_EXISTS", {}, m4},
+        {"new Motor(6, \"short\");", "Semantic Error: ER_INVALID_EXPRESSION_COUNT", {}, m4},
+        {"new Motor(6, \"long\", 1, 2, 3);", "ok", {"new Motor 6"}, m4},
+        // Deletion: the last values are written, the handler sees the object whole.
+        {"del 6 (\"gone\");", "ok", {"del Motor 6"}, m4},
+        // A deletion whose values do not fit removes the object all the same.
+        {"del 5 (7);", "Semantic Error: ER_INVALID_EXPRESSION_TYPE", {}, ""},
+        {"del 5 ();", "Semantic Error: ER_INVALID_OBJECT_ID", {}, ""},
+    };
+    for (const Step& s : steps) {
+        EXPECT_EQ(Run(s.text), s.result) << s.text;
+        EXPECT_EQ(handler.Take(), s.calls) << s.text;
+        EXPECT_EQ(Attributes(5), s.motor) << s.text;
+    }
     EXPECT_EQ(Count(), 0);
 }
 
@@ -206,7 +207,7 @@ TEST_F(StoreTest, ClassChainLookupsFunctionsAndPositionalUpdate) {
     EXPECT_DOUBLE_EQ(Object(1)->GetNumber("Q"), 1);
     EXPECT_EQ(Object(1)->GetAttributeCount(), 3);
     EXPECT_EQ(child->GetAttributeCount(), 6);
-    EXPECT_EQ(Attributes(5), (Calls{"Id=5", "X=-1", "P=-2", "X=-3", "C=-4", "Y=-5"}));
+    EXPECT_EQ(Attributes(5), "Id=5 X=-1 P=-2 X=-3 C=-4 Y=-5");
     // The derived function overrides the base function of its number.
     base->Add(*new Function(1, "Start"));
     base->Add(*new Function(2, "Stop"));
@@ -230,19 +231,17 @@ TEST_F(StoreTest, ClassChainLookupsFunctionsAndPositionalUpdate) {
         const char* values;
         int childUpdates, baseUpdates;
     } steps[] = {
-        {"upd 5 (1, 2, 3, 4);", "ok", "1 2 3 -4 4", 1, 1},
-        {"upd 5 (10);", "ok", "10 2 3 -4 4", 2, 2},
-        {"upd 5 (100, 101, 102, 103, 104, 105, 106);", "ok", "100 101 102 -4 103", 3, 3},
-        {"upd 5 (7, 8, \"x\", 9);", "Semantic Error: ER_INVALID_EXPRESSION_TYPE", "7 8 102 -4 103",
-         3, 4},
-        {"upd 5 ();", "ok", "7 8 102 -4 103", 4, 5},
+        {"upd 5 (1, 2, 3, 4);", "ok", "Id=5 X=1 P=2 X=3 C=-4 Y=4", 1, 1},
+        {"upd 5 (10);", "ok", "Id=5 X=10 P=2 X=3 C=-4 Y=4", 2, 2},
+        {"upd 5 (100, 101, 102, 103, 104, 105, 106);", "ok", "Id=5 X=100 P=101 X=102 C=-4 Y=103", 3,
+         3},
+        {"upd 5 (7, 8, \"x\", 9);", "Semantic Error: ER_INVALID_EXPRESSION_TYPE",
+         "Id=5 X=7 P=8 X=102 C=-4 Y=103", 3, 4},
+        {"upd 5 ();", "ok", "Id=5 X=7 P=8 X=102 C=-4 Y=103", 4, 5},
     };
     for (const Step& s : steps) {
         EXPECT_EQ(Run(s.text), s.result) << s.text;
-        std::string values;
-        for (const std::string& value : Attributes(5))
-            values += (values.empty() ? "" : " ") + value.substr(value.find('=') + 1);
-        EXPECT_EQ(values, std::string("5 ") + s.values) << s.text;
+        EXPECT_EQ(Attributes(5), s.values) << s.text;
         EXPECT_EQ(onChild.updates, s.childUpdates) << s.text;
         EXPECT_EQ(onBase.updates, s.baseUpdates) << s.text;
     }
@@ -262,7 +261,7 @@ TEST_F(StoreTest, TemplatesListsAndNestedObjectsWithTheirOwnership) {
         // Nested objects with numbers enter the table; null stays a null element.
         "new Holder(4, Child(5, 1, \"i\", 2), (Child(6, 3, \"k\", 4), null, @1));",
     });
-    EXPECT_EQ(Attributes(2), (Calls{"Id=2", "Key=k", "Val=3"}));
+    EXPECT_EQ(Attributes(2), "Id=2 Key=k Val=3");
     EXPECT_EQ(Object(2)->GetNumberAttr("Val")->GetClassName(), "number");
     EXPECT_EQ(Object(3)->GetListObject("Val")->GetElementClassName(), "string");
     Recorder words;
@@ -361,7 +360,7 @@ TEST_F(StoreTest, TemplateAndClassErrors) {
             "new Box<Dev>(2, Pump(3, \"p\", 7));"});
     ASSERT_NE(Object(3), nullptr);
     EXPECT_TRUE(Object(3)->IsClass("Pump"));
-    EXPECT_EQ(Attributes(3), (Calls{"Id=3", "Name=p", "Flow=7"}));
+    EXPECT_EQ(Attributes(3), "Id=3 Name=p Flow=7");
     // An enum value the enum does not have has no text.
     RunAll({"class Lamp : Object { Colour C; };", "new Lamp(4, 7);", "new Lamp(5, 1);"});
     EXPECT_EQ(Object(4)->GetEnumObject("C")->GetEnumStr(), nullptr);
@@ -444,11 +443,13 @@ TEST_F(StoreTest, UnitsAndAccessRightsGivenBySymbols) {
 
 TEST_F(StoreTest, ReadersGiveTheirKindAndNeutralValuesOtherwise) {
     RunAll({"enum tagState { \"Idle\"=1, \"Running\"=2, };", "class Sensor : Object { };",
-            "class Motor : Object { number Speed; string Name; tagState State; "
+            "class Motor : Object { number Speed : \"rpm\" * 3 / 10; string Name; tagState State; "
             "list<number> Items; Sensor Target; void Spare; };",
             "new Sensor(7);", "new Motor(5, 125, \"Pump\", 2, (1, 3), @7, -4);"});
     OXComplexObject* motor = Object(5);
     ASSERT_NE(motor, nullptr);
+    EXPECT_DOUBLE_EQ(motor->GetNumber("Speed"), 37.5);
+    EXPECT_EQ(motor->GetNumberAttr("Speed")->GetUnitStr(), "rpm");
     EXPECT_EQ(motor->GetString("Name"), "Pump");
     EXPECT_EQ(motor->GetEnum("State"), 2);
     EXPECT_EQ(*motor->GetEnumObject("State")->GetEnumStr(), "Running");
@@ -458,23 +459,20 @@ TEST_F(StoreTest, ReadersGiveTheirKindAndNeutralValuesOtherwise) {
     EXPECT_EQ(motor->GetReference("Target"), Object(7));
     EXPECT_EQ(motor->GetAttrValue("Target"), Object(7));
     EXPECT_EQ(motor->AsString(), "");
-    // A missing attribute, or one of another kind.
-    for (const char* name : {"Nope", "Name", "State", "Speed"}) {
-        if (std::string(name) != "Speed") {
-            EXPECT_EQ(motor->GetNumber(name), 0) << name;
-            EXPECT_EQ(motor->GetNumberAttr(name), nullptr) << name;
-        }
-        if (std::string(name) != "Name") {
-            EXPECT_EQ(motor->GetString(name), "") << name;
-            EXPECT_EQ(motor->GetStringAttr(name), nullptr) << name;
-        }
-        if (std::string(name) != "State") {
-            EXPECT_EQ(motor->GetEnum(name), 0) << name;
-            EXPECT_EQ(motor->GetEnumAttr(name), nullptr) << name;
-        }
-        EXPECT_EQ(motor->GetList(name), nullptr) << name;
-        EXPECT_EQ(motor->GetReference(name), nullptr) << name;
-    }
+    // Each reader finds the attribute of its kind and nothing otherwise:
+    // n, s, e for the attributes, N, S, E for non-neutral values.
+    auto found = [motor](const char* name) {
+        return std::string(motor->GetNumberAttr(name) ? "n" : "") +
+               (motor->GetStringAttr(name) ? "s" : "") + (motor->GetEnumAttr(name) ? "e" : "") +
+               (motor->GetList(name) ? "l" : "") + (motor->GetReference(name) ? "r" : "") +
+               (motor->GetNumber(name) != 0 ? "N" : "") +
+               (motor->GetString(name) != "" ? "S" : "") + (motor->GetEnum(name) != 0 ? "E" : "");
+    };
+    const std::pair<const char*, const char*> kinds[] = {{"Nope", ""},   {"Speed", "nN"},
+                                                         {"Name", "sS"}, {"State", "eE"},
+                                                         {"Items", "l"}, {"Target", "r"}};
+    for (const auto& k : kinds)
+        EXPECT_EQ(found(k.first), k.second) << k.first;
     EXPECT_EQ(motor->GetAttrValue("Nope"), nullptr);
 
     // An "Id" out of the range of a number of the table.

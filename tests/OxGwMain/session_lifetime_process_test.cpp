@@ -1,11 +1,12 @@
 // Sessions that come and go around the machine's answers, against the real
-// gateway and a fake controller: the guards of the alarm history, lines behind
-// a <Disconnect> in one read, a client that leaves while its parameter
-// restore is under way, and the language list.
+// gateway and a fake controller: a board program past its time limit, the
+// guards of the alarm history, the language list, and a client that leaves
+// while its parameter restore is under way.
 #include "fakecontroller.h"
 #include "gatewaytest.h"
 #include "machineworld.h"
 #include "xmlclient.h"
+#include "xmlsession.h"
 
 #include <gtest/gtest.h>
 
@@ -20,19 +21,6 @@
 namespace {
 
 constexpr int kWaitMs = 8000;
-
-std::string Error(const std::string& text) {
-    return "<Message><CommandError description=\"" + text + "\"/></Message>";
-}
-
-// The small machine plus one number parameter with a range.
-std::vector<std::string> WorldWithParameter() {
-    std::vector<std::string> world = MachineWorld(42, 7);
-    world.push_back(
-        "class NumParameter : Object { number Value; number Minimum; number Maximum; };");
-    world.push_back("new NumParameter(2101, 7, 5, 0, 35);");
-    return world;
-}
 
 // The next frame from the gateway that is not the periodic date.
 std::string NextCommand(FakeController& ctl) {
@@ -71,7 +59,7 @@ std::vector<std::string> Leftovers(const std::string& root, int gateway) {
     return found;
 }
 
-TEST(SessionLifetime, GuardsBatchesAfterDisconnectRestoreWithoutItsClientAndLanguages) {
+TEST(SessionLifetime, BoardProgramPastItsLimitGuardsLanguagesAndARestoreWithoutItsClient) {
     GatewayTestEnv env;
     // Restoring x.hmp copies it into place; its checksum is wrong, so the
     // gateway reports the failure to whoever asked, once the machine is ready.
@@ -83,73 +71,47 @@ TEST(SessionLifetime, GuardsBatchesAfterDisconnectRestoreWithoutItsClientAndLang
     auto gw = env.Start();
     unsetenv("OXGW_BOARD_HANG");
     std::string why;
-    ASSERT_TRUE(ctl.HandOver(WorldWithParameter(), kWaitMs, why)) << why;
+    ASSERT_TRUE(ctl.HandOver(MachineWorld(42), kWaitMs, why)) << why;
     ASSERT_TRUE(gw->WaitForStdout(Shown("COM 1: Connected\n"), kWaitMs));
 
-    // A board program that overruns its limit is killed with all it started.
-    XmlClient saver(env.ClientPort());
-    ASSERT_TRUE(
-        saver.Send("<Message><Connect><CommParm port=\"1\"/></Connect></Message>\r\n"
-                   "<Message><SaveParameters destination=\"external\" file=\"a.hmp\"/>"
-                   "</Message>\r\n"));
-    ASSERT_TRUE(gw->WaitForStdout(
-        Shown("OxConnection::SaveParms(), executing saveparams failed!\n"), kWaitMs));
-    EXPECT_EQ(std::vector<std::string>{}, Leftovers(env.Box().Root(), gw->Pid()));
-    ASSERT_TRUE(saver.Send("<Message><Disconnect/></Message>\r\n"));
-    EXPECT_TRUE(saver.WaitForClose(3000));
-
     // The alarm history needs a connect and a logon like any machine question.
-    const std::string history =
-        "<Message><GetAlarmEvents year=\"2026\" month=\"1\" day=\"2\"/></Message>\r\n";
-    XmlClient first(env.ClientPort());
-    ASSERT_TRUE(first.Connected());
-    ASSERT_TRUE(first.Send(history));
-    EXPECT_EQ(Error("The command is not legal when a Connect has not been made!"), first.Line());
-    ASSERT_TRUE(first.Send("<Message><Connect><CommParm port=\"1\"/></Connect></Message>\r\n"));
-    EXPECT_EQ("<Message><Connected protocolVersion=\"2.02.05\"/></Message>", first.Line());
-    first.Line();  // mode
-    first.Line();  // download state
-    ASSERT_TRUE(first.Send(history));
-    EXPECT_EQ(Error("The command is not legal when a logon has not been made!"), first.Line());
+    const std::string history = "<GetAlarmEvents year=\"2026\" month=\"1\" day=\"2\"/>";
+    XmlClient client(env.ClientPort());
+    EXPECT_EQ(CommandError("The command is not legal when a Connect has not been made!"),
+              Ask(client, history));
+    ASSERT_NO_FATAL_FAILURE(ConnectPort(client));
+    EXPECT_EQ(CommandError("The command is not legal when a logon has not been made!"),
+              Ask(client, history));
 
     // Every language file of the working directory, named by what stands
     // between its first eight and its last four characters; a
     // twelve-character name too (it names the empty language).
-    ASSERT_TRUE(first.Send("<Message><GetLanguages/></Message>\r\n"));
-    std::string languages = first.Line();
+    std::string languages = Ask(client, "<GetLanguages/>");
     EXPECT_NE(std::string::npos, languages.find("<Language name=\"\"/>")) << languages;
     EXPECT_NE(std::string::npos, languages.find("<Language name=\"english\"/>")) << languages;
+
+    // A board program that overruns its limit is killed with all it started.
+    ASSERT_TRUE(
+        client.Send("<Message><SaveParameters destination=\"external\" file=\"a.hmp\"/>"
+                    "</Message>\r\n"));
+    ASSERT_TRUE(gw->WaitForStdout(
+        Shown("OxConnection::SaveParms(), executing saveparams failed!\n"), kWaitMs));
+    EXPECT_EQ(std::vector<std::string>{}, Leftovers(env.Box().Root(), gw->Pid()));
 
     // A restore whose client leaves before the machine is ready for the
     // values: the machine's answer finds nobody to tell, and the gateway
     // goes on.
-    ASSERT_TRUE(first.Send("<Message><RestoreParameters file=\"x.hmp\"/></Message>\r\n"));
+    ASSERT_TRUE(client.Send("<Message><RestoreParameters file=\"x.hmp\"/></Message>\r\n"));
     std::string restore = NextCommand(ctl);
     ASSERT_EQ(0u, restore.find("exe ")) << restore;
     ASSERT_NE(std::string::npos, restore.find("$ 100.110 (1);")) << restore;
     std::string exeId = restore.substr(4, restore.find_first_not_of("0123456789", 4) - 4);
-    ASSERT_TRUE(first.Send("<Message><Disconnect/></Message>\r\n"));
-    EXPECT_TRUE(first.WaitForClose(3000));
-    ASSERT_TRUE(gw->WaitForStdout(Shown("OxSocketSession(1)::delete"), kWaitMs));
+    ASSERT_TRUE(client.Send("<Message><Disconnect/></Message>\r\n"));
+    EXPECT_TRUE(client.WaitForClose(3000));
+    ASSERT_TRUE(gw->WaitForStdout(Shown("OxSocketSession(0)::delete"), kWaitMs));
     ASSERT_TRUE(ctl.SendFrame("res " + exeId + " : 0;"));
-    ASSERT_TRUE(gw->WaitForStdout(Shown("RestoreParmsCommand Check Sum Fail!\n"), kWaitMs))
-        << gw->Stdout();
-
-    // Lines behind a <Disconnect> in the same read still run before the
-    // session closes.
-    XmlClient second(env.ClientPort());
-    ASSERT_TRUE(second.Connected());
-    ASSERT_TRUE(
-        second.Send("<Message><Connect><CommParm port=\"1\"/></Connect></Message>\r\n"
-                    "<Message><Logon level=\"Service\" userId=\"bo\"/></Message>\r\n"
-                    "<Message><Disconnect/></Message>\r\n"
-                    "<Message><ChangeNumParameter id=\"2101\" value=\"30\"/></Message>\r\n"));
-    EXPECT_EQ("exe 5 $2101.201(30);", NextCommand(ctl));
-    EXPECT_TRUE(second.WaitForClose(3000));
-
-    EXPECT_TRUE(gw->Running());
-    gw->Signal(SIGINT);
-    EXPECT_EQ(0, gw->Wait(10000));
+    ASSERT_TRUE(gw->WaitForStdout(Shown("RestoreParmsCommand Check Sum Fail!\n"), kWaitMs));
+    StopGateway(*gw);
 }
 
 }  // namespace

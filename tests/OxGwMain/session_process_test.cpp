@@ -125,9 +125,11 @@ TEST(SessionProcess, ConnectLogonAliveFramingAndDisconnect) {
     ASSERT_TRUE(client.Send("Poll/></Message>\r\n"));
     EXPECT_EQ(0u, client.Line().find("<Message><CommandError description=\"Unknown command: "));
 
-    // A disconnect in the middle of a batch: the later line still runs.
+    // A disconnect in the middle of a batch: the later line still runs, then
+    // the session closes.
     ASSERT_TRUE(
         client.Send("<Message><Disconnect/></Message>\r\n<Message><AlivePoll/></Message>\r\n"));
+    EXPECT_EQ(ack, client.Line());
     EXPECT_TRUE(client.WaitForClose(3000));
     EXPECT_TRUE(gw->WaitForStdout("::handle_close\n", 3000));
 

@@ -173,8 +173,9 @@ class OxSocketSession : public OxSession, public ACE_Event_Handler, public OxXml
     bool CheckConnectedAndLogon() { return CheckConnected() && CheckClientDidLogon(); }
     // The object of the connection's store, or null after the error.
     OXObject* LookupObject(int id);
-    // The machine is in mode 7, Service.
-    bool InServiceMode() const;
+    // The machine is in mode 7, Service; otherwise the error goes to the
+    // client and the answer is false.
+    bool CheckServiceMode(const char* error);
     // The value lies within the object's Minimum and Maximum; otherwise the
     // error goes to the client and the answer is false.
     bool CheckInRange(const OXObject& object, double value,

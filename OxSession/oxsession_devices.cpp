@@ -12,13 +12,10 @@ void OxSocketSession::OxSetDeviceMsg(int id, tagOverride override, float value) 
     if (object == nullptr)
         return;
     double sent = value;
-    if (object->IsClass("Motor") || object->IsClass("Indicator") || object->IsClass("Heater") ||
-        object->IsClass("Dose")) {
-        if (!InServiceMode()) {
-            SendError("Outputs/Motors can only be set in Service Mode");
-            return;
-        }
-    }
+    if ((object->IsClass("Motor") || object->IsClass("Indicator") || object->IsClass("Heater") ||
+         object->IsClass("Dose")) &&
+        !CheckServiceMode("Outputs/Motors can only be set in Service Mode"))
+        return;
     if (object->IsClass("Motor")) {
         if (override != OV_RELEASE) {
             if (!CheckInRange(*object, value, "The speed is out of range"))
@@ -44,10 +41,8 @@ void OxSocketSession::OxForceUpdateMsg(int id) {
 void OxSocketSession::OxSetOutputMsg(int id, bool value) {
     if (!CheckConnectedAndLogon())
         return;
-    if (!InServiceMode()) {
-        SendError("<SetOutput> can only be used in Service Mode");
+    if (!CheckServiceMode("<SetOutput> can only be used in Service Mode"))
         return;
-    }
     if (LookupObject(id) != nullptr)
         connection->SetOutput(value, id);
 }
@@ -55,10 +50,8 @@ void OxSocketSession::OxSetOutputMsg(int id, bool value) {
 void OxSocketSession::OxSetMotorMsg(int id, bool start, double value) {
     if (!CheckConnectedAndLogon())
         return;
-    if (!InServiceMode()) {
-        SendError("<SetMotor> can only be used in Service Mode");
+    if (!CheckServiceMode("<SetMotor> can only be used in Service Mode"))
         return;
-    }
     OXObject* object = LookupObject(id);
     if (object == nullptr)
         return;

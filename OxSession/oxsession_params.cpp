@@ -28,8 +28,11 @@ OXObject* OxSocketSession::LookupObject(int id) {
     return object;
 }
 
-bool OxSocketSession::InServiceMode() const {
-    return connection != nullptr && connection->GetSystemStateRemote() == kServiceMode;
+bool OxSocketSession::CheckServiceMode(const char* error) {
+    if (connection != nullptr && connection->GetSystemStateRemote() == kServiceMode)
+        return true;
+    SendError(error);
+    return false;
 }
 
 // Minimum and Maximum both belong to the range.

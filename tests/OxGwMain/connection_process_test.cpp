@@ -216,6 +216,7 @@ TEST(ConnectionProcess, LostLinkResetsTheStateAndTheConversationStartsAgain) {
     ASSERT_TRUE(WaitForLog(env, "Port 1, attached to objects\n"));
 
     ctl.DropClient();
+    ASSERT_TRUE(gw->WaitForStdout(Shown("Conection lost???\n"), kStartMs));
     ASSERT_TRUE(WaitForLog(env, "COM 1: No connection\n")) << DebugLog(env);
     EXPECT_TRUE(WaitForLog(env, "Port 1, link mode changed to 0\n"));
 

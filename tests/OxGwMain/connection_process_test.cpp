@@ -45,7 +45,7 @@ void HandOver(FakeController& ctl, const std::vector<std::string>& world) {
     ASSERT_TRUE(ctl.SendFrame("res 2 : 0;"));
 }
 
-TEST(ConnectionProcess, StartConversationByteForByteAndInOrder) {
+TEST(ConnectionProcess, StartConversationByteForByteAndInOrderAndAgainAfterALostLink) {
     GatewayTestEnv env;
     FakeController ctl(env.Ip(), 2001);
     ASSERT_TRUE(ctl.Listening());
@@ -86,14 +86,13 @@ TEST(ConnectionProcess, StartConversationByteForByteAndInOrder) {
 
     // The log of the machine opens with its serial number and takes in the
     // two active alarms once each.
-    EXPECT_EQ(1, CountOccurrences(
-                     log, "EventLog::Log(<Message><HistoricServerState state=\"Started\"><Time "));
-    EXPECT_EQ(1, CountOccurrences(log,
-                                  "EventLog::Log(<Message><HistoricAlarmEvent event=\"Activated\" "
-                                  "type=\"3\" priority=\"1\" description=\"Low level\"><Time"));
-    EXPECT_EQ(1, CountOccurrences(log,
-                                  "EventLog::Log(<Message><HistoricAlarmEvent event=\"Activated\" "
-                                  "type=\"4\" priority=\"2\" description=\"Door open\"><Time"));
+    for (const char* text :
+         {"EventLog::Log(<Message><HistoricServerState state=\"Started\"><Time ",
+          "EventLog::Log(<Message><HistoricAlarmEvent event=\"Activated\" type=\"3\" "
+          "priority=\"1\" description=\"Low level\"><Time",
+          "EventLog::Log(<Message><HistoricAlarmEvent event=\"Activated\" type=\"4\" "
+          "priority=\"2\" description=\"Door open\"><Time"})
+        EXPECT_EQ(1, CountOccurrences(log, text)) << text;
 
     // Alarms that come and go while connected are logged too. The machine
     // announces the new total with each of them, so the store stays in step.
@@ -107,6 +106,26 @@ TEST(ConnectionProcess, StartConversationByteForByteAndInOrder) {
     EXPECT_TRUE(Quiet(ctl));
     // Only the alarm that came while connected was handed to the mail task.
     EXPECT_EQ(1, CountOccurrences(DebugLog(env), "SendMail...\n"));
+
+    // A lost link resets the state, and the conversation starts again.
+    ctl.DropClient();
+    ASSERT_TRUE(gw->WaitForStdout(Shown("Conection lost???\n"), kStartMs));
+    ASSERT_TRUE(WaitForLog(env, "COM 1: No connection\n")) << DebugLog(env);
+    EXPECT_TRUE(WaitForLog(env, "Port 1, link mode changed to 0\n"));
+
+    // The link is back five seconds later, not before; a second after that
+    // the conversation begins from its start.
+    EXPECT_FALSE(ctl.Accept(1000));
+    ASSERT_TRUE(ctl.Accept(8000));
+    opened = std::chrono::steady_clock::now();
+    ASSERT_NO_FATAL_FAILURE(ExpectFrame(ctl, kCompleteInfo));
+    EXPECT_GE(std::chrono::steady_clock::now() - opened, std::chrono::milliseconds(900));
+    ASSERT_TRUE(WaitForLog(env, "COM 1: Connecting\n", 5000, 2));
+    ASSERT_NO_FATAL_FAILURE(HandOver(ctl, MachineWorld(42)));
+    ASSERT_TRUE(WaitForLog(env, "COM 1: Connected\n", 5000, 2)) << DebugLog(env);
+    ASSERT_TRUE(WaitForLog(env, "Port 1, attached to objects\n", 5000, 2));
+    EXPECT_TRUE(Quiet(ctl));
+    EXPECT_EQ(2, ctl.Accepts());
     StopGateway(*gw);
     log = DebugLog(env);
     EXPECT_EQ(std::string::npos, log.find("exe 4 $"));
@@ -206,36 +225,6 @@ TEST(ConnectionProcess, StrayResultsExceptionsAndDeepFramesDoNotDisturbTheConver
     StopGateway(*gw);
 }
 
-TEST(ConnectionProcess, LostLinkResetsTheStateAndTheConversationStartsAgain) {
-    GatewayTestEnv env;
-    FakeController ctl(env.Ip(), 2001);
-    auto gw = env.Start();
-    ASSERT_TRUE(ctl.Accept(kStartMs));
-    ASSERT_NO_FATAL_FAILURE(ExpectFrame(ctl, kCompleteInfo));
-    ASSERT_NO_FATAL_FAILURE(HandOver(ctl, MachineWorld(42)));
-    ASSERT_TRUE(WaitForLog(env, "Port 1, attached to objects\n"));
-
-    ctl.DropClient();
-    ASSERT_TRUE(gw->WaitForStdout(Shown("Conection lost???\n"), kStartMs));
-    ASSERT_TRUE(WaitForLog(env, "COM 1: No connection\n")) << DebugLog(env);
-    EXPECT_TRUE(WaitForLog(env, "Port 1, link mode changed to 0\n"));
-
-    // The link is back five seconds later, not before; a second after that
-    // the conversation begins from its start.
-    EXPECT_FALSE(ctl.Accept(1000));
-    ASSERT_TRUE(ctl.Accept(8000));
-    auto opened = std::chrono::steady_clock::now();
-    ASSERT_NO_FATAL_FAILURE(ExpectFrame(ctl, kCompleteInfo));
-    EXPECT_GE(std::chrono::steady_clock::now() - opened, std::chrono::milliseconds(900));
-    ASSERT_TRUE(WaitForLog(env, "COM 1: Connecting\n", 5000, 2));
-    ASSERT_NO_FATAL_FAILURE(HandOver(ctl, MachineWorld(42)));
-    ASSERT_TRUE(WaitForLog(env, "COM 1: Connected\n", 5000, 2)) << DebugLog(env);
-    ASSERT_TRUE(WaitForLog(env, "Port 1, attached to objects\n", 5000, 2));
-    EXPECT_TRUE(Quiet(ctl));
-    EXPECT_EQ(2, ctl.Accepts());
-    StopGateway(*gw);
-}
-
 TEST(ConnectionProcess, EveryActivePortHasItsOwnConversationAndInactiveOnesNone) {
     GatewayOptions options;
     options.ports = {1, 2, 3};
@@ -262,18 +251,14 @@ TEST(ConnectionProcess, EveryActivePortHasItsOwnConversationAndInactiveOnesNone)
         ASSERT_TRUE(ctl->SendFrame("res 2 : 0;"));
     }
     for (int port = 1; port <= 3; ++port) {
-        std::string p = std::to_string(port);
-        EXPECT_TRUE(WaitForLog(env, "COM " + p + ": Connected\n")) << port;
-        EXPECT_TRUE(WaitForLog(env, "Port " + p + ", attached to objects\n")) << port;
+        EXPECT_TRUE(WaitForLog(env, "Port " + std::to_string(port) + ", attached to objects\n"));
         EXPECT_TRUE(WaitForLog(env, "Serial Number: 4711-" + std::to_string(39 + port) + "\n"));
     }
     EXPECT_FALSE(four.Accept(1000));
-    std::string log = DebugLog(env);
-    EXPECT_EQ(std::string::npos, log.find("COM 4:"));
-    EXPECT_EQ(std::string::npos, log.find("COM 5:"));
-    EXPECT_EQ(std::string::npos, log.find("exe 4 $"));
     StopGateway(*gw);
-    log = DebugLog(env);
+    std::string log = DebugLog(env);
+    for (const char* text : {"COM 4:", "COM 5:", "exe 4 $"})
+        EXPECT_EQ(std::string::npos, log.find(text)) << text;
     for (int port = 1; port <= 3; ++port)
         EXPECT_NE(std::string::npos, log.find("COM " + std::to_string(port) + ": Close\n"));
 }

@@ -106,26 +106,15 @@ class TorcsimTest : public ::testing::Test {
 
     // The gateway's start conversation. Keeps the texts of the world transfer.
     void StartConversation() {
-        transfer_.clear();
         gateway_.Reset();
-        ASSERT_TRUE(link_->Send("exe 1 $ 100.101 (-1);" + kZero));
-        ASSERT_TRUE(ReadUntil(*link_, "res ", transfer_));
+        transfer_ = Call("exe 1 $ 100.101 (-1);");
         ASSERT_EQ("res 1 : 0;", transfer_.back());
-        gateway_.CheckAll(transfer_);
         transfer_.pop_back();
-
-        ASSERT_TRUE(link_->Send("exe 11 $ 100.109();" + kZero));
-        std::string t;
-        ASSERT_TRUE(link_->ReadLine(t, kWaitMs));
-        std::smatch m;
-        ASSERT_TRUE(std::regex_match(t, m, std::regex("res 11 : (\\d+);"))) << t;
-        EXPECT_GT(std::stod(m[1]), 1.6e9) << "the machine's time in seconds";
-        EXPECT_EQ("", gateway_.Check(t));
-
-        ASSERT_TRUE(link_->Send("exe 2  $   100 . 102 (5);" + kZero));
-        ASSERT_TRUE(link_->ReadLine(t, kWaitMs));
-        EXPECT_EQ("res 2 : 0;", t);
-        EXPECT_EQ("", gateway_.Check(t));
+        // The machine's time in seconds.
+        std::vector<std::string> date = Call("exe 11 $ 100.109();");
+        ASSERT_EQ(1u, date.size());
+        EXPECT_TRUE(std::regex_match(date[0], std::regex("res 11 : 1[7-9][0-9]{8};"))) << date[0];
+        EXPECT_EQ(std::vector<std::string>{"res 2 : 0;"}, Call("exe 2  $   100 . 102 (5);"));
     }
 
     size_t NewCount() const {
@@ -286,11 +275,8 @@ TEST_F(TorcsimTest, HostileInputNeitherCrashesNorStopsTheAnswers) {
             junk.push_back(static_cast<char>(1 + random() % 255));
         junk.push_back('\0');
     }
-    for (const char* text :
-         {"exe", "exe 99999999999999999999 $ 100.100();", "exe 5 $2101.201(nan);",
-          "exe 5 $2101.201(\"x);", "exe 5 $2101.201((((;", "exe 7 $4001.201(1e300);",
-          "exe 1001l 100.105(2101);", "exe 1001l 100.107(,,);", "exe 102 $9001.100(1, 2);",
-          "exe 8 $ 100.106(5, \"boot\")", "res 1 : 0;", ""})
+    for (const char* text : {"exe 99999999999999999999 $ 100.100();", "exe 5 $2101.201((((;",
+                             "exe 1001l 100.107(,,);", "exe 8 $ 100.106(5, \"boot\")", ""})
         junk += std::string(text) + std::string(1, '\0');
     junk += std::string(2 << 20, 'x') + std::string(1, '\0');
     ASSERT_TRUE(link_->Send(junk));
@@ -336,9 +322,7 @@ TEST_F(TorcsimTest, CheckReportsWhatIsWrongWithAWorld) {
         {base + "class A : Object { number X; };\nnew A(1, \"a\", \"five\");\n", 2,
          "value 3 (X) of A has the wrong kind"},
         {base + "upd 1 (5);\n", 2, "bad.oxw:2: a world holds class, enum and new commands only"},
-        {base + "class B { number X {0..1}; };\n", 2, "bad.oxw:2: expected ';' near '{'"},
         {"enum E { A=1, };\n", 2, "bad.oxw:1: expected the text of an enum value"},
-        {"enum E { \"A\"=1 };\n", 2, "bad.oxw:1: expected ','"},
         {base + "\nnew Object(1, \"a\" ~);\n", 2, "bad.oxw:3: invalid character 0x7e"},
         {"class Exception { number Code; };\nclass Exception { string Text; };\n", 2,
          "bad.oxw:2: class Exception is defined twice"},

@@ -13,7 +13,6 @@
 
 #include <chrono>
 #include <memory>
-#include <poll.h>
 #include <regex>
 #include <string>
 #include <sys/socket.h>
@@ -126,25 +125,14 @@ std::vector<std::string> Lines(XmlClient& client, size_t count) {
     return lines;
 }
 
-// Reads from all clients at once, so that none of them holds the gateway's
-// writer up, until each has `count` lines, or closes, or the time is up.
+// Reads `count` lines from each client in turn: a batch fits the socket
+// buffers of all of them.
 std::vector<std::vector<std::string>> ReadFromAll(std::vector<std::unique_ptr<XmlClient>>& clients,
                                                   size_t count) {
-    std::vector<std::vector<std::string>> lines(clients.size());
-    auto deadline = std::chrono::steady_clock::now() + std::chrono::milliseconds(kWaitMs);
-    for (;;) {
-        std::vector<pollfd> fds;
-        for (size_t i = 0; i < clients.size(); ++i) {
-            std::string line;
-            while (lines[i].size() < count && clients[i]->ReadLine(line, 0))
-                lines[i].push_back(line);
-            if (lines[i].size() < count && !clients[i]->Closed())
-                fds.push_back({clients[i]->Fd(), POLLIN, 0});
-        }
-        if (fds.empty() || std::chrono::steady_clock::now() > deadline)
-            return lines;
-        poll(fds.data(), fds.size(), 200);
-    }
+    std::vector<std::vector<std::string>> lines;
+    for (auto& client : clients)
+        lines.push_back(Lines(*client, count));
+    return lines;
 }
 
 // Every client of the list connects and logs on at Service with its burst

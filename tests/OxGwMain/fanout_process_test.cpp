@@ -319,22 +319,19 @@ TEST(FanOutProcess, ReadLevelsCutEventsKeepLastAddsAndAlarmsReachEveryLevel) {
             (std::vector<std::string>{ParameterEvent(2002, 7002), ParameterEvent(2001, 7001)}),
             Lines(*client, 2));
 
-    // keepLast from Admin to RAD with type information: only RAD's and
-    // Service's parameters, type information first.
+    // keepLast from Admin to RAD with type information: only Service's and
+    // RAD's parameters, type information first (whose texts are the object
+    // message tests').
     std::vector<std::string> burst;
     ASSERT_NO_FATAL_FAILURE(
         LogOn(admin, "level=\"RAD\" userId=\"a\" keepLast=\"true\" autoTypeInfo=\"true\"", &burst));
-    auto type = [](long id, const char* level) {
-        return std::string(
-                   "<Message><NumParameterType min=\"0.00\" max=\"1000.00\" "
-                   "default=\"10.00\" decimals=\"2\" enabled=\"1\" unit=\"bar\" "
-                   "readAccess=\"") +
-               level + "\" writeAccess=\"Service\"><Object id=\"" + std::to_string(id) +
-               "\" name=\"p" + std::to_string(id) + "\"/></NumParameterType></Message>";
-    };
-    EXPECT_EQ((std::vector<std::string>{type(2004, "Service"), type(2005, "RAD"),
-                                        ParameterEvent(2004, 7004), ParameterEvent(2005, 7005)}),
-              burst);
+    ASSERT_EQ(4u, burst.size());
+    EXPECT_NE(std::string::npos,
+              burst[0].find("readAccess=\"Service\" writeAccess=\"Service\"><Object id=\"2004\""));
+    EXPECT_NE(std::string::npos,
+              burst[1].find("readAccess=\"RAD\" writeAccess=\"Service\"><Object id=\"2005\""));
+    EXPECT_EQ(ParameterEvent(2004, 7004), burst[2]);
+    EXPECT_EQ(ParameterEvent(2005, 7005), burst[3]);
     // Without keepLast, a logon sends the level's whole world again.
     burst.clear();
     ASSERT_NO_FATAL_FAILURE(LogOn(service, "level=\"Guest\" userId=\"s\"", &burst));

@@ -10,27 +10,6 @@ namespace {
 
 constexpr int kStartMs = 10000;
 
-TEST(Process, BannerListeningAndOrderlyStopOnSigint) {
-    GatewayTestEnv env;
-    auto gw = env.Start();
-    std::string listening = "Listening on socket port " + std::to_string(env.ClientPort()) + ".";
-    ASSERT_TRUE(gw->WaitForStdout(Shown(listening), kStartMs)) << gw->Stdout();
-
-    gw->Signal(SIGINT);
-    gw->Signal(SIGINT);
-    EXPECT_EQ(0, gw->Wait(kStartMs));
-    std::string out = gw->Stdout();
-    EXPECT_EQ(1, CountOccurrences(out, Shown("SIGINT received, shutting down!\n")));
-    EXPECT_NE(std::string::npos, out.find(Shown("run_reactor_event_loop termintes: 0\n")));
-    EXPECT_NE(std::string::npos, out.find("Testprint task terminates.\n"));
-
-    // The banner goes to the log file with its stamp "DD;HH:MM:SS ".
-    std::string log = env.Box().ReadFile("/var/log/debug/oxgw.log");
-    EXPECT_TRUE(std::regex_search(log, std::regex("(^|\n)[0-9]{2};[0-9]{2}:[0-9]{2}:[0-9]{2} "
-                                                  "OxGw, version: 2\\.02\\.05\n")))
-        << log;
-}
-
 // "--silent" keeps stdout free but the log is written; as the first of two
 // arguments, beside the internal "--languagedebug", it does nothing.
 TEST(Process, SilentOnlyAloneKeepsStdoutFree) {
@@ -72,7 +51,10 @@ TEST(Process, CrashAndMissingConfigurationEndThroughTheCrashPath) {
     }
 }
 
-TEST(Process, MailConfigurationRepairedBelowHundredBytes) {
+// Start and orderly stop: the banner in the log with its stamp "DD;HH:MM:SS
+// ", listening, and one shutdown for two SIGINTs. The mail configuration is
+// replaced by the standard one when it is missing or below 100 bytes.
+TEST(Process, StartRepairsTheMailConfigurationAndSigintStopsInOrder) {
     const std::string standard(300, 's');
     for (long size : {99L, 100L, -1L}) {
         GatewayOptions options;
@@ -82,19 +64,29 @@ TEST(Process, MailConfigurationRepairedBelowHundredBytes) {
         if (size >= 0)
             env.Box().WriteFile("/etc/torc2/omta.conf", std::string(size, 'o'));
         auto gw = env.Start();
-        ASSERT_TRUE(gw->WaitForStdout(Shown("Listening on socket port"), kStartMs));
+        std::string listening =
+            "Listening on socket port " + std::to_string(env.ClientPort()) + ".";
+        ASSERT_TRUE(gw->WaitForStdout(Shown(listening), kStartMs)) << gw->Stdout();
+        gw->Signal(SIGINT);
         gw->Signal(SIGINT);
         EXPECT_EQ(0, gw->Wait(kStartMs));
+        std::string out = gw->Stdout();
+        EXPECT_EQ(1, CountOccurrences(out, Shown("SIGINT received, shutting down!\n")));
+        EXPECT_NE(std::string::npos, out.find(Shown("run_reactor_event_loop termintes: 0\n")));
+        EXPECT_NE(std::string::npos, out.find("Testprint task terminates.\n"));
+
         std::string log = env.Box().ReadFile("/var/log/debug/oxgw.log");
+        EXPECT_TRUE(std::regex_search(log, std::regex("(^|\n)[0-9]{2};[0-9]{2}:[0-9]{2}:[0-9]{2} "
+                                                      "OxGw, version: 2\\.02\\.05\n")))
+            << log;
         std::string line = "/etc/omta.conf size = " + std::to_string(size < 0 ? 0 : size) +
                            " => copying standard version\n";
-        if (size == 100) {
-            EXPECT_EQ(std::string(100, 'o'), env.Box().ReadFile("/etc/torc2/omta.conf"));
-            EXPECT_EQ(std::string::npos, log.find("copying standard version"));
-        } else {
-            EXPECT_EQ(standard, env.Box().ReadFile("/etc/torc2/omta.conf")) << size;
-            EXPECT_NE(std::string::npos, log.find(line)) << log;
-        }
+        EXPECT_EQ(size == 100 ? std::string(100, 'o') : standard,
+                  env.Box().ReadFile("/etc/torc2/omta.conf"))
+            << size;
+        EXPECT_EQ(size != 100,
+                  log.find(size == 100 ? "copying standard version" : line) != std::string::npos)
+            << log;
     }
 }
 

@@ -152,38 +152,24 @@ TEST(ConnectionProcess, StoreOutOfStepIsRecoveredWithACompleteTransfer) {
     StopGateway(*gw);
 }
 
-// "list<" written depth times around "number", with the closing brackets.
-std::string NestedLists(int depth) {
-    std::string text;
-    for (int i = 0; i < depth; ++i)
-        text += "list<";
-    return text + "number" + std::string(static_cast<size_t>(depth), '>');
-}
-
-TEST(ConnectionProcess, StrayResultsExceptionsAndDeepFramesDoNotDisturbTheConversation) {
+TEST(ConnectionProcess, StrayResultsAndExceptionsDoNotDisturbTheConversation) {
     GatewayTestEnv env;
     FakeController ctl(env.Ip(), 2001);
     auto gw = env.Start();
     ASSERT_TRUE(ctl.Accept(kStartMs));
     ASSERT_NO_FATAL_FAILURE(ExpectFrame(ctl, kCompleteInfo));
     ASSERT_NO_FATAL_FAILURE(SendAll(ctl, MachineWorld(42)));
-    // Results nobody asked for, exceptions nobody waits for, values of the
-    // wrong kind and frames nested deeper than the parser takes (600 kB and
-    // 1.2 MB, under the frame limit): each is dropped or answered by the
-    // parser's message.
-    ASSERT_NO_FATAL_FAILURE(
-        SendAll(ctl, {
-                         "res 0 : 0;",
-                         "res 1500 : 0;",
-                         "res 3 : 0;",
-                         "res 1 : \"text\";",
-                         "exc 1500 : (7, \"no such function\");",
-                         "exc 2 : 5;",
-                         "new " + NestedLists(100000) + "();",
-                         "class Deep : Object { " + NestedLists(200000) + " Levels; };",
-                         "res 2 : 0;",
-                     }));
-    ASSERT_TRUE(WaitForLog(env, "errorMsg = yacc stack overflow\n", 10000, 2));
+    // Results nobody asked for, exceptions nobody waits for and values of the
+    // wrong kind: each is dropped or answered by the parser's message.
+    ASSERT_NO_FATAL_FAILURE(SendAll(ctl, {
+                                             "res 0 : 0;",
+                                             "res 1500 : 0;",
+                                             "res 3 : 0;",
+                                             "res 1 : \"text\";",
+                                             "exc 1500 : (7, \"no such function\");",
+                                             "exc 2 : 5;",
+                                             "res 2 : 0;",
+                                         }));
     ASSERT_TRUE(WaitForLog(env, "internal! (OxConnection::ExceptionReceived exeId=1500)\n"));
     ASSERT_TRUE(WaitForLog(env, "Port 1, attached to objects\n"));
     EXPECT_TRUE(Quiet(ctl));

@@ -16,22 +16,6 @@ namespace {
 
 constexpr int kWaitMs = 8000;
 
-// Connects, logs on with the extra logon attributes given, and returns the
-// burst between the list start and end.
-std::vector<std::string> LogonBurst(XmlClient& client, const std::string& logonAttributes) {
-    std::vector<std::string> burst;
-    EXPECT_TRUE(client.Send(
-        "<Message><Connect><CommParm port=\"1\" name=\"english\"/></Connect></Message>\r\n"
-        "<Message><Logon level=\"Service\" autoTypeInfo=\"true\"" +
-        logonAttributes + "/></Message>\r\n"));
-    std::string line;
-    EXPECT_TRUE(SkipTo(client, kListStart, line));
-    while (client.ReadLine(line) && line != kListEnd)
-        burst.push_back(line);
-    EXPECT_EQ(kListEnd, line);
-    return burst;
-}
-
 size_t CountHeads(const std::vector<std::string>& lines, const std::string& head) {
     return static_cast<size_t>(std::count_if(lines.begin(), lines.end(), [&](const std::string& l) {
         return l.compare(0, head.size(), head) == 0;
@@ -50,10 +34,13 @@ TEST(LogonProcess, ProtocolDecidesHowFunctionsAreShown) {
     auto gw = env.Start();
     ASSERT_TRUE(gw->WaitForStdout(Shown("COM 1: Connected\n"), kWaitMs));
 
-    XmlClient modern(env.ClientPort());
-    XmlClient old(env.ClientPort());
-    std::vector<std::string> withProtocol = LogonBurst(modern, " protocol=\"1\"");
-    std::vector<std::string> without = LogonBurst(old, "");
+    XmlClient modern(env.ClientPort()), old(env.ClientPort());
+    std::vector<std::string> withProtocol, without;
+    ASSERT_NO_FATAL_FAILURE(ConnectPort(modern, "english"));
+    ASSERT_NO_FATAL_FAILURE(
+        LogOn(modern, "level=\"Service\" autoTypeInfo=\"true\" protocol=\"1\"", &withProtocol));
+    ASSERT_NO_FATAL_FAILURE(ConnectPort(old, "english"));
+    ASSERT_NO_FATAL_FAILURE(LogOn(old, "level=\"Service\" autoTypeInfo=\"true\"", &without));
 
     // With a protocol: functions, their parameters and actions; without,
     // dialog events in the functions' place and no parameters or actions.

@@ -135,19 +135,6 @@ std::vector<std::vector<std::string>> ReadFromAll(std::vector<std::unique_ptr<Xm
     return lines;
 }
 
-// Every client of the list connects and logs on at Service with its burst
-// checked against the one expected.
-void LogOnAll(std::vector<std::unique_ptr<XmlClient>>& clients, int count, int port,
-              const std::string& attributes, const std::vector<std::string>& burst) {
-    for (int i = 0; i < count; ++i) {
-        clients.push_back(std::make_unique<XmlClient>(port));
-        ASSERT_NO_FATAL_FAILURE(ConnectPort(*clients.back()));
-        std::vector<std::string> got;
-        ASSERT_NO_FATAL_FAILURE(LogOn(*clients.back(), attributes, &got));
-        ASSERT_EQ(burst, got) << "client " << i;
-    }
-}
-
 TEST(FanOutProcess, EveryClientGetsEveryEventInOrderWhileOthersLeaveOrStopReading) {
     GatewayTestEnv env(Options());
     FakeController ctl(env.Ip(), 2001);
@@ -165,8 +152,13 @@ TEST(FanOutProcess, EveryClientGetsEveryEventInOrderWhileOthersLeaveOrStopReadin
     ASSERT_NO_FATAL_FAILURE(ConnectPort(slow));
     ASSERT_NO_FATAL_FAILURE(LogOn(slow, "level=\"Service\" userId=\"slow\"", nullptr));
     std::vector<std::unique_ptr<XmlClient>> readers;
-    ASSERT_NO_FATAL_FAILURE(LogOnAll(readers, 6, env.ClientPort(), "level=\"Service\" userId=\"r\"",
-                                     LogonEvents(world, 4)));
+    for (int i = 0; i < 6; ++i) {
+        readers.push_back(std::make_unique<XmlClient>(env.ClientPort()));
+        std::vector<std::string> burst;
+        ASSERT_NO_FATAL_FAILURE(ConnectPort(*readers.back()));
+        ASSERT_NO_FATAL_FAILURE(LogOn(*readers.back(), "level=\"Service\" userId=\"r\"", &burst));
+        ASSERT_EQ(LogonEvents(world, 4), burst) << "reader " << i;
+    }
 
     // Clients that log on and go at once with a plain close, with a reset,
     // after a part of the burst, or with two logons in one write, whose two

@@ -173,23 +173,6 @@ TEST_F(EventLogTest, ReadsForwardsAndBackwards) {
     EXPECT_FALSE(box.Exists("/var/log/oxgw/eventLog_4711_260101.txt"));
 }
 
-TEST_F(EventLogTest, TimeAndServerStateMessages) {
-    ACE_Date_Time date(ACE_Time_Value(Noon(2026, 2, 3)));
-    std::ostringstream plain, timed;
-    OxTimeMsg_ToXml(plain, &date, false);
-    OxTimeMsg_ToXml(timed, &date, true);
-    EXPECT_EQ(plain.str(), "<Time year=\"2026\" month=\"2\" day=\"3\"/>");
-    EXPECT_EQ(timed.str(),
-              "<Time year=\"2026\" month=\"2\" day=\"3\" hour=\"12\" min=\"0\" sec=\"0\"/>");
-    std::ostringstream state;
-    OxHistoricServerStateMsg_ToXml(state, SS_STOPPED);
-    EXPECT_EQ(state.str().rfind("<Message><HistoricServerState state=\"Stopped\"><Time year=\"", 0),
-              0u);
-    const std::string tail = "\"/></HistoricServerState></Message>";
-    ASSERT_GT(state.str().size(), tail.size());
-    EXPECT_EQ(state.str().substr(state.str().size() - tail.size()), tail);
-}
-
 TEST_F(EventLogTest, RetentionByAgeAndBySize) {
     const std::string dir = box.Path("/var/retention/");
     box.MakeDir("/var/retention");

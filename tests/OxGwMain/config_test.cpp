@@ -250,6 +250,7 @@ TEST(ConfigurationRestart, OnlyPortAndUsedFlagsNeedIt) {
                 {"Coater", "Painter", false},
                 {"\"30\"", "\"99\"", false},
                 {"192.168.1.20", "192.168.1.21", false},
+                {"a@plant;b@plant;", "c@plant", false},
                 {"<ConnectCom port=\"5\">\n  </ConnectCom>", "", true},
                 {"2100", "2101", true}};
     for (const auto& row : rows) {

@@ -137,21 +137,16 @@ TEST_F(Connection, OutOfStepResultAsksForAllObjectsAgain) {
     EXPECT_EQ("exe 1 $ 100.101 (-1);", frame);
     EXPECT_TRUE(Quiet(ctl));
 
-    // The steps that follow are those of the start.
+    // The steps that follow are those of the start (the conversation tests
+    // take them over the socket); a second result of exe 11 when connected
+    // sends the attach again, and no state.
     Res(conn, 1);
     ASSERT_TRUE(PumpRead(ctl, frame, 2000));
-    EXPECT_EQ("exe 11 $ 100.109();", frame);
     ACE_Date_Time before;
     Res(conn, 11);
     ASSERT_TRUE(PumpRead(ctl, frame, 2000));
-    EXPECT_EQ("exe 2  $   100 . 102 (5);", frame);
-    EXPECT_EQ(OxDownload::CS_CONNECTED, conn.GetDownload().GetConnectionState());
     EXPECT_GE(conn.GetConnValidFrom().second() + 60 * conn.GetConnValidFrom().minute(),
               before.second() + 60 * before.minute());
-    // The result of the attach closes the conversation without a reply; a
-    // second result of exe 11 when connected sends exe 2 again, no state.
-    Res(conn, 2);
-    EXPECT_TRUE(Quiet(ctl));
     Res(conn, 11);
     ASSERT_TRUE(PumpRead(ctl, frame, 2000));
     EXPECT_EQ("exe 2  $   100 . 102 (5);", frame);

@@ -1,6 +1,7 @@
 // A connection in this process talking to a fake controller through the
-// link and its parser: the controller's texts build the store and its results
-// reach the connection, in test mode and for commands awaited by a handler.
+// link and its parser: test mode, a client awaiting a command's answer, and
+// handlers across a lost link. The store built from texts is checked in the
+// connection tests, and the start conversation in the connection process test.
 #include "conn_fixture.h"
 #include "machineworld.h"
 #include "mdieditlink.h"
@@ -40,33 +41,6 @@ class Conversation : public ConnectionTest {
         ASSERT_NO_FATAL_FAILURE(Expect(ctl, "exe 2  $   100 . 102 (5);"));
     }
 };
-
-TEST_F(Conversation, MachineTextsBuildTheStoreAndReachConnected) {
-    OxConfiguration::Instance()->OxConnectCfg(1, "Line", 30, true);
-    FakeController ctl(ip_, 2001);
-    OxConnection conn(1);
-    RecordingSession session;
-    conn.Connect(&session);
-    ASSERT_NO_FATAL_FAILURE(AwaitCompleteInfoRequest(ctl));
-    ASSERT_NO_FATAL_FAILURE(HandOver(ctl, 42));
-    ASSERT_EQ(OXCS_CONNECTED, conn.GetState());
-    EXPECT_EQ(6, conn.GetObjectManager().GetObjectCount());
-    EXPECT_EQ(1, conn.GetObjectManager().InSync());
-    EXPECT_EQ("4711-42", conn.GetSerialNo());
-    EXPECT_TRUE(conn.GetConfigValid());
-    ASSERT_NE(nullptr, conn.GetEventLog());
-    // Every object reached the session as it arrived.
-    EXPECT_EQ((std::vector<std::string>{"new 100", "new 124", "new 125", "new 401", "new 500",
-                                        "new 501"}),
-              session.events);
-
-    // The machine says its configuration is gone, and the system state.
-    ASSERT_NO_FATAL_FAILURE(Send(ctl, {"upd 401 (6, 0);"}));
-    Pump(200);
-    EXPECT_EQ("upd 401", session.events.back());
-    EXPECT_TRUE(conn.GetConfigValid());  // read at the next connection only
-    EXPECT_TRUE(Quiet(ctl));
-}
 
 TEST_F(Conversation, TestModeResetsAndRestartsTheTransfer) {
     FakeController ctl(ip_, 2001);

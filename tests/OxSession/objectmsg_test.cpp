@@ -242,31 +242,6 @@ TEST_F(ObjectMsgTest, VisitsNewAndDeletedObjects) {
               "</Message>");
 }
 
-TEST_F(ObjectMsgTest, AlarmsPassWhateverTheLevel) {
-    context.accessLevel = -1;
-    struct Case {
-        bool (*write)(std::ostream&, const OxMsgContext&, const OXObject&);
-        bool visit;
-        const char* event;
-    };
-    const Case cases[] = {{OxObjectEvent_ToXml, false, "Active"},
-                          {OxObjectEvent_ToXml, true, "Active"},
-                          {OxNewObjectEvent_ToXml, false, "Activated"},
-                          {OxDeletedObjectEvent_ToXml, false, "Deactivated"}};
-    const std::string tail = "</AlarmEvent></Message>";
-    for (const Case& c : cases) {
-        context.visit = c.visit;
-        std::ostringstream out;
-        EXPECT_TRUE(c.write(out, context, Object(500)));
-        std::string text = out.str();
-        std::string head = std::string("<Message><AlarmEvent event=\"") + c.event +
-                           "\" type=\"3\" priority=\"1\" description=\"Low level\"><Time";
-        EXPECT_EQ(text.substr(0, head.size()), head);
-        ASSERT_GE(text.size(), tail.size());
-        EXPECT_EQ(text.substr(text.size() - tail.size()), tail);
-    }
-}
-
 TEST_F(ObjectMsgTest, ReadRuleForUpdatesAndVisits) {
     // Object 30 is read from level 1 (User). An update: up to the access
     // level; a visit: up to the access level and above the last level.

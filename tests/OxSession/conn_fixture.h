@@ -1,10 +1,10 @@
-// Helpers for the tests of a machine connection in this process: machine
-// objects built without the grammar, sessions and handlers that record what
-// the connection tells them, and a reactor and proactor to run the link on.
+// Helpers for the tests of a machine connection in this process: controller
+// texts handed to the connection's parser, sessions and handlers that record
+// what the connection tells them, and a reactor and proactor to run the link on.
 #pragma once
 
-#include "../OXParser/store_fixtures.h"
 #include "fakecontroller.h"
+#include "mdieditlink.h"
 #include "reactortest.h"
 #include "oxconn.h"
 #include "oxsession.h"
@@ -17,60 +17,51 @@
 
 #include <chrono>
 #include <cstdlib>
+#include <initializer_list>
 #include <string>
 #include <thread>
 #include <vector>
 
 namespace conntest {
 
-using storetest::TestDecl;
-using storetest::TestWorld;
+// The classes of the tests' machine: numbered objects with a number or an
+// enum "Value" (serial parts 124/125, system state 134, configuration state
+// 401), alarms with an owner, a section and replies or a parent, pumps that
+// own them, and the exception of an exe command.
+inline const std::vector<std::string>& MachineClasses() {
+    static const std::vector<std::string> texts = {
+        "enum tagState { \"Off\"=0, \"On\"=1, \"Busy\"=5, };",
+        "class Object { const number Id; };",
+        "class Exception { number Code; string Text; };",
+        "class Value : Object { number Value; };",
+        "class State : Object { tagState Value; };",
+        "class Alarm : Object { number AlarmType; string Text; number Priority; };",
+        "class Pump : Value { string Name; };",
+        "class Owned : Alarm { Object Owner; };",
+        "class Replied : Owned { number Section; list<number> ReplyIdList; "
+        "list<string> ReplyStringList; list<number> ReplyObjectList; };",
+        "class Child : Alarm { number Parent; };",
+    };
+    return texts;
+}
 
-// Builds the machine objects that the connection reads.
-class MachineObjects {
-  public:
-    // A numbered object with a number attribute "Value" (serial parts, 134).
-    OXComplexObject* NumberValue(long id, double value, const std::string& className = "Number") {
-        OXComplexObject* object = world.Numbered(id, className);
-        world.AddAttr<OXNumberObject>(object, "Value", "number", TestWorld::Number(value));
-        return object;
+// Hands each text to the parser as the link does with a received frame; the
+// parser tells its handler (the connection) what it made.
+inline void Receive(OXCommandParser& parser, const std::vector<std::string>& texts) {
+    for (const std::string& text : texts) {
+        std::vector<char> buffer(text.begin(), text.end());
+        buffer.push_back('\0');
+        EXPECT_EQ(0, parser.Parse(buffer.data())) << text << ": " << parser.GetErrorStr();
     }
-    // A numbered object with an enum attribute "Value" (401, 134).
-    OXComplexObject* EnumValue(long id, int value, const std::string& className = "State") {
-        OXComplexObject* object = world.Numbered(id, className);
-        world.AddAttr<OXEnumObject>(object, "Value", "tagState",
-                                    new OXEnumObject(new TestDecl("tagState"), value, nullptr));
-        return object;
-    }
-    // An object of class "Alarm".
-    OXComplexObject* Alarm(long id, int alarmType, const std::string& text, int priority = 1) {
-        OXComplexObject* object = world.Numbered(id, "Alarm");
-        world.AddAttr<OXNumberObject>(object, "AlarmType", "number", TestWorld::Number(alarmType));
-        world.AddAttr<OXStringObject>(object, "Text", "string", TestWorld::String(text));
-        world.AddAttr<OXNumberObject>(object, "Priority", "number", TestWorld::Number(priority));
-        return object;
-    }
-    static OXListObject* NumberList(const std::vector<double>& values) {
-        auto* list = new OXListObject(new TestDecl("list"), "number");
-        for (double v : values)
-            list->Add(TestWorld::Number(v));
-        return list;
-    }
-    static OXListObject* StringList(const std::vector<std::string>& values) {
-        auto* list = new OXListObject(new TestDecl("list"), "string");
-        for (const std::string& v : values)
-            list->Add(TestWorld::String(v));
-        return list;
-    }
-    // The value of an "exc" command.
-    OXComplexObject* Exception(const std::string& text) {
-        OXComplexObject* object = TestWorld::Complex("Exception");
-        world.AddAttr<OXStringObject>(object, "Text", "string", TestWorld::String(text));
-        return object;
-    }
-
-    TestWorld world;
-};
+}
+inline void Receive(OxConnection& conn, const std::vector<std::string>& texts) {
+    Receive(conn.GetLink()->GetParser(), texts);
+}
+// Defines the classes, then makes the objects.
+inline void Machine(OxConnection& conn, const std::vector<std::string>& objects) {
+    Receive(conn, MachineClasses());
+    Receive(conn, objects);
+}
 
 // A client session that records what the connection tells it.
 class RecordingSession : public OxSession {
@@ -102,11 +93,6 @@ class RecordingHandler : public OXObjectHandler {
     std::vector<std::string> results;
     std::vector<std::string> exceptions;
 };
-
-// A result of an exe command: a number.
-inline std::unique_ptr<OXNumberObject> ResultValue(double value) {
-    return std::unique_ptr<OXNumberObject>(TestWorld::Number(value));
-}
 
 // Runs the connection's link on this thread's reactor, with the proactor's
 // thread for its timers, against a loopback address of its own.

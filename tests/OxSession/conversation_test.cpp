@@ -1,6 +1,7 @@
 // A connection in this process talking to a fake controller through the
-// link and its parser: the controller's texts build the store and its results
-// reach the connection, in test mode and for commands awaited by a handler.
+// link and its parser: test mode, a client awaiting a command's answer, and
+// handlers across a lost link. The store built from texts is checked in the
+// connection tests, and the start conversation in the connection process test.
 #include "conn_fixture.h"
 #include "machineworld.h"
 #include "mdieditlink.h"
@@ -41,33 +42,6 @@ class Conversation : public ConnectionTest {
     }
 };
 
-TEST_F(Conversation, MachineTextsBuildTheStoreAndReachConnected) {
-    OxConfiguration::Instance()->OxConnectCfg(1, "Line", 30, true);
-    FakeController ctl(ip_, 2001);
-    OxConnection conn(1);
-    RecordingSession session;
-    conn.Connect(&session);
-    ASSERT_NO_FATAL_FAILURE(AwaitCompleteInfoRequest(ctl));
-    ASSERT_NO_FATAL_FAILURE(HandOver(ctl, 42));
-    ASSERT_EQ(OXCS_CONNECTED, conn.GetState());
-    EXPECT_EQ(6, conn.GetObjectManager().GetObjectCount());
-    EXPECT_EQ(1, conn.GetObjectManager().InSync());
-    EXPECT_EQ("4711-42", conn.GetSerialNo());
-    EXPECT_TRUE(conn.GetConfigValid());
-    ASSERT_NE(nullptr, conn.GetEventLog());
-    // Every object reached the session as it arrived.
-    EXPECT_EQ((std::vector<std::string>{"new 100", "new 124", "new 125", "new 401", "new 500",
-                                        "new 501"}),
-              session.events);
-
-    // The machine says its configuration is gone, and the system state.
-    ASSERT_NO_FATAL_FAILURE(Send(ctl, {"upd 401 (6, 0);"}));
-    Pump(200);
-    EXPECT_EQ("upd 401", session.events.back());
-    EXPECT_TRUE(conn.GetConfigValid());  // read at the next connection only
-    EXPECT_TRUE(Quiet(ctl));
-}
-
 TEST_F(Conversation, TestModeResetsAndRestartsTheTransfer) {
     FakeController ctl(ip_, 2001);
     OxConnection conn(1);
@@ -92,35 +66,20 @@ TEST_F(Conversation, TestModeResetsAndRestartsTheTransfer) {
     ASSERT_NO_FATAL_FAILURE(Expect(ctl, "exe 3 $ 100.100();"));
 }
 
-TEST_F(Conversation, ResultsAndExceptionsOfTheMachineReachTheirHandlers) {
+// Results and exceptions reach their handlers once in the connection tests;
+// here a client that waits hears of an exception as a command error.
+TEST_F(Conversation, ExceptionReachesAWaitingClientAsACommandError) {
     FakeController ctl(ip_, 2001);
     OxConnection conn(1);
     ASSERT_NO_FATAL_FAILURE(AwaitCompleteInfoRequest(ctl));
     ASSERT_NO_FATAL_FAILURE(HandOver(ctl, 42));
 
-    RecordingHandler first, second;
-    unsigned long a = conn.TransmitCommand(&first, "$ 124.204;");
-    ASSERT_NO_FATAL_FAILURE(Expect(ctl, "exe 1000l $ 124.204;"));
-    unsigned long b = conn.TransmitCommand(&second, "$ 125.204;");
-    ASSERT_NO_FATAL_FAILURE(Expect(ctl, "exe 1001l $ 125.204;"));
-
-    // The machine reads "1000l" as the number 1000.
-    ASSERT_NO_FATAL_FAILURE(
-        Send(ctl, {"exc " + std::to_string(b) + " : (19, \"bad function\");",
-                   "res " + std::to_string(a) + " : 12;", "res " + std::to_string(a) + " : 13;"}));
-    Pump(300);
-    EXPECT_EQ(std::vector<std::string>{"1000=12"}, first.results);
-    EXPECT_EQ(std::vector<std::string>{"1001:bad function"}, second.exceptions);
-    EXPECT_TRUE(second.results.empty());
-    EXPECT_EQ(0u, conn.WaitingHandlers());
-
-    // A client waiting for a result hears of the exception as a command error.
     int fds[2];
     ASSERT_EQ(0, socketpair(AF_UNIX, SOCK_STREAM, 0, fds));
     auto* client = new OxSocketSession();
     client->peer().set_handle(fds[0]);
     unsigned long c = conn.TransmitCommand(client, "$ 7.204;");
-    ASSERT_NO_FATAL_FAILURE(Expect(ctl, "exe 1002l $ 7.204;"));
+    ASSERT_NO_FATAL_FAILURE(Expect(ctl, "exe 1000l $ 7.204;"));
     ASSERT_NO_FATAL_FAILURE(
         Send(ctl, {"exc " + std::to_string(c) + " : (9, \"Object unknown\");"}));
     Pump(300);

@@ -9,8 +9,8 @@
 
 namespace {
 
-using conntest::MachineObjects;
-using storetest::TestWorld;
+using conntest::MachineClasses;
+using conntest::Receive;
 
 // The texts of states and alarm events go out in every mode and alarm message
 // of the process tests; only the boot loader's is not seen there.
@@ -66,36 +66,29 @@ TEST(ServerStateMessage, ThreeStatesWithThePresentTime) {
     }
 }
 
-// An alarm of a pump in a section, with two possible replies.
+// An alarm of a pump in a section, with two possible replies, made by a
+// parser from the controller's texts.
 class AlarmMessage : public ::testing::Test {
   protected:
     void SetUp() override {
-        owner = objects.NumberValue(12, 0, "Pump");
-        TestWorld& w = objects.world;
-        w.AddAttr<OXStringObject>(owner, "Name", "string", TestWorld::String("Dosing pump"));
-        alarm = objects.Alarm(500, 17, "%o stopped in %s; check %o", 3);
-        w.AddAttr<OXComplexObject>(alarm, "Owner", "Pump", owner);
-        w.AddAttr<OXNumberObject>(alarm, "Section", "number", TestWorld::Number(4));
-        w.AddAttr<OXListObject>(alarm, "ReplyIdList", "list", MachineObjects::NumberList({1, 2}));
-        w.AddAttr<OXListObject>(alarm, "ReplyStringList", "list",
-                                MachineObjects::StringList({"Retry", "Stop"}));
-        w.AddAttr<OXListObject>(alarm, "ReplyObjectList", "list",
-                                MachineObjects::NumberList({12, 0}));
+        ASSERT_TRUE(parser.Create(nullptr));
+        Receive(parser, MachineClasses());
+        Receive(parser, {"new Pump(12, 0, \"Dosing pump\");",
+                         "new Replied(500, 17, \"%o stopped in %s; check %o\", 3, @12, 4, (1, 2), "
+                         "(\"Retry\", \"Stop\"), (12, 0));"});
     }
-    void TearDown() override {
-        delete alarm;
-        delete owner;
+    std::string Event(long id, const char* element, tagAlarmEventType type,
+                      const OxTextMap* language) {
+        std::ostringstream out;
+        OxAlarmEvent_ToXml(out, *parser.GetObjectManager().Lookup(id), element, type, language);
+        return out.str();
     }
-
-    MachineObjects objects;
-    OXComplexObject* owner = nullptr;
-    OXComplexObject* alarm = nullptr;
+    OXCommandParser parser;
 };
 
 TEST_F(AlarmMessage, MachineLanguageTextsAndReplies) {
-    std::ostringstream out;
-    OxAlarmEvent_ToXml(out, *alarm, "HistoricAlarmEvent", AET_ACTIVATED, nullptr);
-    std::string text = out.str();
+    const std::string out = Event(500, "HistoricAlarmEvent", AET_ACTIVATED, nullptr);
+    std::string text = out;
     ASSERT_FALSE(CutTime(text).empty()) << text;
     // The first "%o" and the first "%s" are replaced; a second "%o" stays.
     EXPECT_EQ(
@@ -107,8 +100,7 @@ TEST_F(AlarmMessage, MachineLanguageTextsAndReplies) {
         "</HistoricAlarmEvent></Message>",
         text);
     // The time stands right behind the opening element.
-    EXPECT_EQ(0u, out.str().find("<Message><HistoricAlarmEvent event=\"Activated\""));
-    EXPECT_NE(std::string::npos, out.str().find("check %o\"><Time year="));
+    EXPECT_NE(std::string::npos, out.find("check %o\"><Time year="));
 }
 
 TEST_F(AlarmMessage, LanguageGivesTextRepliesOwnerAndSection) {
@@ -119,9 +111,7 @@ TEST_F(AlarmMessage, LanguageGivesTextRepliesOwnerAndSection) {
                       "fen"},
                      {"r1", "Nochmal"},
                      {"r2", "Halt"}};
-    std::ostringstream out;
-    OxAlarmEvent_ToXml(out, *alarm, "AlarmEvent", AET_DEACTIVATED, &german);
-    std::string text = out.str();
+    std::string text = Event(500, "AlarmEvent", AET_DEACTIVATED, &german);
     CutTime(text);
     EXPECT_EQ(
         "<Message><AlarmEvent event=\"Deactivated\" type=\"17\" priority=\"3\" "
@@ -132,58 +122,37 @@ TEST_F(AlarmMessage, LanguageGivesTextRepliesOwnerAndSection) {
         "<Context><Object id=\"12\" section=\"4\"/></Context></AlarmEvent></Message>",
         text);
     // An owner given by number through Parent is named by the language too,
-    // and is the one the context names.
-    OXComplexObject* child = objects.Alarm(504, 17, "x");
-    objects.world.AddAttr<OXNumberObject>(child, "Parent", "number", TestWorld::Number(12));
-    std::ostringstream byParent;
-    OxAlarmEvent_ToXml(byParent, *child, "AlarmEvent", AET_ACTIVE, &german);
+    // and is the one the context names; an alarm of type 0 keeps the
+    // machine's text, in any language.
+    Receive(parser,
+            {"new Child(504, 17, \"x\", 1, 12);", "new Owned(503, 0, \"Lid %o open\", 1, @12);"});
+    const std::string byParent = Event(504, "AlarmEvent", AET_ACTIVE, &german);
     EXPECT_NE(std::string::npos,
-              byParent.str().find("description=\"Dosierpumpe steht in %s; %o pr\xc3\xbc"
-                                  "fen\""))
-        << byParent.str();
-    EXPECT_NE(std::string::npos, byParent.str().find("<Context><Object id=\"12\"/></Context>"));
-    delete child;
-    // An alarm of type 0 keeps the machine's text, in any language.
-    OXComplexObject* plain = objects.Alarm(503, 0, "Lid %o open");
-    objects.world.AddAttr<OXComplexObject>(plain, "Owner", "Pump", owner);
-    std::ostringstream other;
-    OxAlarmEvent_ToXml(other, *plain, "AlarmEvent", AET_ACTIVE, &german);
-    EXPECT_NE(std::string::npos, other.str().find("description=\"Lid Dosierpumpe open\""))
-        << other.str();
+              byParent.find("description=\"Dosierpumpe steht in %s; %o pr\xc3\xbc"
+                            "fen\""))
+        << byParent;
+    EXPECT_NE(std::string::npos, byParent.find("<Context><Object id=\"12\"/></Context>"));
+    const std::string plain = Event(503, "AlarmEvent", AET_ACTIVE, &german);
+    EXPECT_NE(std::string::npos, plain.find("description=\"Lid Dosierpumpe open\"")) << plain;
     EXPECT_NE(std::string::npos,
-              other.str().find("<ReplyList></ReplyList><Context><Object id=\"12\"/></Context>"))
-        << other.str();
-    delete plain;
+              plain.find("<ReplyList></ReplyList><Context><Object id=\"12\"/></Context>"))
+        << plain;
 }
 
-TEST_F(AlarmMessage, NameHoldingAMarkerIsNotReplacedAgain) {
-    TestWorld& w = objects.world;
-    OXComplexObject* odd = objects.NumberValue(13, 0, "Pump");
-    w.AddAttr<OXStringObject>(odd, "Name", "string", TestWorld::String("pump %s"));
-    OXComplexObject* other = objects.Alarm(501, 2, "%o in %s");
-    w.AddAttr<OXComplexObject>(other, "Owner", "Pump", odd);
-    w.AddAttr<OXNumberObject>(other, "Section", "number", TestWorld::Number(9));
-    std::ostringstream out;
-    OxAlarmEvent_ToXml(out, *other, "AlarmEvent", AET_ACTIVE, nullptr);
-    EXPECT_NE(std::string::npos, out.str().find("event=\"Active\""));
-    EXPECT_NE(std::string::npos, out.str().find("description=\"pump %s in 9\""));
-    delete other;
-    delete odd;
-}
-
-TEST(AlarmMessageBare, AlarmWithoutOwnerSectionOrRepliesKeepsItsText) {
-    MachineObjects objects;
-    OXComplexObject* alarm = objects.Alarm(502, 0, "Door %o open in %s", 0);
-    std::ostringstream out;
-    OxAlarmEvent_ToXml(out, *alarm, "HistoricAlarmEvent", AET_ACTIVATED, nullptr);
-    std::string text = out.str();
-    CutTime(text);
+TEST_F(AlarmMessage, NameHoldingAMarkerIsNotReplacedAgainAndBareAlarmsKeepTheirText) {
+    Receive(parser, {"new Pump(13, 0, \"pump %s\");",
+                     "new Replied(501, 2, \"%o in %s\", 1, @13, 9, (1), (\"a\"), (0));",
+                     "new Alarm(502, 0, \"Door %o open in %s\", 0);"});
+    const std::string odd = Event(501, "AlarmEvent", AET_ACTIVE, nullptr);
+    EXPECT_NE(std::string::npos, odd.find("event=\"Active\""));
+    EXPECT_NE(std::string::npos, odd.find("description=\"pump %s in 9\"")) << odd;
+    std::string bare = Event(502, "HistoricAlarmEvent", AET_ACTIVATED, nullptr);
+    CutTime(bare);
     EXPECT_EQ(
         "<Message><HistoricAlarmEvent event=\"Activated\" type=\"0\" priority=\"0\" "
         "description=\"Door %o open in %s\"><Object id=\"502\"/><ReplyList></ReplyList>"
         "</HistoricAlarmEvent></Message>",
-        text);
-    delete alarm;
+        bare);
 }
 
 }  // namespace

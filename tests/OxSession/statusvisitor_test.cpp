@@ -3,11 +3,8 @@
 #include "oxstatusvisitor.h"
 
 #include "oxcommandparser.h"
-#include "oxconf.h"
 #include "oxobject.h"
 #include "oxobjectmanager.h"
-#include "sandbox.h"
-#include "testprint.h"
 
 #include <gtest/gtest.h>
 
@@ -208,32 +205,6 @@ TEST_F(StatusReport, NullsListsSimpleValuesAndMissingTextsAreHarmless) {
               "defaultText=\"\" />\r\n"
               "<NumPar id=\"2011\" val=\"0.000125\" parent=\"0\" name=\"\" unit=\"\" "
               "default=\"0\" />\r\n");
-}
-
-// Both lines go out with mask 0, which reaches the log file even when every
-// configured mask is 0.
-TEST(StatusVisitorLog, ConstructionAndDestructionAreLogged) {
-    Sandbox box;
-    unsigned long oldOut = testPrint_stdOutMask, oldFile = testPrint_logFileMask;
-    bool oldConsole = logToConsole;
-    OxConfiguration::Instance()->SetAppPath(box.Root());
-    logToConsole = false;
-    TestPrintSetMask(0, 0);
-    TestPrintTask* task = TestPrintTask::Instance();
-    { OXStatusVisitor visitor(OXStatusVisitor::Filter(), "n", "s"); }
-    task->end_event_loop();
-    task->wait();
-    delete task;
-    std::string log = box.ReadFile("/var/log/debug/oxgw.log");
-    OxConfiguration::Instance()->SetAppPath(ProcessSandboxRoot());
-    TestPrintSetMask(oldOut, oldFile);
-    logToConsole = oldConsole;
-
-    size_t made = log.find(" OXStatusVisitor\n");
-    size_t gone = log.find(" ~OXStatusVisitor()\n");
-    ASSERT_NE(made, std::string::npos) << log;
-    ASSERT_NE(gone, std::string::npos) << log;
-    EXPECT_LT(made, gone);
 }
 
 }  // namespace

@@ -89,10 +89,6 @@ bool GatewayProcess::WaitForStdout(const std::string& text, int timeoutMs) const
     return WaitForText(outPath_, text, timeoutMs);
 }
 
-bool GatewayProcess::WaitForStderr(const std::string& text, int timeoutMs) const {
-    return WaitForText(errPath_, text, timeoutMs);
-}
-
 void GatewayProcess::Signal(int sig) const {
     if (pid_ > 0 && !reaped_)
         kill(pid_, sig);

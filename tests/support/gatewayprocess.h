@@ -22,7 +22,6 @@ class GatewayProcess {
     std::string Stderr() const;
     // Waits until stdout (or stderr) holds the text; false on timeout or exit.
     bool WaitForStdout(const std::string& text, int timeoutMs) const;
-    bool WaitForStderr(const std::string& text, int timeoutMs) const;
     // Counts occurrences of text in stdout.
     int CountStdout(const std::string& text) const;
     void Signal(int sig) const;

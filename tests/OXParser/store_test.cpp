@@ -366,8 +366,9 @@ TEST(StoreAccessRights, RightMissingFromTheEnumFailsTheCreation) {
 TEST_F(StoreTest, UnitsAndAccessRightsGivenBySymbols) {
     RunAll({
         "class Setter : Object { string Unit; number Mul; number Div; tagAccessRight Right; "
-        "number Value : Unit * Mul / Div ! AR_SERVICE; number Plain; number Own ! AR_ADMIN; };",
-        "new Setter(1, \"bar\", 3, 100, 3, 250, 4, 5);",
+        "number Value : Unit * Mul / Div ! AR_SERVICE; number Plain; number Own ! AR_ADMIN; "
+        "number Alt : Unit / Div ! 3; };",
+        "new Setter(1, \"bar\", 3, 100, 3, 250, 4, 5, 6);",
     });
     OXAttribute* value = Object(1)->GetAttribute("Value");
     ASSERT_NE(value, nullptr);
@@ -379,6 +380,11 @@ TEST_F(StoreTest, UnitsAndAccessRightsGivenBySymbols) {
     // Without a right written, AR_USER; with a symbol of the enum, its value.
     EXPECT_EQ(Object(1)->GetAttribute("Plain")->GetAccessRight(), 0);
     EXPECT_EQ(Object(1)->GetAttribute("Own")->GetAccessRight(), 1);
+    // A divisor without a factor, and a right given as a number.
+    OXAttribute* alt = Object(1)->GetAttribute("Alt");
+    EXPECT_EQ(alt->GetUnitStr() + "*" + std::to_string(alt->GetUnitMul()) + "/" +
+                  std::to_string(alt->GetUnitDiv()) + "!" + std::to_string(alt->GetAccessRight()),
+              "bar*1/100!3");
 
     // Decimals follow the divisor; a zero divisor from the controller does
     // not divide.

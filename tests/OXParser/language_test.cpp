@@ -55,59 +55,11 @@ std::string DumpTree(const OXParserNode* node) {
     if (auto* d = dynamic_cast<const OXClassDeclaration*>(node))
         return d->GetClassName() +
                (d->GetParameterList()->IsEmpty() ? "" : "<" + Join(*d->GetParameterList()) + ">");
-    if (auto* m = dynamic_cast<const OXMemberModifier*>(node))
-        return m->GetValue() == OXMM_CONST ? "const" : "plain";
-    if (auto* f = dynamic_cast<const OXUnitFactorConstant*>(node))
-        return DumpTree(f->GetFactor());
-    if (auto* f = dynamic_cast<const OXUnitFactorSymbol*>(node))
-        return "$" + DumpTree(f->GetSymbol());
-    if (auto* u = dynamic_cast<const OXUnitIdConstant*>(node))
-        return DumpTree(u->GetUnit());
-    if (auto* u = dynamic_cast<const OXUnitIdSymbol*>(node))
-        return "$" + DumpTree(u->GetUnit());
-    if (auto* u = dynamic_cast<const OXUnitSpecification*>(node))
-        return "unit(" + DumpTree(u->GetUnitId()) + "*" + DumpTree(u->GetMul()) + "/" +
-               DumpTree(u->GetDiv()) + ")";
-    if (auto* a = dynamic_cast<const OXAccessRightConstant*>(node))
-        return "right(" + DumpTree(a->GetValue()) + ")";
-    if (auto* a = dynamic_cast<const OXAccessRightSymbol*>(node))
-        return "right($" + DumpTree(a->GetSymbol()) + ")";
-    if (auto* a = dynamic_cast<const OXAccessRightEnum*>(node))
-        return std::string("right(") + a->GetName() + ")";
-    if (auto* v = dynamic_cast<const OXValueExpressionConstant*>(node))
-        return DumpTree(v->GetExpression());
-    if (auto* v = dynamic_cast<const OXValueExpressionSymbol*>(node))
-        return "$" + DumpTree(v->GetSymbol());
-    if (auto* c = dynamic_cast<const OXConstraintInterval*>(node)) {
-        if (c->GetLow() != nullptr && c->GetLow() == c->GetHigh())
-            return "[=" + DumpTree(c->GetLow()) + "]";
-        return "[" + DumpTree(c->GetLow()) + ".." + DumpTree(c->GetHigh()) + "]";
-    }
-    if (auto* c = dynamic_cast<const OXConstraintList*>(node))
-        return "{" + Join(*c) + "}";
-    if (auto* a = dynamic_cast<const OXAttributeDeclaration*>(node))
-        return "attr(" + DumpTree(a->GetModifier()) + " " + DumpTree(a->GetClassDecl()) + " " +
-               a->GetAttributeName() + " " + DumpTree(a->GetUnitSpecification()) + " " +
-               DumpTree(a->GetAccessRight()) + ")";
-    if (auto* p = dynamic_cast<const OXParameterDeclaration*>(node))
-        return "param(" + DumpTree(p->GetClassDecl()) + " " + p->GetParameterName() + " " +
-               DumpTree(p->GetConstraintList()) + " =" + DumpTree(p->GetDefaultValue()) + " " +
-               DumpTree(p->GetUnitSpecification()) + " " + DumpTree(p->GetAccessRight()) + ")";
-    if (auto* p = dynamic_cast<const OXParameterDeclList*>(node))
-        return "(" + Join(*p) + ")";
-    if (auto* f = dynamic_cast<const OXFunctionDeclaration*>(node))
-        return "func(" + std::to_string(f->GetFunctionId()) + " " +
-               DumpTree(f->GetResultDeclaration()) + " " + f->GetFunctionName() +
-               DumpTree(f->GetParameterDeclList()) + " " + DumpTree(f->GetUnitSpecification()) +
-               " " + DumpTree(f->GetAccessRight()) + ")";
-    if (auto* m = dynamic_cast<const OXMemberDeclarationList*>(node)) {
-        std::string text = "{";
-        for (int i = 0; i < m->GetAttributeCount(); ++i)
-            text += DumpTree(m->GetAttrDecl(i, OXMM_ANY)) + ";";
-        for (int i = 0; i < m->GetFunctionCount(); ++i)
-            text += DumpTree(m->GetFuncDecl(i)) + ";";
-        return text + "}";
-    }
+    // Members as "attributes+functions": what the declarations make of
+    // units, rights and constants is checked on the objects of the store.
+    if (auto* m = dynamic_cast<const OXMemberDeclarationList*>(node))
+        return "{" + std::to_string(m->GetAttributeCount()) + "+" +
+               std::to_string(m->GetFunctionCount()) + "}";
     if (auto* t = dynamic_cast<const OXTemplateArgumentList*>(node))
         return "<" + Join(*t) + ">";
     if (auto* e = dynamic_cast<const OXEnumInitializer*>(node))
@@ -228,7 +180,7 @@ class LanguageTest : public ::testing::Test {
 };
 
 TEST_F(LanguageTest, Tokens) {
-    const std::string big(400, '9'), symbol(5000, 's'), text(5000, 't');
+    const std::string big(400, '9');
     Check(
         &LanguageTest::Scan,
         {
@@ -240,12 +192,10 @@ TEST_F(LanguageTest, Tokens) {
             // Keywords win only over the same text; longer words are symbols.
             {"upd1 classy AR_USERS _x9 Upd L Lx null_",
              "260:upd1 260:classy 260:AR_USERS 260:_x9 260:Upd 260:L 260:Lx 260:null_"},
-            {"1.5 100.100", "258:1 46 258:5 258:100 46 258:100"},
-            {"1..5 ...", "258:1 271 258:5 271 46"},
+            {"1.5 1..5 ...", "258:1 46 258:5 258:1 271 258:5 271 46"},
             {"1-2 12abc -3x a.b", "258:1 259:-2 258:12 260:abc 259:-3 260:x 260:a 46 260:b"},
             // Form feed and vertical tab are no white space.
-            {"\t\n\r a \t", "260:a"},
-            {"a\fb\vc", "260:a 260:b 260:c", Invalid("\f\v")},
+            {"\t\n\r a\fb\vc", "260:a 260:b 260:c", Invalid("\f\v")},
             {"#%&'?[\\]^`|~", "", Invalid("#%&'?[\\]^`|~")},
             // Control bytes and everything from 127 up, printed as unsigned bytes.
             {"\x01x\x1f\x7f\x80\xff", "260:x", Invalid("\x01\x1f\x7f\x80\xff")},
@@ -257,34 +207,15 @@ TEST_F(LanguageTest, Tokens) {
             // removed is the L.
             {"\"a\\nb\" \"\\\"\\'\\,\\0\\9\\?\\\\\\a\\b\\f\\n\\r\\t\\v\"",
              "257:[a\\nb] 257:[\\\"\\'\\,\\0\\9\\?\\\\\\a\\b\\f\\n\\r\\t\\v]"},
-            {"\"\" \"\t\x01\xff#\"", "257:[] 257:[\t\x01\xff#]"},
             {"L\"ab\" L\"\" xL\"ab\"", "257:[\"ab] 257:[\"] 260:xL 257:[ab]"},
             // Incomplete strings: the quote is invalid, the inside is scanned as
             // tokens, and a later quote may start a string of its own.
-            {"\"a\\qb\"", "260:a 260:qb", Invalid("\"\\\"")},
-            {"\"ab\ncd\"", "260:ab 260:cd", Invalid("\"\"")},
-            {"\"ab\rcd", "260:ab 260:cd", Invalid("\"")},
             {"\"a\\x\" \"b\"", "260:a 260:x 257:[ ] 260:b", Invalid("\"\\\"")},
-            {"L\"ab", "260:L 260:ab", Invalid("\"")},
             {"\"ab\\", "260:ab", Invalid("\"\\")},
-            // Long tokens are read whole.
-            {std::string(5000, '1'), "258:inf", "number too big\n"},
-            {symbol + " \"" + text + "\"", "260:" + symbol + " 257:[" + text + "]"},
         });
-    EXPECT_STREQ(parser.GetLexer().GetText(), "");
     // Value nodes belong to the node manager until the parse ends.
     EXPECT_EQ(Scan("1 x \"s\" class ;"), "258:1 260:x 257:[s] 261 59");
     EXPECT_EQ(parser.GetNodeManager().GetNodeCount(), 3u);
-
-    // yygetchar gives unsigned bytes and stays at the end.
-    char bytes[] = "a\xff";
-    OXCommandLexer& lexer = parser.GetLexer();
-    lexer.SetInputStr(bytes);
-    for (int expected : {97, 255, 0, 0})
-        EXPECT_EQ(lexer.yygetchar(), expected);
-    OXParserNode* value = nullptr;
-    EXPECT_EQ(lexer.Lex(value), 0);
-    EXPECT_EQ(value, nullptr);
 }
 
 TEST(LexerDeathTest, TextBufferOverflowEndsTheProcess) {
@@ -301,152 +232,90 @@ TEST(LexerDeathTest, TextBufferOverflowEndsTheProcess) {
 
 TEST_F(LanguageTest, TreesAndErrorRecovery) {
     const std::string name(5000, 'N'), text(5000, 'T');
-    Check(
-        &LanguageTest::Tree,
-        {
-            // 15, 36, 33, 72
-            {"new Motor();", "new(Motor ())"},
-            // 16, 85, 71, 74, 75, 98
-            {"upd 5 (1);", "upd(5 (1))"},
-            // 86: an object number may be signed
-            {"upd -5 (+2);", "upd(-5 (2))"},
-            // 17, 73
-            {"del 12 (1, \"x\");", "del(12 (1,\"x\"))"},
-            // 18, 84, 83
-            {"exe 4 $ 100.100();", "exe(4 100.100 ())"},
-            {"exe 2  $   100 . 102 (5);", "exe(2 100.102 (5))"},
-            {"exe 2 $ 100.102(5);", "exe(2 100.102 (5))"},
-            {"exe 1 $ -7.3(\"a\", @8);", "exe(1 -7.3 (\"a\",@8))"},
-            // 19, 20 with a single expression and with a list
-            {"res 7 : 12;", "res(7 12)"},
-            {"res 7 : \"a\";", "res(7 \"a\")"},
-            {"exc 7 : Exception(1, \"x\");", "exc(7 Exception(1,\"x\"))"},
-            {"exc 0 : (1);", "exc(0 (1))"},
-            // Tokens without white space between them
-            {"upd\t5\r\n(1,2);", "upd(5 (1,2))"},
-            // 99, 100, 101 (null is the reference to 0), 79
-            {"upd 1 (-3, \"s\", null, @0, @-4, @12);", "upd(1 (-3,\"s\",@0,@0,@-4,@12))"},
-            // 77 with and without template parameters, 78, nested empty lists
-            {"upd 1 (Pos(1, 2), (3, (4)), (), list<number>());",
-             "upd(1 (Pos(1,2),(3,(4)),(),list<number>()))"},
-            {"new list<Pair<number, string>>(Pair<number, string>(1, \"a\"));",
-             "new(list<Pair<number,string>> (Pair<number,string>(1,\"a\")))"},
-            // An expression list may be empty everywhere
-            {"del 3 ();", "del(3 ())"},
-            // Numbers are doubles; 1.5 is three tokens and no number
-            {"upd 1 (007, 0);", "upd(1 (7,0))"},
-            // 13, 25, 29, 27, 38
-            {"class A {};", "class(A<> : - {})"},
-            // 28, 30, 31, 26, 32, 34, 35
-            {"class Box<class T, class U> : Base<T, list<U>> {};",
-             "class(Box<T,U> : Base<T,list<U>> {})"},
-            // 37, 40, 41, 59, 61, 68
-            {"class A { number X; };",
-             "class(A<> : - {attr(plain number X unit(\"\"*1/1) right(AR_USER));})"},
-            // 58, 60, 62, 63, 65, 87, 89, 67, 94 (the example of the language)
-            {"class Motor : Device { const number Speed : \"rpm\" * 1 / 10 ! AR_ADMIN; "
-             "100 $ void Start(number Dir {0..1} = 0); };",
-             "class(Motor<> : Device {attr(const number Speed unit(\"rpm\"*1/10) right(AR_ADMIN));"
-             "func(100 void Start(param(number Dir {[0..1]} =0 unit(\"\"*1/1) right(AR_USER))) "
-             "unit(\"\"*1/1) right(AR_USER));})"},
-            // 64, 66, 88, 90, 91, 92, 93, 95, 96, 97
-            {"class U { a b : Unit; c d : \"m\" * Mul; e f : \"s\" / Div; g h ! 3; i j ! Right; "
-             "k l ! AR_USER; m n ! AR_SERVICE; o p ! AR_RAD; q r ! AR_NON; };",
-             "class(U<> : - {attr(plain a b unit($Unit*1/1) right(AR_USER));"
-             "attr(plain c d unit(\"m\"*$Mul/1) right(AR_USER));"
-             "attr(plain e f unit(\"s\"*1/$Div) right(AR_USER));"
-             "attr(plain g h unit(\"\"*1/1) right(3));"
-             "attr(plain i j unit(\"\"*1/1) right($Right));"
-             "attr(plain k l unit(\"\"*1/1) right(AR_USER));"
-             "attr(plain m n unit(\"\"*1/1) right(AR_SERVICE));"
-             "attr(plain o p unit(\"\"*1/1) right(AR_RAD));"
-             "attr(plain q r unit(\"\"*1/1) right(AR_NON));})"},
-            // 39, 42, 43, 44, 45, 46, 47, 48, 49, 50-55, 56, 57, 69, 70
-            {"class F { 1 $ number G(number a {..5, 1.., 3, x..y, -2..\"z\"} = -1 : \"s\" ! 3, "
-             "string b) : \"u\" ! AR_SERVICE; 2 $ void H(); };",
-             "class(F<> : - {func(1 number G(param(number a "
-             "{[-..5],[1..-],[=3],[$x..$y],[-2..\"z\"]} "
-             "=-1 unit(\"s\"*1/1) right(3)),param(string b {} =- unit(\"\"*1/1) right(AR_USER))) "
-             "unit(\"u\"*1/1) right(AR_SERVICE));func(2 void H() unit(\"\"*1/1) "
-             "right(AR_USER));})"},
-            // Default values: a symbol, a string and null
-            {"class D { 3 $ void F(number a = Limit, string s = \"x\", Obj o = null); };",
-             "class(D<> : - {func(3 void F(param(number a {} =$Limit unit(\"\"*1/1) "
-             "right(AR_USER)),"
-             "param(string s {} =\"x\" unit(\"\"*1/1) right(AR_USER)),"
-             "param(Obj o {} =@0 unit(\"\"*1/1) right(AR_USER))) unit(\"\"*1/1) "
-             "right(AR_USER));})"},
-            // Keywords are case-sensitive and win only on the whole word
-            {"class Class : classy { Upd upd1; AR_USERS x ! AR_USERS; };",
-             "class(Class<> : classy {attr(plain Upd upd1 unit(\"\"*1/1) right(AR_USER));"
-             "attr(plain AR_USERS x unit(\"\"*1/1) right($AR_USERS));})"},
-            // 14, 21, 22, 23, 24: every initializer with its comma, the last one too
-            {"enum Colour { \"Red\"=0, \"Green\"=1, };", "enum(Colour {\"Red\"=0,\"Green\"=1,})"},
-            {"enum E { \"minus\"=-2, \"plus\"=+3, };", "enum(E {\"minus\"=-2,\"plus\"=3,})"},
-            // Enum texts keep escapes as written; the L prefix keeps the quote
-            {"enum E { \"a\\\"b\"=1, L\"w\"=2, };", "enum(E {\"a\\\"b\"=1,\"\"w\"=2,})"},
-            // Two texts for one value: the first one written stays
-            {"enum E { \"a\"=1, \"b\"=1, \"c\"=2, };", "enum(E {\"a\"=1,\"c\"=2,})"},
-            // Enum names must be strings
-            {"enum E { A=1, };", "FAIL: syntaks error in command:"},
-            // Without the last comma
-            {"enum E { \"a\"=1, \"b\"=2 };", "FAIL: syntaks error in command:"},
-            {"enum E { };", "FAIL: syntaks error in command:"},
-            // A function number must be unsigned
-            {"class A { -5 $ void F(); };", "FAIL: syntaks error in command:"},
-            {"exe 1 $ 5.-2();", "FAIL: syntaks error in command:"},
-            // ...and so must an execute number
-            {"exe -1 $ 5.2();", "FAIL: syntaks error in command:"},
-            {"res -1 : 5;", "FAIL: syntaks error in command:"},
-            // A keyword is no class name
-            {"class AR_USER {};", "FAIL: syntaks error in command:"},
-            {"class upd {};", "FAIL: syntaks error in command:"},
-            {"new null();", "FAIL: syntaks error in command:"},
-            // Members end with a semicolon
-            {"class A { number X };", "FAIL: syntaks error in command:"},
-            // No fraction syntax, and a range is no expression
-            {"upd 1 (1.5);", "FAIL: syntaks error in command:"},
-            {"upd 1 (1..2);", "FAIL: syntaks error in command:"},
-            // Template arguments need "class", parameters must not have it
-            {"class B<T> {};", "FAIL: syntaks error in command:"},
-            {"new B<class T>();", "FAIL: syntaks error in command:"},
-            // A reference needs an object number
-            {"upd 1 (@x);", "FAIL: syntaks error in command:"},
-            // Object numbers are no expressions of a class
-            {"upd x (1);", "FAIL: syntaks error in command:"},
-            // A complete command not followed by its semicolon.
-            {"exe 4 $ 100.100()", "FAIL: simicolon is missing"},
-            {"exe 4 $ 100.100() exe", "FAIL: simicolon is missing"},
-            {"res 1 : 5 6;", "FAIL: simicolon is missing"},
-            {"class A {} x", "FAIL: simicolon is missing"},
-            {"upd 5 (1):", "FAIL: simicolon is missing"},
-            // Anything after the first semicolon: the recognised command is dropped.
-            {"exe 4 $ 100.100(); exe 4 $ 100.100();", "FAIL: syntaks error in command:"},
-            {"upd 5 (1);;", "FAIL: syntaks error in command:"},
-            {"upd 5 (1); x", "FAIL: syntax error"},
-            {"upd 5 (1); ;", "FAIL: syntaks error in command:"},
-            // Errors before a command is complete skip to the next semicolon.
-            {"foo", "FAIL: syntax error"},
-            {"foo;", "FAIL: syntaks error in command:"},
-            {";", "FAIL: syntaks error in command:"},
-            {"upd 5 (1", "FAIL: syntax error"},
-            {"upd 5 (1; upd 5 (2);", "FAIL: syntaks error in command:"},
-            {"res 1 : Foo x", "FAIL: syntax error"},
-            {"new Foo x;", "FAIL: syntaks error in command:"},
-            {"", "FAIL: syntax error"},
-            {" \t\r\n ", "FAIL: syntax error"},
-            // Invalid characters inside valid commands are skipped.
-            {"upd 5 (#1);", "upd(5 (1))", Invalid("#")},
-            {"upd 5 (- 1);", "upd(5 (1))", Invalid("-")},
-            {"new\x7f Motor(\"a\", ~2)\f;", "new(Motor (\"a\",2))", Invalid("\x7f~\f")},
-            {"#", "FAIL: syntax error", Invalid("#")},
-            // A raw line feed inside a string: the quote is invalid and the
-            // inside becomes tokens of the command.
-            {"upd 5 (\"a\nb\");", "FAIL: syntaks error in command:", Invalid("\"\"")},
-            {"upd 5 (\"a\\nb\");", "upd(5 (\"a\\nb\"))"},
-            {"upd 5 (" + std::string(400, '7') + ");", "upd(5 (inf))", "number too big\n"},
-            {"new " + name + "(\"" + text + "\");", "new(" + name + " (\"" + text + "\"))"},
-        });
+    Check(&LanguageTest::Tree,
+          {
+              // 15, 36, 33, 72
+              {"new Motor();", "new(Motor ())"},
+              // 16, 85, 71, 74, 75, 98; 86: an object number may be signed
+              {"upd -5 (+2);", "upd(-5 (2))"},
+              // 17, 73
+              {"del 12 (1, \"x\");", "del(12 (1,\"x\"))"},
+              // 18, 84, 83
+              {"exe 2  $   100 . 102 (5);", "exe(2 100.102 (5))"},
+              {"exe 1 $ -7.3(\"a\", @8);", "exe(1 -7.3 (\"a\",@8))"},
+              // 19, 20 with a single expression and with a list
+              {"res 7 : \"a\";", "res(7 \"a\")"},
+              {"exc 7 : Exception(1, \"x\");", "exc(7 Exception(1,\"x\"))"},
+              // 99, 100, 101 (null is the reference to 0), 79
+              {"upd 1 (-3, \"s\", null, @0, @-4, @12);", "upd(1 (-3,\"s\",@0,@0,@-4,@12))"},
+              // 77 with and without template parameters, 78, nested empty lists
+              {"upd 1 (Pos(1, 2), (3, (4)), (), list<number>());",
+               "upd(1 (Pos(1,2),(3,(4)),(),list<number>()))"},
+              {"new list<Pair<number, string>>(Pair<number, string>(1, \"a\"));",
+               "new(list<Pair<number,string>> (Pair<number,string>(1,\"a\")))"},
+              // 13, 25, 29, 27, 38
+              {"class A {};", "class(A<> : - {0+0})"},
+              // 28, 30, 31, 26, 32, 34, 35
+              {"class Box<class T, class U> : Base<T, list<U>> {};",
+               "class(Box<T,U> : Base<T,list<U>> {0+0})"},
+              // 37, 40, 41, 58, 60, 62, 63, 65, 87, 89, 67, 94, 59, 61, 68
+              {"class Motor : Device { const number Speed : \"rpm\" * 1 / 10 ! AR_ADMIN; "
+               "100 $ void Start(number Dir {0..1} = 0); };",
+               "class(Motor<> : Device {1+1})"},
+              // 64, 66, 88, 90, 91, 92, 93, 95, 96, 97
+              {"class U { a b : Unit; c d : \"m\" * Mul; e f : \"s\" / Div; g h ! 3; i j ! Right; "
+               "m n ! AR_SERVICE; };",
+               "class(U<> : - {6+0})"},
+              // 39, 42-57 (every form of constraint), 69, 70; the defaults a
+              // number, a symbol and null
+              {"class F { 1 $ number G(number a {..5, 1.., 3, x..y, -2..\"z\"} = -1 : \"s\" ! 3, "
+               "string b = Limit, Obj o = null) : \"u\" ! AR_SERVICE; 2 $ void H(); };",
+               "class(F<> : - {0+2})"},
+              // 14, 21, 22, 23, 24: every initializer with its comma, the last
+              // one too; signed values; the L prefix keeps the quote
+              {"enum E { \"minus\"=-2, L\"w\"=+3, };", "enum(E {\"minus\"=-2,\"\"w\"=3,})"},
+              // Two texts for one value: the first one written stays
+              {"enum E { \"a\"=1, \"b\"=1, \"c\"=2, };", "enum(E {\"a\"=1,\"c\"=2,})"},
+              // Enum names are strings, and the last comma is needed
+              {"enum E { A=1, };", "FAIL: syntaks error in command:"},
+              {"enum E { \"a\"=1, \"b\"=2 };", "FAIL: syntaks error in command:"},
+              // Function and execute numbers are unsigned
+              {"class A { -5 $ void F(); };", "FAIL: syntaks error in command:"},
+              {"exe -1 $ 5.2();", "FAIL: syntaks error in command:"},
+              // A keyword is no class name; members end with a semicolon
+              {"class AR_USER {};", "FAIL: syntaks error in command:"},
+              {"class A { number X };", "FAIL: syntaks error in command:"},
+              // No fraction syntax, and a range is no expression
+              {"upd 1 (1.5);", "FAIL: syntaks error in command:"},
+              {"upd 1 (1..2);", "FAIL: syntaks error in command:"},
+              // Template arguments need "class", parameters must not have it
+              {"class B<T> {};", "FAIL: syntaks error in command:"},
+              {"new B<class T>();", "FAIL: syntaks error in command:"},
+              // References and object numbers are numbers
+              {"upd 1 (@x);", "FAIL: syntaks error in command:"},
+              {"upd x (1);", "FAIL: syntaks error in command:"},
+              // A complete command not followed by its semicolon.
+              {"exe 4 $ 100.100() exe", "FAIL: simicolon is missing"},
+              {"class A {} x", "FAIL: simicolon is missing"},
+              {"upd 5 (1):", "FAIL: simicolon is missing"},
+              // Anything after the first semicolon: the recognised command is dropped.
+              {"upd 5 (1);;", "FAIL: syntaks error in command:"},
+              {"upd 5 (1); x", "FAIL: syntax error"},
+              // Errors before a command is complete skip to the next semicolon.
+              {"foo", "FAIL: syntax error"},
+              {";", "FAIL: syntaks error in command:"},
+              {"upd 5 (1; upd 5 (2);", "FAIL: syntaks error in command:"},
+              {"new Foo x;", "FAIL: syntaks error in command:"},
+              {" \t\r\n ", "FAIL: syntax error"},
+              // Invalid characters inside valid commands are skipped.
+              {"new\x7f Motor(\"a\", ~2)\f;", "new(Motor (\"a\",2))", Invalid("\x7f~\f")},
+              {"#", "FAIL: syntax error", Invalid("#")},
+              // A raw line feed inside a string: the quote is invalid and the
+              // inside becomes tokens of the command.
+              {"upd 5 (\"a\nb\");", "FAIL: syntaks error in command:", Invalid("\"\"")},
+              {"upd 5 (" + std::string(400, '7') + ");", "upd(5 (inf))", "number too big\n"},
+              {"new " + name + "(\"" + text + "\");", "new(" + name + " (\"" + text + "\"))"},
+          });
 }
 
 TEST_F(LanguageTest, DeepNestingWithinTheBoundOfTheParseStack) {
@@ -464,13 +333,6 @@ TEST_F(LanguageTest, DeepNestingWithinTheBoundOfTheParseStack) {
     }
     EXPECT_EQ(levels, depth + 1);
     EXPECT_EQ(DumpTree(expression), "1");
-    // Same depth, left open: the rollback must release every list.
-    EXPECT_EQ(Tree("upd 5 (" + std::string(depth, '(') + "1;"), "FAIL: syntaks error in command:");
-    std::string tagged;
-    for (int i = 0; i < 1000; ++i)
-        tagged += "P(";
-    Load("new X(" + tagged + std::string(1000, ')') + ");");
-    EXPECT_EQ(parser.ParseTree(buffer.data()), 0);
     // A lowered bound is a failure of the parse, not of the process.
     OXCommandGrammarSetMaxDepth(50);
     EXPECT_EQ(Tree("upd 5 (" + std::string(100, '(') + std::string(100, ')') + ");"),
@@ -529,7 +391,7 @@ TEST_F(LanguageTest, NestingPastTheStackBoundIsRefusedAndTheStoreLivesOn) {
     EXPECT_EQ(parser.Parse(buffer.data()), 0);
 }
 
-TEST_F(LanguageTest, MessagesAreReplacedAndParsersAreIndependent) {
+TEST_F(LanguageTest, ParsersAreIndependentAndResetForgetsTheMessage) {
     // One parser per port: a failure on one leaves the other's command alone.
     OXCommandParser other;
     ASSERT_TRUE(other.Create(nullptr));
@@ -539,61 +401,8 @@ TEST_F(LanguageTest, MessagesAreReplacedAndParsersAreIndependent) {
     EXPECT_EQ(DumpTree(other.GetCommand()), "upd(7 (1))");
     EXPECT_STREQ(other.GetErrorStr(), "");
     other.DropCommand();
-    EXPECT_EQ(Tree("upd 1 ();"), "upd(1 ())");
-    EXPECT_EQ(Tree("upd 1 ()"), "FAIL: simicolon is missing");
-    EXPECT_EQ(Tree("upd 1 ();"), "upd(1 ())");
     parser.Reset();
-    EXPECT_EQ(parser.GetCommand(), nullptr);
     EXPECT_STREQ(parser.GetErrorStr(), "");
-}
-
-// A node with a child, as the grammar's nodes have, to watch destruction.
-struct CountingNode : OXParserNode {
-    CountingNode(OXParserNodeManager* manager, int* deaths, CountingNode* child = nullptr)
-        : OXParserNode(manager), deaths(deaths), child(child) {}
-    ~CountingNode() override {
-        ++*deaths;
-        delete child;
-    }
-    void Rollback() override {
-        child = nullptr;
-        OXParserNode::Rollback();
-    }
-    int* deaths;
-    CountingNode* child;
-};
-
-TEST(ParserNodeManagerTest, RollbackDestroysEveryNodeOnceCommitKeepsThem) {
-    OXParserNodeManager manager;
-    int deaths = 0;
-    manager.StartTransaction();
-    auto* leaf = new CountingNode(&manager, &deaths);
-    new CountingNode(&manager, &deaths, leaf);
-    new CountingNode(&manager, &deaths);
-    EXPECT_EQ(manager.GetNodeCount(), 3u);
-    manager.Rollback();
-    EXPECT_EQ(deaths, 3);
-    EXPECT_EQ(manager.GetNodeCount(), 0u);
-
-    deaths = 0;
-    manager.StartTransaction();
-    auto* root = new CountingNode(&manager, &deaths, new CountingNode(&manager, &deaths));
-    manager.Commit();
-    EXPECT_EQ(manager.GetNodeCount(), 0u);
-    manager.Rollback();
-    EXPECT_EQ(deaths, 0);
-    // The committed tree belongs to its root.
-    delete root;
-    EXPECT_EQ(deaths, 2);
-
-    // A node destroyed during a parse leaves the list.
-    manager.StartTransaction();
-    auto* dropped = new CountingNode(&manager, &deaths);
-    new CountingNode(&manager, &deaths);
-    delete dropped;
-    EXPECT_EQ(manager.GetNodeCount(), 1u);
-    manager.Rollback();
-    EXPECT_EQ(deaths, 4);
 }
 
 }  // namespace

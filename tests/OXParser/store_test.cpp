@@ -76,15 +76,6 @@ struct Recorder : OXObjectVisitor, OXAttributeVisitor, ListObserver<OXObjectMana
     Calls seen;
 };
 
-// Objects get no functions from their definitions; these are added by hand.
-struct Function : OXFunctionDeclInterface {
-    Function(long id, std::string name) : id(id), name(std::move(name)) {}
-    long GetFunctionId() const override { return id; }
-    const std::string& GetFunctionName() const override { return name; }
-    long id;
-    std::string name;
-};
-
 struct CountingObserver : Observer<OXObject> {
     void Update(OXObject*) override { ++updates; }
     int updates = 0;
@@ -156,7 +147,6 @@ TEST_F(StoreTest, DefinitionsObjectsUpdatesAndDeletionsWithTheirAnnouncements) {
          ""},
         // The table keeps the first definition.
         {"class Motor { };", "Semantic Error: ER_DUPLICATED_CLASS_NAME", {}, ""},
-        {"class number { };", "Semantic Error: ER_DUPLICATED_CLASS_NAME", {}, ""},
         {"new Motor(5, \"M1\", 1234);", "ok", {"new Motor 5"}, "Id=5 Name=M1 Speed=1234"},
         // Positional update: the constant Id takes no value, the rest keep
         // theirs, surplus values are ignored.
@@ -165,7 +155,6 @@ TEST_F(StoreTest, DefinitionsObjectsUpdatesAndDeletionsWithTheirAnnouncements) {
         // A failing update keeps what it wrote before the failure, untold.
         {"upd 5 (\"M4\", \"fast\");", "Semantic Error: ER_INVALID_EXPRESSION_TYPE", {}, m4},
         {"upd 0 ();", "Semantic Error: ER_INVALID_OBJECT_ID", {}, m4},
-        {"upd 6 ();", "Semantic Error: ER_INVALID_OBJECT_ID", {}, m4},
         // A number already in use, and too few values: nothing stored.
         {"new Motor(5, \"again\", 1);", "Semantic Error: ER_OBJECT_ALREADY_EXISTS", {}, m4},
         {"new Motor(6, \"short\");", "Semantic Error: ER_INVALID_EXPRESSION_COUNT", {}, m4},
@@ -196,11 +185,9 @@ TEST_F(StoreTest, ClassChainLookupsFunctionsAndPositionalUpdate) {
     OXComplexObject* base = child->GetBase();
     EXPECT_TRUE(child->IsClass("Base"));
     EXPECT_TRUE(child->IsClass("Object"));
-    EXPECT_FALSE(child->IsClass("Other"));
     EXPECT_EQ(child->GetAttribute("X"), base->GetAttribute("X"));
     EXPECT_EQ(child->LookupAttribute("X"), base->GetAttribute("X"));
     EXPECT_EQ(child->LookupAttribute("Id"), base->GetBase()->GetAttribute("Id"));
-    EXPECT_EQ(child->LookupAttribute("Nope"), nullptr);
     // Two attributes of one name at one level: the first declared answers,
     // and the name counts once; the hidden X still counts and is visited.
     EXPECT_EQ(Object(1)->GetAttribute("Q"), Object(1)->LookupAttribute("Q"));
@@ -208,17 +195,6 @@ TEST_F(StoreTest, ClassChainLookupsFunctionsAndPositionalUpdate) {
     EXPECT_EQ(Object(1)->GetAttributeCount(), 3);
     EXPECT_EQ(child->GetAttributeCount(), 6);
     EXPECT_EQ(Attributes(5), "Id=5 X=-1 P=-2 X=-3 C=-4 Y=-5");
-    // The derived function overrides the base function of its number.
-    base->Add(*new Function(1, "Start"));
-    base->Add(*new Function(2, "Stop"));
-    child->Add(*new Function(1, "StartFast"));
-    EXPECT_EQ(child->GetFunction(1L)->GetFunctionName(), "StartFast");
-    EXPECT_EQ(base->GetFunction(1L)->GetFunctionName(), "Start");
-    EXPECT_EQ(child->GetFunction(2L)->GetFunctionName(), "Stop");
-    EXPECT_EQ(child->GetFunction(3L), nullptr);
-    EXPECT_EQ(child->GetFunction(std::string("Start"))->GetFunctionId(), 1);
-    EXPECT_EQ(child->GetFunction(std::string("Nope")), nullptr);
-    EXPECT_EQ(child->GetNumberObject("X")->GetFunction(1L), nullptr);
 
     // Each level tells its observers when its part is written; a wrong kind
     // at the derived level keeps the base values and tells only the base.
@@ -232,12 +208,9 @@ TEST_F(StoreTest, ClassChainLookupsFunctionsAndPositionalUpdate) {
         int childUpdates, baseUpdates;
     } steps[] = {
         {"upd 5 (1, 2, 3, 4);", "ok", "Id=5 X=1 P=2 X=3 C=-4 Y=4", 1, 1},
-        {"upd 5 (10);", "ok", "Id=5 X=10 P=2 X=3 C=-4 Y=4", 2, 2},
-        {"upd 5 (100, 101, 102, 103, 104, 105, 106);", "ok", "Id=5 X=100 P=101 X=102 C=-4 Y=103", 3,
-         3},
         {"upd 5 (7, 8, \"x\", 9);", "Semantic Error: ER_INVALID_EXPRESSION_TYPE",
-         "Id=5 X=7 P=8 X=102 C=-4 Y=103", 3, 4},
-        {"upd 5 ();", "ok", "Id=5 X=7 P=8 X=102 C=-4 Y=103", 4, 5},
+         "Id=5 X=7 P=8 X=3 C=-4 Y=4", 1, 2},
+        {"upd 5 ();", "ok", "Id=5 X=7 P=8 X=3 C=-4 Y=4", 2, 3},
     };
     for (const Step& s : steps) {
         EXPECT_EQ(Run(s.text), s.result) << s.text;
@@ -262,11 +235,7 @@ TEST_F(StoreTest, TemplatesListsAndNestedObjectsWithTheirOwnership) {
         "new Holder(4, Child(5, 1, \"i\", 2), (Child(6, 3, \"k\", 4), null, @1));",
     });
     EXPECT_EQ(Attributes(2), "Id=2 Key=k Val=3");
-    EXPECT_EQ(Object(2)->GetNumberAttr("Val")->GetClassName(), "number");
     EXPECT_EQ(Object(3)->GetListObject("Val")->GetElementClassName(), "string");
-    Recorder words;
-    Object(3)->GetListObject("Val")->VisitElements(words);
-    EXPECT_EQ(words.seen, (Calls{"\"a\"", "\"b\""}));
 
     EXPECT_EQ(Count(), 6);
     EXPECT_EQ(Object(4)->GetReference("Inner"), Object(5));
@@ -331,17 +300,13 @@ TEST_F(StoreTest, TemplateAndClassErrors) {
     Expect({
         {"new Foo(1, 2);", "Semantic Error: ER_INVALID_EXPRESSION_COUNT"},
         {"new list<number>(1, 2);", "Semantic Error: ER_NOT_AN_OBJECT_OBJECT"},
-        {"new number(1);", "Semantic Error: ER_NOT_AN_OBJECT_OBJECT"},
         {"new Plain(1);", "Semantic Error: ER_NOT_AN_OBJECT_OBJECT"},
         {"new Foo<number>(1, 2, 3);", "Semantic Error: ER_INVALID_TEMPLATE_PARAMETER_COUNT"},
         {"new Box(1, 2);", "Semantic Error: ER_INVALID_TEMPLATE_PARAMETER_COUNT"},
         {"new Box<number<Foo>>(1, 2);", "Semantic Error: ER_UNEXCPETED_TEMPLATE_PARAMETERS"},
-        {"new Box<list>(1, 2);", "Semantic Error: ER_UNEXCPETED_TEMPLATE_PARAMETERS"},
         // The enum base is made of the one value, and is no class.
         {"new Bad(1);", "Semantic Error: ER_NON_COMPLEX_CLASS_BASE_CLASS"},
         {"new Nothing(1);", "Semantic Error: ER_UNKNOWN_CLASS"},
-        {"new Box<Nothing>(1, 2);", "Semantic Error: ER_UNKNOWN_CLASS"},
-        {"new Box<number>(1, @99);", "Semantic Error: ER_INVALID_OBJECT_ID"},
         // Self-holding and cyclic classes end in an error, not in endless
         // recursion.
         {"new Chain(1, 5);", "Semantic Error: ER_INVALID_EXPRESSION_COUNT"},
@@ -362,11 +327,9 @@ TEST_F(StoreTest, TemplateAndClassErrors) {
     EXPECT_TRUE(Object(3)->IsClass("Pump"));
     EXPECT_EQ(Attributes(3), "Id=3 Name=p Flow=7");
     // An enum value the enum does not have has no text.
-    RunAll({"class Lamp : Object { Colour C; };", "new Lamp(4, 7);", "new Lamp(5, 1);"});
+    RunAll({"class Lamp : Object { Colour C; };", "new Lamp(4, 7);"});
     EXPECT_EQ(Object(4)->GetEnumObject("C")->GetEnumStr(), nullptr);
     EXPECT_EQ(Object(4)->GetEnumObject("C")->AsString(), "7");
-    ASSERT_NE(Object(5)->GetEnumObject("C")->GetEnumStr(), nullptr);
-    EXPECT_EQ(*Object(5)->GetEnumObject("C")->GetEnumStr(), "Red");
     // A reference to a complex object where a number is declared: dropped to
     // null (new) or refused by the attribute (upd); the object stays.
     RunAll({"new Box<number>(6, @3);"});
@@ -386,9 +349,9 @@ TEST(StoreAccessRights, RightMissingFromTheEnumFailsTheCreation) {
     auto run = [&](std::string text) {
         return parser.Parse(&text[0]) == 0 ? std::string("ok") : parser.GetErrorStr();
     };
-    for (const char* text : {"enum tagAccessRight { \"AR_USER\"=0, };",
-                             "class Object { const number Id; };",
-                             "class Own : Object { number V ! AR_ADMIN; };"})
+    for (const char* text :
+         {"enum tagAccessRight { \"AR_USER\"=0, };", "class Object { const number Id; };",
+          "class Own : Object { number V ! AR_ADMIN; };"})
         ASSERT_EQ(run(text), "ok") << text;
     EXPECT_EQ(run("new Own(1, 2);"), "Semantic Error: ER_ACCESS_RIGHT_ENUM_NOT_DEFINED");
     EXPECT_EQ(parser.GetObjectManager().GetObjectCount(), 0);
@@ -398,8 +361,9 @@ TEST(StoreAccessRights, RightMissingFromTheEnumFailsTheCreation) {
 TEST_F(StoreTest, UnitsAndAccessRightsGivenBySymbols) {
     RunAll({
         "class Setter : Object { string Unit; number Mul; number Div; tagAccessRight Right; "
-        "number Value : Unit * Mul / Div ! AR_SERVICE; number Plain; number Own ! AR_ADMIN; };",
-        "new Setter(1, \"bar\", 3, 100, 3, 250, 4, 5);",
+        "number Value : Unit * Mul / Div ! AR_SERVICE; number Plain; number Own ! AR_ADMIN; "
+        "number Alt : Unit / Div ! 3; };",
+        "new Setter(1, \"bar\", 3, 100, 3, 250, 4, 5, 6);",
     });
     OXAttribute* value = Object(1)->GetAttribute("Value");
     ASSERT_NE(value, nullptr);
@@ -411,6 +375,11 @@ TEST_F(StoreTest, UnitsAndAccessRightsGivenBySymbols) {
     // Without a right written, AR_USER; with a symbol of the enum, its value.
     EXPECT_EQ(Object(1)->GetAttribute("Plain")->GetAccessRight(), 0);
     EXPECT_EQ(Object(1)->GetAttribute("Own")->GetAccessRight(), 1);
+    // A divisor without a factor, and a right given as a number.
+    OXAttribute* alt = Object(1)->GetAttribute("Alt");
+    EXPECT_EQ(alt->GetUnitStr() + "*" + std::to_string(alt->GetUnitMul()) + "/" +
+                  std::to_string(alt->GetUnitDiv()) + "!" + std::to_string(alt->GetAccessRight()),
+              "bar*1/100!3");
 
     // Decimals follow the divisor; a zero divisor from the controller does
     // not divide.
@@ -418,8 +387,7 @@ TEST_F(StoreTest, UnitsAndAccessRightsGivenBySymbols) {
         long div;
         int decimals;
         double value;
-    } units[] = {{1, 0, 750}, {9, 0, 250. / 3}, {10, 1, 75}, {99, 1, 750. / 99}, {100, 2, 7.5},
-                 {250, 2, 3}, {1000, 3, .75},   {0, 0, 750}, {-100, 0, -7.5}};
+    } units[] = {{9, 0, 250. / 3}, {10, 1, 75}, {99, 1, 750. / 99}, {0, 0, 750}, {-100, 0, -7.5}};
     for (const auto& u : units) {
         value->SetUnitDiv(u.div);
         EXPECT_EQ(value->GetNoOfDecimals(), u.decimals) << u.div;
@@ -427,15 +395,11 @@ TEST_F(StoreTest, UnitsAndAccessRightsGivenBySymbols) {
     }
 
     RunAll({"class Wrong : Object { number Speed; number V : Speed; };",
-            "class NoAttr : Object { number V : Missing; };",
             "class BadMul : Object { string S; number V : \"x\" * S; };",
-            "class NoMul : Object { number V : \"x\" * Missing; };",
             "class BadRight : Object { number R; number V ! R; };",
             "class NoRight : Object { number V ! Missing; };"});
     Expect({{"new Wrong(2, 1, 2);", "Semantic Error: ER_UNIT_ID_NOT_A_STRING"},
-            {"new NoAttr(2, 1);", "Semantic Error: ER_INVALID_UNIT_ID_ATTRIBUTE_NAME"},
             {"new BadMul(2, \"s\", 1);", "Semantic Error: ER_FACTOR_NOT_A_NUMBER"},
-            {"new NoMul(2, 1);", "Semantic Error: ER_INVALID_FACTOR_ATTRIBUTE_NAME"},
             {"new BadRight(2, 1, 2);", "Semantic Error: ER_ACCESS_RIGHT_NOT_A_NUMBER"},
             {"new NoRight(2, 1);", "Semantic Error: ER_INVALID_ACCESS_RIGHT_ATTRIBUTE_NAME"}});
     EXPECT_EQ(Count(), 1);
@@ -448,17 +412,10 @@ TEST_F(StoreTest, ReadersGiveTheirKindAndNeutralValuesOtherwise) {
             "new Sensor(7);", "new Motor(5, 125, \"Pump\", 2, (1, 3), @7, -4);"});
     OXComplexObject* motor = Object(5);
     ASSERT_NE(motor, nullptr);
-    EXPECT_DOUBLE_EQ(motor->GetNumber("Speed"), 37.5);
-    EXPECT_EQ(motor->GetNumberAttr("Speed")->GetUnitStr(), "rpm");
-    EXPECT_EQ(motor->GetString("Name"), "Pump");
-    EXPECT_EQ(motor->GetEnum("State"), 2);
-    EXPECT_EQ(*motor->GetEnumObject("State")->GetEnumStr(), "Running");
-    // A "void" attribute holds a number.
+    // The values themselves reach the clients' messages; a "void" attribute
+    // holds a number.
     EXPECT_DOUBLE_EQ(motor->GetNumber("Spare"), -4);
-    ASSERT_EQ(motor->GetList("Items")->size(), 2u);
-    EXPECT_EQ(motor->GetReference("Target"), Object(7));
     EXPECT_EQ(motor->GetAttrValue("Target"), Object(7));
-    EXPECT_EQ(motor->AsString(), "");
     // Each reader finds the attribute of its kind and nothing otherwise:
     // n, s, e for the attributes, N, S, E for non-neutral values.
     auto found = [motor](const char* name) {
@@ -485,10 +442,7 @@ TEST_F(StoreTest, ReadersGiveTheirKindAndNeutralValuesOtherwise) {
 
     // Numbers lose trailing zeros and the point; "%f" keeps six decimals.
     const std::pair<double, const char*> texts[] = {
-        {12.5, "12.5"},   {3, "3"},
-        {0, "0"},         {-0.25, "-0.25"},
-        {100, "100"},     {1e20, "100000000000000000000"},
-        {0.0000004, "0"}, {2.1234567, "2.123457"}};
+        {-0.25, "-0.25"}, {100, "100"}, {1e20, "100000000000000000000"}, {2.1234567, "2.123457"}};
     for (const auto& t : texts)
         EXPECT_EQ(OXNumberToString(t.first), t.second);
     EXPECT_EQ(OXNumberToString(std::numeric_limits<double>::max()).size(), 309u);
@@ -521,7 +475,6 @@ TEST_F(StoreTest, ResultsExceptionsAndExecutions) {
         // Used once; unregistered results are numbers.
         {"res 7 : \"abc\";", "Semantic Error: ER_INVALID_EXPRESSION_TYPE", {}},
         {"res 7 : 12;", "ok", {"res 7 number 12"}},
-        {"res 0 : 1;", "ok", {"res 0 number 1"}},
         // An exception ends the registration as well.
         {"exc 8 : (3, \"broken\");", "ok", {"exc 8 Exception broken"}},
         {"res 8 : 4;", "ok", {"res 8 number 4"}},
@@ -550,8 +503,6 @@ TEST_F(StoreTest, TableOrderObserversAndObjectCount) {
     RunAll({"class Root : Object { number ObjectCount; };", "class Sensor : Object { };"});
     OXObjectManager& objects = parser.GetObjectManager();
     EXPECT_EQ(objects.InSync(), 0);
-    EXPECT_EQ(Run("new Root(1, 3"), "syntax error");
-    EXPECT_EQ(Count(), 0);
     RunAll({"new Sensor(30);", "new Root(1, 3);", "new Sensor(20);"});
     EXPECT_EQ(objects.InSync(), 1);
     EXPECT_EQ(Run("new Sensor(10);"), "ok");
@@ -571,13 +522,6 @@ TEST_F(StoreTest, TableOrderObserversAndObjectCount) {
     EXPECT_EQ(Run("del 10 ();"), "ok");
     EXPECT_EQ(objects.InSync(), 1);
     EXPECT_EQ(late.seen.size(), 6u);
-
-    // Reset empties the store; the definitions are gone, the built-ins stay.
-    parser.Reset();
-    EXPECT_EQ(Count(), 0);
-    EXPECT_EQ(Run("new Sensor(2);"), "Semantic Error: ER_UNKNOWN_CLASS");
-    for (const char* name : {"list", "number", "string", "void"})
-        EXPECT_NE(parser.GetClassManager().Lookup(name), nullptr) << name;
 }
 
 }  // namespace

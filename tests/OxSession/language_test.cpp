@@ -45,13 +45,12 @@ TEST_F(LanguageMapTest, LoadsFromTheServiceFolderAndLooksUpEachKind) {
     EXPECT_EQ("Linie", OxLanguageMap::getGlobalName(3, german));
     EXPECT_EQ("Mittel", OxLanguageMap::getEnumValueText("tagFanLevel", 2, german));
     // Missing entries of each kind come back as their keys.
-    EXPECT_EQ("p13 a6 r2 d98 g4 tagFanLevel-3",
-              OxLanguageMap::getParmName(13, german) + " " +
-                  OxLanguageMap::getAlarmText(6, german) + " " +
-                  OxLanguageMap::getAlarmReplyText(2, german) + " " +
-                  OxLanguageMap::getDialogText(98, german) + " " +
-                  OxLanguageMap::getGlobalName(4, german) + " " +
-                  OxLanguageMap::getEnumValueText("tagFanLevel", 3, german));
+    EXPECT_EQ("p13", OxLanguageMap::getParmName(13, german));
+    EXPECT_EQ("a6", OxLanguageMap::getAlarmText(6, german));
+    EXPECT_EQ("r2", OxLanguageMap::getAlarmReplyText(2, german));
+    EXPECT_EQ("d98", OxLanguageMap::getDialogText(98, german));
+    EXPECT_EQ("g4", OxLanguageMap::getGlobalName(4, german));
+    EXPECT_EQ("tagFanLevel-3", OxLanguageMap::getEnumValueText("tagFanLevel", 3, german));
     OxLanguageMap::RemoveLanguage(german);
 }
 
@@ -243,9 +242,9 @@ TEST_F(LanguageMapTest, SessionsShareALanguageAndTheLastFreesIt) {
     OxLanguageMap::RemoveLanguage(&stranger);
     OxLanguageMap::RemoveLanguage(nullptr);
     EXPECT_EQ(0, languages->GetUseCount("german"));
+}
 
-    // English, once read, stays loaded for the fallback of every language.
-    OxLanguageMap::DeleteInstance();
+TEST_F(LanguageMapTest, EnglishStaysLoadedForTheFallback) {
     WriteLanguage("english", u"p1,Pump\n");
     OxTextMap* english = OxLanguageMap::Instance("english");
     ASSERT_NE(nullptr, english);
@@ -294,21 +293,14 @@ TEST_F(LanguageMapTest, TextMappingTakesAtMostTwoHundredPairs) {
     OxLanguageMap::RemoveLanguage(german);
 }
 
-TEST_F(LanguageMapTest, SampleFilesOfTheSimulatorWorldLoad) {
+// The English sample file is read by the logon process test.
+TEST_F(LanguageMapTest, GermanSampleFileOfTheSimulatorWorldLoads) {
     const std::string dir = std::string(OXGW_SOURCE_DIR) + "/tools/torcsim/languages/";
-    for (const char* language : {"english", "german"}) {
-        std::string name = std::string("oxgw_") + language + ".ucs";
-        box.WriteFile("/usr/torc2/locale/" + std::string(language) + "/" + name,
-                      ReadWholeFile(dir + name));
-    }
+    box.WriteFile("/home/service/oxgw_german.ucs", ReadWholeFile(dir + "oxgw_german.ucs"));
     OxTextMap* german = OxLanguageMap::Instance("german");
     ASSERT_NE(nullptr, german);
-    EXPECT_EQ("Entwicklertemperatur", OxLanguageMap::getParmName(2101, german));
     EXPECT_EQ("\xC3\x84tzer", OxLanguageMap::getParmName(3, german));
     EXPECT_EQ("Temperatur von %o in %s zu hoch", OxLanguageMap::getAlarmText(201, german));
-    EXPECT_EQ("Quittieren", OxLanguageMap::getAlarmReplyText(1, german));
-    EXPECT_EQ("Mittel", OxLanguageMap::getEnumValueText("tagFanLevel", 2, german));
-    EXPECT_EQ("Developer temperature", OxLanguageMap::getParmName(2101, nullptr));
     // Every line of the source made one text.
     std::string source = ReadWholeFile(dir + "german.txt");
     EXPECT_EQ(static_cast<size_t>(std::count(source.begin(), source.end(), '\n')), german->size());
@@ -323,6 +315,7 @@ class CustomLanguageTest : public LanguageMapTest {
         LanguageMapTest::SetUp();
         oldPath_ = getenv("PATH") ? getenv("PATH") : "";
         setenv("PATH", (std::string(OXGW_SOURCE_DIR) + "/tools/board:" + oldPath_).c_str(), 1);
+        setenv("OXGW_ROOT", box.Root().c_str(), 1);
     }
     void TearDown() override {
         setenv("PATH", oldPath_.c_str(), 1);
@@ -330,52 +323,46 @@ class CustomLanguageTest : public LanguageMapTest {
         unsetenv("OXGW_BOARD_FAIL");
         LanguageMapTest::TearDown();
     }
+    std::string BoardLog() { return ReadWholeFile(box.Path("/var/log/board.log")); }
+
     std::string oldPath_;
 };
 
-// Where a custom language is found, what the board's programs were asked, and
-// that other languages never touch the stick.
-TEST_F(CustomLanguageTest, ServiceFolderElseTheStickElseTheSearchGoesOn) {
-    const struct {
-        std::vector<std::string> files;  // below the root, each holding "p1,<its folder>"
-        const char* failing;             // programs that fail, or null
-        const char* language;
-        const char* text;  // of p1, or null for no language
-        const char* log;
-    } rows[] = {
-        {{"/mnt/usb"}, nullptr, "custom", "usb", "mountusb \numountusb \n"},
-        {{"/home/service", "/mnt/usb"}, nullptr, "custom", "service", ""},
-        {{}, nullptr, "custom", nullptr, "mountusb \numountusb \n"},
-        {{}, nullptr, "german", nullptr, ""},
-        {{"/usr/torc2/locale"},
-         "mountusb umountusb",
-         "custom",
-         "locale",
-         "mountusb \numountusb \n"},
-    };
-    for (const auto& row : rows) {
-        Sandbox fresh;
-        OxConfiguration::Instance()->SetAppPath(fresh.Root());
-        setenv("OXGW_ROOT", fresh.Root().c_str(), 1);
-        if (row.failing != nullptr)
-            setenv("OXGW_BOARD_FAIL", row.failing, 1);
-        for (const std::string& folder : row.files) {
-            std::string name = folder.substr(folder.rfind('/') + 1);
-            std::u16string text = u"p1," + std::u16string(name.begin(), name.end()) + u"\n";
-            fresh.WriteFile(folder + "/custom/oxgw_custom.ucs", UcsFile(text));
-        }
-        OxTextMap* map = OxLanguageMap::Instance(row.language);
-        if (row.text == nullptr) {
-            EXPECT_EQ(nullptr, map) << row.language;
-        } else {
-            ASSERT_NE(nullptr, map) << row.text;
-            EXPECT_EQ(row.text, OxLanguageMap::getParmName(1, map));
-            OxLanguageMap::RemoveLanguage(map);
-        }
-        EXPECT_EQ(row.log, ReadWholeFile(fresh.Path("/var/log/board.log"))) << row.language;
-        unsetenv("OXGW_BOARD_FAIL");
-        OxLanguageMap::DeleteInstance();
-    }
+TEST_F(CustomLanguageTest, FromTheStickMountedAndUnmounted) {
+    box.WriteFile("/mnt/usb/custom/oxgw_custom.ucs", UcsFile(u"p1,Stick\n"));
+    OxTextMap* custom = OxLanguageMap::Instance("custom");
+    ASSERT_NE(nullptr, custom);
+    EXPECT_EQ("Stick", OxLanguageMap::getParmName(1, custom));
+    EXPECT_EQ("mountusb \numountusb \n", BoardLog());
+    OxLanguageMap::RemoveLanguage(custom);
+}
+
+TEST_F(CustomLanguageTest, ServiceFolderNeedsNoStick) {
+    box.WriteFile("/home/service/custom/oxgw_custom.ucs", UcsFile(u"p1,Service\n"));
+    box.WriteFile("/mnt/usb/custom/oxgw_custom.ucs", UcsFile(u"p1,Stick\n"));
+    OxTextMap* custom = OxLanguageMap::Instance("custom");
+    ASSERT_NE(nullptr, custom);
+    EXPECT_EQ("Service", OxLanguageMap::getParmName(1, custom));
+    EXPECT_EQ("", BoardLog());
+    OxLanguageMap::RemoveLanguage(custom);
+}
+
+TEST_F(CustomLanguageTest, NoFileAnywhereStillUnmounts) {
+    EXPECT_EQ(nullptr, OxLanguageMap::Instance("custom"));
+    EXPECT_EQ("mountusb \numountusb \n", BoardLog());
+    // Other languages never touch the stick.
+    EXPECT_EQ(nullptr, OxLanguageMap::Instance("german"));
+    EXPECT_EQ("mountusb \numountusb \n", BoardLog());
+}
+
+TEST_F(CustomLanguageTest, FailingMountIsReportedAndTheSearchGoesOn) {
+    setenv("OXGW_BOARD_FAIL", "mountusb umountusb", 1);
+    box.WriteFile("/usr/torc2/locale/custom/oxgw_custom.ucs", UcsFile(u"p1,Locale\n"));
+    OxTextMap* custom = OxLanguageMap::Instance("custom");
+    ASSERT_NE(nullptr, custom);
+    EXPECT_EQ("Locale", OxLanguageMap::getParmName(1, custom));
+    EXPECT_EQ("mountusb \numountusb \n", BoardLog());
+    OxLanguageMap::RemoveLanguage(custom);
 }
 
 }  // namespace

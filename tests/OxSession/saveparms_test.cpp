@@ -1,6 +1,6 @@
 // Parameter files: a world of parameters built from controller texts, saved
-// to a real file and compared line by line; the checksum checker and the
-// tokenizer that restoring rests on.
+// to a real file and compared line by line; the checksum checker that
+// restoring rests on.
 #include "oxcommandparser.h"
 #include "oxsaveparmsvisitor.h"
 #include "sandbox.h"
@@ -80,24 +80,13 @@ TEST(SaveParms, ChecksumCheckerBoundariesAndBadFiles) {
     EXPECT_FALSE(valid(data));  // no checksum line
     EXPECT_FALSE(valid(data + "#Checksum: nan\n"));
     // Lines after the checksum are not read; rounding goes to the machine.
-    HMParCheckSumChecker checker(data + "  10.6 , 3.4\n#Checksum: 114\n7,7,\n");
+    HMParCheckSumChecker checker(data + "\n\n  10.6 , 3.4\n#Checksum: 114\n7,7,\n");
     EXPECT_TRUE(checker.valid);
     EXPECT_EQ(checker.commands, "10,90,11,3,");
     EXPECT_DOUBLE_EQ(checker.fileChecksum, 114);
+    // Empty lines and lines without data count nothing.
     EXPECT_FALSE(valid("garbage\n\n#Checksum: 1\n"));
     EXPECT_TRUE(valid("garbage\n\n#Checksum: 0\n"));
-}
-
-TEST(SaveParms, TokenizeLeavesOutEmptyPieces) {
-    std::vector<std::string> tokens;
-    HMTokenize("\n\na\nbb\n\nc", tokens, "\n");
-    EXPECT_EQ(tokens, (std::vector<std::string>{"a", "bb", "c"}));
-    tokens.clear();
-    HMTokenize("x, y;z", tokens, ",; ");
-    EXPECT_EQ(tokens, (std::vector<std::string>{"x", "y", "z"}));
-    tokens.clear();
-    HMTokenize("", tokens, "\n");
-    EXPECT_TRUE(tokens.empty());
 }
 
 }  // namespace

@@ -174,10 +174,7 @@ TEST(ConnectionProcess, StrayResultsAndExceptionsDoNotDisturbTheConversation) {
     EXPECT_TRUE(WaitForLog(env, "Semantic Error: ER_INVALID_EXPRESSION_TYPE"));
 
     // The conversation goes on as usual.
-    ASSERT_TRUE(ctl.SendFrame("res 1 : 0;"));
-    ASSERT_NO_FATAL_FAILURE(ExpectFrame(ctl, kDateTime));
-    ASSERT_TRUE(ctl.SendFrame("res 11 : 0;"));
-    ASSERT_NO_FATAL_FAILURE(ExpectFrame(ctl, kAttach));
+    ASSERT_NO_FATAL_FAILURE(HandOver(ctl, {}));
     ASSERT_TRUE(WaitForLog(env, "COM 1: Connected\n"));
     EXPECT_TRUE(Quiet(ctl));
     EXPECT_TRUE(gw->Running());

@@ -298,6 +298,7 @@ TEST_F(TorcsimTest, CheckReportsWhatIsWrongWithAWorld) {
     // A world that works but lacks what the gateway relies on is warned
     // about; the sample world is clean.
     const std::string bare = base + "new Object(5, \"x\");\n";
+    const std::string a = base + "class A : Object { number X; };\n";
     struct Case {
         std::string world;
         int code;
@@ -305,14 +306,12 @@ TEST_F(TorcsimTest, CheckReportsWhatIsWrongWithAWorld) {
     } cases[] = {
         {base + "class A : Object { number X }\n", 2, "bad.oxw:2: expected ';' near '}'"},
         {base + "new A(1, \"a\");\n", 2, "bad.oxw:2: new of A, which is no class defined before"},
-        {base + "class A : Object { number X; };\nnew A(1, \"a\");\n", 2,
-         "bad.oxw:3: A needs 3 values, 2 given"},
+        {a + "new A(1, \"a\");\n", 2, "bad.oxw:3: A needs 3 values, 2 given"},
         {base + "class A : Object { Object R; };\nnew A(1, \"a\", @7);\n", 2,
          "bad.oxw:3: reference @7 to an object not defined before"},
-        {base + "class A : Object { number X; };\nnew A(1, \"a\", 5);\n\nnew A(1, \"b\", 6);\n", 2,
+        {a + "new A(1, \"a\", 5);\n\nnew A(1, \"b\", 6);\n", 2,
          "bad.oxw:5: object number 1 is used twice"},
-        {base + "class A : Object { number X; };\nnew A(1, \"a\", \"five\");\n", 2,
-         "value 3 (X) of A has the wrong kind"},
+        {a + "new A(1, \"a\", \"five\");\n", 2, "value 3 (X) of A has the wrong kind"},
         {base + "upd 1 (5);\n", 2, "bad.oxw:2: a world holds class, enum and new commands only"},
         {"enum E { A=1, };\n", 2, "bad.oxw:1: expected the text of an enum value"},
         {base + "\nnew Object(1, \"a\" ~);\n", 2, "bad.oxw:3: invalid character 0x7e"},

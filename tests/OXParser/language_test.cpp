@@ -1,5 +1,5 @@
 // The command language: scanning, the productions and the trees they build,
-// error recovery and its messages, the transaction of parse nodes, and the
+// error recovery and its messages (no parse node left behind), and the
 // bounds of nesting and token length.
 #include "oxcommand.h"
 #include "oxcommandgrammar.h"

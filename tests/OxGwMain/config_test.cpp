@@ -131,11 +131,6 @@ TEST(ConfigurationFile, FullFileFillsEveryAccessor) {
     EXPECT_TRUE(cfg.GetEMailOutputDevices(1));
     // Only the status account touches its timer.
     EXPECT_EQ((std::vector<std::string>{"start 1"}), timers.calls);
-    // Slots and indexes outside the tables give empty values.
-    EXPECT_EQ("", cfg.GetProcessorName(3));
-    EXPECT_EQ(0u, cfg.GetProcessorPort(-1));
-    EXPECT_EQ("", cfg.GetEMailSMTPServer(10));
-    EXPECT_TRUE(cfg.GetEMailReceiver(-1).empty());
 }
 
 TEST(ConfigurationFile, PortTraps) {
@@ -173,12 +168,6 @@ TEST(ConfigurationFile, PortTraps) {
     EXPECT_EQ(0, cfg.ProcessorInfo_Count());
     EXPECT_FALSE(cfg.GetConnectionCfg(3).used);
     EXPECT_EQ(0, cfg.GetConnectionCfg(3).maxAgeDays);
-}
-
-TEST(ConfigurationDeathTest, ConnectionCfgOutsidePortsAborts) {
-    OxConfiguration cfg;
-    EXPECT_DEATH(cfg.GetConnectionCfg(11), "port >= 1 && port <= 10");
-    EXPECT_DEATH(cfg.GetConnectionCfg(0, false), "port >= 1 && port <= 10");
 }
 
 TEST(ConfigurationFile, NothingAppliedWithoutTheWord) {

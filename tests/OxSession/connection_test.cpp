@@ -362,15 +362,4 @@ TEST_F(Connection, DuplicatedSerialNumbers) {
     EXPECT_EQ(nullptr, manager->OxGetConnection(3));
 }
 
-TEST(ConnectionDeathTest, UnknownLinkModeIsAProgrammingError) {
-    GTEST_FLAG_SET(death_test_style, "threadsafe");
-    setenv("OXGW_APPLICATION_IP", UniqueLoopbackIp().c_str(), 1);
-    EXPECT_DEATH(
-        {
-            OxConnection conn(1);
-            conn.LinkModeChange(static_cast<OXLink::tagLinkMode>(7));
-        },
-        "false");
-}
-
 }  // namespace

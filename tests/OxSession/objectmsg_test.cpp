@@ -292,33 +292,22 @@ TEST_F(ObjectMsgTest, TypeRequestAnswersParametersOnly) {
 
 // ---------------------------------------------------------------- historic alarms
 
-const char* const kLogLine =
-    "<Message><HistoricAlarmEvent event=\"Activated\" type=\"17\" priority=\"3\" "
-    "description=\"Pump stopped\"><Time year=\"2026\"/><Object id=\"500\"/><ReplyList>"
-    "</ReplyList><Context><Object id=\"12\" section=\"4\"/></Context></HistoricAlarmEvent>"
-    "</Message>";
-
+// The first %o and %s of the alarm text become the owner's name and the
+// section's; a marker inside a name stays. Without context the markers stay;
+// lines that are no alarm event with a number type go out untouched.
 TEST(HistoricAlarmEventTest, DescriptionFromAlarmTextOwnerAndSection) {
-    OxTextMap german{
-        {"a17", "%o stopped in %s; check %o"}, {"p12", "Dosierpumpe %s"}, {"p4", "Zone vier"}};
-    std::string line = kLogLine;
-    EXPECT_TRUE(OxHistoricAlarmEvent_Fill(line, &german));
-    // The first markers only; a marker inside a name stays as it is.
-    EXPECT_EQ(line,
-              "<Message><HistoricAlarmEvent event=\"Activated\" type=\"17\" "
-              "priority=\"3\" description=\"Dosierpumpe %s stopped in Zone vier; "
-              "check %o\"><Time year=\"2026\"/><Object id=\"500\"/><ReplyList>"
-              "</ReplyList><Context><Object id=\"12\" section=\"4\"/></Context>"
-              "</HistoricAlarmEvent></Message>");
-}
-
-// Without context the markers stay; lines that are no alarm event with a
-// number type go out untouched.
-TEST(HistoricAlarmEventTest, WithoutContextOrTypeTheLineStaysAsItIs) {
-    OxTextMap language{{"a9", "Door %o open in %s"}};
+    OxTextMap language{{"a17", "%o stopped in %s; check %o"},
+                       {"p12", "Dosierpumpe %s"},
+                       {"p4", "Zone vier"},
+                       {"a9", "Door %o open in %s"}};
     const std::string bare =
         "<Message><HistoricAlarmEvent event=\"Active\" type=\"9\" priority=\"1\">";
+    const std::string context = "<Context><Object id=\"12\" section=\"4\"/></Context>";
     const std::pair<std::string, std::string> rows[] = {
+        {"<Message><HistoricAlarmEvent type=\"17\"><Object id=\"500\"/>" + context,
+         "<Message><HistoricAlarmEvent type=\"17\" description=\"Dosierpumpe %s stopped in "
+         "Zone vier; check %o\"><Object id=\"500\"/>" +
+             context},
         {bare + "<ReplyList>",
          bare.substr(0, bare.size() - 1) + " description=\"Door %o open in %s\"><ReplyList>"},
         {"<Message><HistoricServerState state=\"Started\"></HistoricServerState></Message>", ""},

@@ -11,7 +11,6 @@
 #include <gtest/gtest.h>
 
 #include <chrono>
-#include <functional>
 #include <cstdlib>
 #include <sys/socket.h>
 #include <thread>
@@ -167,42 +166,6 @@ TEST_F(ParamFiles, RestoreChecksSendsTheValuesAndBoots) {
     // A file that is not there: restoreparams fails, nothing is sent.
     EXPECT_FALSE(conn.RestoreParms(nullptr, "missing.hmp"));
     EXPECT_TRUE(Quiet(ctl));
-}
-
-// A save followed by a restore gives the machine simulator its values back,
-// after the boot and the new transfer that follow.
-TEST_F(ParamFiles, SaveThenRestoreOnTheSimulatorReproducesTheValues) {
-    auto sim = StartSimulator(root_, ip_);
-    ASSERT_NE(nullptr, sim);
-    OxConnection conn(1);
-    auto pumpUntil = [&](const std::function<bool()>& done, int ms) {
-        auto end = std::chrono::steady_clock::now() + std::chrono::milliseconds(ms);
-        while (!done() && std::chrono::steady_clock::now() < end)
-            Pump(20);
-        return done();
-    };
-    auto value = [&]() {
-        OXObject* parameter = conn.GetObjectManager().Lookup(2101);
-        return parameter != nullptr ? parameter->GetNumber("Value") : -1.0;
-    };
-    ASSERT_TRUE(pumpUntil([&] { return conn.GetState() == OXCS_CONNECTED; }, 8000));
-    EXPECT_DOUBLE_EQ(28.5, value());
-
-    conn.SaveParms("roundtrip.hmp", "remote&external", nullptr);
-    std::string saved = ReadWholeFile(root_ + "/etc/torc2/params/roundtrip.hmp");
-    EXPECT_NE(std::string::npos, saved.find("\n2101,285, # S2 -> Developer temperature (1/10 "))
-        << saved;
-
-    conn.ChangeParm(30, 2101);
-    ASSERT_TRUE(pumpUntil([&] { return value() == 30; }, 5000));
-
-    ASSERT_TRUE(conn.RestoreParms(nullptr, "roundtrip.hmp"));
-    // The machine takes the values, boots, closes the link; the gateway
-    // connects again after five seconds and takes over the world anew.
-    ASSERT_TRUE(pumpUntil([&] { return conn.GetState() != OXCS_CONNECTED; }, 5000));
-    ASSERT_TRUE(pumpUntil([&] { return conn.GetState() == OXCS_CONNECTED; }, 12000));
-    EXPECT_DOUBLE_EQ(28.5, value());
-    EXPECT_NE(std::string::npos, sim->Stdout().find("<- exe 1001l $ 100.107 (")) << sim->Stdout();
 }
 
 }  // namespace

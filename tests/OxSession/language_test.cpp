@@ -267,20 +267,6 @@ TEST_F(LanguageMapTest, TextMappingTakesAtMostTwoHundredPairs) {
     OxLanguageMap::RemoveLanguage(german);
 }
 
-// The English sample file is read by the logon process test.
-TEST_F(LanguageMapTest, GermanSampleFileOfTheSimulatorWorldLoads) {
-    const std::string dir = std::string(OXGW_SOURCE_DIR) + "/tools/torcsim/languages/";
-    box.WriteFile("/home/service/oxgw_german.ucs", ReadWholeFile(dir + "oxgw_german.ucs"));
-    OxTextMap* german = OxLanguageMap::Instance("german");
-    ASSERT_NE(nullptr, german);
-    EXPECT_EQ("\xC3\x84tzer", OxLanguageMap::getParmName(3, german));
-    EXPECT_EQ("Temperatur von %o in %s zu hoch", OxLanguageMap::getAlarmText(201, german));
-    // Every line of the source made one text.
-    std::string source = ReadWholeFile(dir + "german.txt");
-    EXPECT_EQ(static_cast<size_t>(std::count(source.begin(), source.end(), '\n')), german->size());
-    OxLanguageMap::RemoveLanguage(german);
-}
-
 // The custom language: the service folder, else the USB stick through the
 // board's mountusb and umountusb (stand-ins on PATH that log each call).
 class CustomLanguageTest : public LanguageMapTest {

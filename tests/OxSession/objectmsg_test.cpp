@@ -1,5 +1,6 @@
 // The event and type information texts of machine objects, built from small
 // worlds that a real parser makes out of controller texts.
+#include "conn_fixture.h"
 #include "oxcommandparser.h"
 #include "oxobject.h"
 #include "oxobjectmanager.h"
@@ -81,19 +82,11 @@ class ObjectMsgTest : public ::testing::Test {
   protected:
     void SetUp() override {
         ASSERT_TRUE(parser.Create(nullptr));
-        for (const char* text : kDefinitions)
-            ASSERT_EQ(Run(text), "ok") << text;
-        for (const char* text : kObjects)
-            ASSERT_EQ(Run(text), "ok") << text;
+        conntest::Receive(parser, {std::begin(kDefinitions), std::end(kDefinitions)});
+        conntest::Receive(parser, {std::begin(kObjects), std::end(kObjects)});
         context.accessLevel = 5;
         context.protocol = 1;
         context.classes = &parser.GetClassManager();
-    }
-
-    std::string Run(const std::string& text) {
-        std::vector<char> buffer(text.begin(), text.end());
-        buffer.push_back('\0');
-        return parser.Parse(buffer.data()) == 0 ? "ok" : parser.GetErrorStr();
     }
 
     const OXObject& Object(long id) {
@@ -164,17 +157,17 @@ TEST_F(ObjectMsgTest, EventAndTypeInfoOfEachClassAsTheGoldenFileHolds) {
 }
 
 TEST_F(ObjectMsgTest, EventsFollowUpdates) {
-    ASSERT_EQ(Run("upd 20 (\"\", 1, 2, @10, 3, 0, 7, \"S1\", 0, -1, 0);"), "ok");
+    conntest::Receive(parser, {"upd 20 (\"\", 1, 2, @10, 3, 0, 7, \"S1\", 0, -1, 0);"});
     EXPECT_EQ(Event(20),
               "<Message><SensorEvent value=\"false\"><Object id=\"20\"/>"
               "<Context><Object id=\"10\" section=\"3\"/></Context></SensorEvent></Message>");
     // A negative value keeps its decimals; a setter signal the enumeration
     // lacks takes the language's text of that value.
-    ASSERT_EQ(Run("upd 21 (\"\", 0, 2, @10, 0, 0, 5, \"T1\", -5, 0);"), "ok");
+    conntest::Receive(parser, {"upd 21 (\"\", 0, 2, @10, 0, 0, 5, \"T1\", -5, 0);"});
     EXPECT_EQ(Event(21),
               "<Message><TemperatureEvent value=\"-0.5\" unit=\"C\"><Object id=\"21\"/>"
               "</TemperatureEvent></Message>");
-    ASSERT_EQ(Run("upd 53 (\"\", 0, 2, @10, 0, 0, 8, \"V1\", 6, 0, 1, 1, 0);"), "ok");
+    conntest::Receive(parser, {"upd 53 (\"\", 0, 2, @10, 0, 0, 8, \"V1\", 6, 0, 1, 1, 0);"});
     OxTextMap language{{"e98-6", "Dtr+Out1"}};
     context.language = &language;
     EXPECT_EQ(Event(53),
@@ -340,10 +333,7 @@ TEST(ObjectMsgOddTest, MissingAttributesAreHarmless) {
         "new NumParameter(2, 0, \"high\");",
         "new Temperature(3, 0, \"warm\", 0);",
     };
-    for (const char* text : texts) {
-        std::vector<char> buffer(text, text + std::char_traits<char>::length(text) + 1);
-        ASSERT_EQ(parser.Parse(buffer.data()), 0) << text << parser.GetErrorStr();
-    }
+    conntest::Receive(parser, {std::begin(texts), std::end(texts)});
     OxMsgContext context;
     context.accessLevel = 5;
     context.protocol = 1;

@@ -1,5 +1,6 @@
 // Status report: a small world that a real parser makes out of controller
 // texts, walked with every filter setting, the report compared in full.
+#include "conn_fixture.h"
 #include "oxstatusvisitor.h"
 
 #include "oxcommandparser.h"
@@ -122,10 +123,7 @@ class StatusReport : public ::testing::Test {
   protected:
     void SetUp() override {
         ASSERT_TRUE(parser.Create(nullptr));
-        for (const char* text : kWorld) {
-            std::vector<char> buffer(text, text + std::char_traits<char>::length(text) + 1);
-            ASSERT_EQ(parser.Parse(buffer.data()), 0) << text << ": " << parser.GetErrorStr();
-        }
+        conntest::Receive(parser, {std::begin(kWorld), std::end(kWorld)});
     }
 
     std::string Report(const OXStatusVisitor::Filter& filter) {
@@ -189,10 +187,7 @@ TEST_F(StatusReport, NullsListsSimpleValuesAndMissingTextsAreHarmless) {
     };
     OXCommandParser odd;
     ASSERT_TRUE(odd.Create(nullptr));
-    for (const char* text : texts) {
-        std::vector<char> buffer(text, text + std::char_traits<char>::length(text) + 1);
-        ASSERT_EQ(odd.Parse(buffer.data()), 0) << text << ": " << odd.GetErrorStr();
-    }
+    conntest::Receive(odd, {std::begin(texts), std::end(texts)});
     OXStatusVisitor oddVisitor(Flags(AR_USER, false, true, false, false, true), "n", "s");
     odd.GetObjectManager().Visit(oddVisitor);
     EXPECT_EQ(oddVisitor.GetStatus(),

@@ -1,6 +1,7 @@
 // The language map with real ".ucs" files below a sandbox root: where files
 // are found, how they are decoded, the lookups, the use counts, the custom
 // language from the USB stick and the text mapping pass.
+#include "conn_fixture.h"
 #include "oxconf.h"
 #include "oxgwmain.h"
 #include "oxlanguage.h"
@@ -273,19 +274,15 @@ class CustomLanguageTest : public LanguageMapTest {
   protected:
     void SetUp() override {
         LanguageMapTest::SetUp();
-        oldPath_ = getenv("PATH") ? getenv("PATH") : "";
-        setenv("PATH", (std::string(OXGW_SOURCE_DIR) + "/tools/board:" + oldPath_).c_str(), 1);
-        setenv("OXGW_ROOT", box.Root().c_str(), 1);
+        board_ = std::make_unique<conntest::BoardOnPath>(box.Root());
     }
     void TearDown() override {
-        setenv("PATH", oldPath_.c_str(), 1);
-        unsetenv("OXGW_ROOT");
-        unsetenv("OXGW_BOARD_FAIL");
+        board_.reset();
         LanguageMapTest::TearDown();
     }
     std::string BoardLog() { return ReadWholeFile(box.Path("/var/log/board.log")); }
 
-    std::string oldPath_;
+    std::unique_ptr<conntest::BoardOnPath> board_;
 };
 
 TEST_F(CustomLanguageTest, FromTheStickMountedAndUnmounted) {

@@ -227,12 +227,6 @@ TEST_F(ObjectMsgTest, VisitsNewAndDeletedObjects) {
     EXPECT_EQ(visit(30, true).substr(0, 27), "<Message><NumParameterType ");
     EXPECT_EQ(visit(500, true), "");
     EXPECT_EQ(visit(500, false).find("<Message><AlarmEvent event=\"Active\" type=\"3\""), 0u);
-    context.lastLevel = -1;
-    EXPECT_EQ(visit(10, false), "");
-    EXPECT_EQ(visit(10, true),
-              "<Message><Group enabled=\"1\" readAccess=\"Guest\" "
-              "writeAccess=\"Admin\"><Object id=\"10\" name=\"p10\"/></Group>"
-              "</Message>");
 }
 
 TEST_F(ObjectMsgTest, ReadRuleForUpdatesAndVisits) {

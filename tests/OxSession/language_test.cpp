@@ -21,6 +21,7 @@ class LanguageMapTest : public ::testing::Test {
         OxLanguageMap::DeleteInstance();
         OxConfiguration::Instance()->SetAppPath(box.Root());
     }
+    // Frees every map a test took, whether it gave it back or not.
     void TearDown() override {
         languageDebug = false;
         OxLanguageMap::DeleteInstance();
@@ -49,7 +50,6 @@ TEST_F(LanguageMapTest, LoadsFromTheServiceFolderAndLooksUpEachKind) {
     EXPECT_EQ("d98", OxLanguageMap::getDialogText(98, german));
     EXPECT_EQ("g4", OxLanguageMap::getGlobalName(4, german));
     EXPECT_EQ("tagFanLevel-3", OxLanguageMap::getEnumValueText("tagFanLevel", 3, german));
-    OxLanguageMap::RemoveLanguage(german);
 }
 
 TEST_F(LanguageMapTest, SearchOrderTakesTheFirstFileThatOpens) {
@@ -101,7 +101,6 @@ TEST_F(LanguageMapTest, MarkIsSkippedUnread) {
     EXPECT_EQ(1u, map->count("1"));
     EXPECT_EQ("eins", map->at("1"));
     EXPECT_EQ("zwei", OxLanguageMap::getParmName(2, map));
-    OxLanguageMap::RemoveLanguage(map);
 }
 
 TEST_F(LanguageMapTest, LineEndsQuotedKeysCommasAndOverrides) {
@@ -125,7 +124,6 @@ TEST_F(LanguageMapTest, LineEndsQuotedKeysCommasAndOverrides) {
     // Quotes of a text stay, and the last line needs no line end.
     EXPECT_EQ("\"citado\"", map->at("p8"));
     EXPECT_EQ(8u, map->size());
-    OxLanguageMap::RemoveLanguage(map);
 }
 
 TEST_F(LanguageMapTest, TextsBecomeUtf8) {
@@ -141,7 +139,6 @@ TEST_F(LanguageMapTest, TextsBecomeUtf8) {
     EXPECT_EQ("\xC3\xBC\xD0\x96\xE4\xB8\xAD\xF0\x9F\x98\x80", map->at("p1"));
     EXPECT_EQ("a\xEF\xBF\xBDz", map->at("p2"));
     EXPECT_EQ(2u, map->size());
-    OxLanguageMap::RemoveLanguage(map);
 }
 
 TEST_F(LanguageMapTest, FileBeyondTheLimitIsRefusedNotFatal) {
@@ -155,7 +152,6 @@ TEST_F(LanguageMapTest, FileBeyondTheLimitIsRefusedNotFatal) {
     ASSERT_NE(nullptr, limit);
     EXPECT_EQ("abcdef", OxLanguageMap::getParmName(2, limit));
     EXPECT_EQ("x", OxLanguageMap::getParmName(1, limit));
-    OxLanguageMap::RemoveLanguage(limit);
     EXPECT_EQ(nullptr, OxLanguageMap::Instance("over"));
 }
 
@@ -187,7 +183,6 @@ TEST_F(LanguageMapTest, TextMarksAndEnglishFallback) {
     EXPECT_EQ("untouched", out);
     EXPECT_TRUE(OxLanguageMap::ParameterLookup("p3", german, out));
     EXPECT_EQ("=Halt", out);
-    OxLanguageMap::RemoveLanguage(german);
 }
 
 TEST_F(LanguageMapTest, SessionsShareALanguageAndTheLastFreesIt) {
@@ -260,7 +255,6 @@ TEST_F(LanguageMapTest, TextMappingTakesAtMostTwoHundredPairs) {
     OxTextMap* german = OxLanguageMap::Instance("german");
     ASSERT_NE(nullptr, german);
     EXPECT_EQ("1B", OxLanguageMap::getParmName(1, german));
-    OxLanguageMap::RemoveLanguage(german);
 }
 
 // The custom language: the service folder, else the USB stick through the
@@ -286,7 +280,6 @@ TEST_F(CustomLanguageTest, FromTheStickMountedAndUnmounted) {
     ASSERT_NE(nullptr, custom);
     EXPECT_EQ("Stick", OxLanguageMap::getParmName(1, custom));
     EXPECT_EQ("mountusb \numountusb \n", BoardLog());
-    OxLanguageMap::RemoveLanguage(custom);
 }
 
 TEST_F(CustomLanguageTest, ServiceFolderNeedsNoStick) {
@@ -296,7 +289,6 @@ TEST_F(CustomLanguageTest, ServiceFolderNeedsNoStick) {
     ASSERT_NE(nullptr, custom);
     EXPECT_EQ("Service", OxLanguageMap::getParmName(1, custom));
     EXPECT_EQ("", BoardLog());
-    OxLanguageMap::RemoveLanguage(custom);
 }
 
 TEST_F(CustomLanguageTest, NoFileAnywhereStillUnmounts) {
@@ -314,7 +306,6 @@ TEST_F(CustomLanguageTest, FailingMountIsReportedAndTheSearchGoesOn) {
     ASSERT_NE(nullptr, custom);
     EXPECT_EQ("Locale", OxLanguageMap::getParmName(1, custom));
     EXPECT_EQ("mountusb \numountusb \n", BoardLog());
-    OxLanguageMap::RemoveLanguage(custom);
 }
 
 }  // namespace

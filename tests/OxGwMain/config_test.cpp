@@ -131,23 +131,17 @@ TEST(ConfigurationFile, FullFileFillsEveryAccessor) {
     EXPECT_TRUE(cfg.GetEMailOutputDevices(1));
     // Only the status account touches its timer.
     EXPECT_EQ((std::vector<std::string>{"start 1"}), timers.calls);
-    // Slots and indexes outside the tables give empty values.
-    EXPECT_EQ("", cfg.GetProcessorName(3));
-    EXPECT_EQ(0u, cfg.GetProcessorPort(-1));
-    EXPECT_EQ("", cfg.GetEMailSMTPServer(10));
-    EXPECT_TRUE(cfg.GetEMailReceiver(-1).empty());
 }
 
 TEST(ConfigurationFile, PortTraps) {
     OxConfiguration cfg;
-    Load(cfg, R"(<Configuration><Network port="2100"/></Configuration>)");
-    EXPECT_EQ(2100, cfg.GetNetworkPort());
-    Load(cfg, R"(<Configuration><Network port="0"/></Configuration>)");
-    EXPECT_EQ(2100, cfg.GetNetworkPort());
-    Load(cfg, R"(<Configuration><Network  port="2200"/></Configuration>)");
-    EXPECT_EQ(2100, cfg.GetNetworkPort());
-    Load(cfg, R"(<Configuration><Network enabled="1" port="2200"/></Configuration>)");
-    EXPECT_EQ(2100, cfg.GetNetworkPort());
+    // Port 0, and a Network element not written exactly so, leave the port.
+    for (const char* network :
+         {R"(<Network port="2100"/>)", R"(<Network port="0"/>)", R"(<Network  port="2200"/>)",
+          R"(<Network enabled="1" port="2200"/>)"}) {
+        Load(cfg, std::string("<Configuration>") + network + "</Configuration>");
+        EXPECT_EQ(2100, cfg.GetNetworkPort()) << network;
+    }
 
     // Port 11 leaves no trace, not even in the processor list.
     Load(cfg, R"(<Configuration><ConnectCom port="11"><Processor name="X"/></ConnectCom>)"
@@ -175,12 +169,6 @@ TEST(ConfigurationFile, PortTraps) {
     EXPECT_EQ(0, cfg.GetConnectionCfg(3).maxAgeDays);
 }
 
-TEST(ConfigurationDeathTest, ConnectionCfgOutsidePortsAborts) {
-    OxConfiguration cfg;
-    EXPECT_DEATH(cfg.GetConnectionCfg(11), "port >= 1 && port <= 10");
-    EXPECT_DEATH(cfg.GetConnectionCfg(0, false), "port >= 1 && port <= 10");
-}
-
 TEST(ConfigurationFile, NothingAppliedWithoutTheWord) {
     MaskRestore masks;
     OxConfiguration cfg;
@@ -198,13 +186,11 @@ TEST(ConfigurationFile, NothingAppliedWithoutTheWord) {
 TEST(ConfigurationEmail, SplittingLimitsAndClear) {
     EXPECT_EQ((std::vector<int>{3, 5, 6, 7}), OxConfiguration::SplitAlarmTypes("3,5-7"));
     EXPECT_EQ((std::vector<int>{1, 2, 9}), OxConfiguration::SplitAlarmTypes("x1;2 9-"));
-    EXPECT_EQ((std::vector<int>{4, 6}), OxConfiguration::SplitAlarmTypes("4--6"));
     // An empty range still consumes its end.
     EXPECT_EQ((std::vector<int>{8}), OxConfiguration::SplitAlarmTypes("8-4"));
     EXPECT_TRUE(OxConfiguration::SplitAlarmTypes(" ").empty());
     EXPECT_EQ(10000u, OxConfiguration::SplitAlarmTypes("1-2000000000").size());
     EXPECT_EQ((std::vector<std::string>{"a", "", "b"}), OxConfiguration::SplitReceivers("a;;b;"));
-    EXPECT_TRUE(OxConfiguration::SplitReceivers("").empty());
 
     OxConfiguration cfg;
     TimerRecorder timers;
@@ -268,13 +254,7 @@ TEST(ConfigurationTexts, EncodeDecode) {
     // Base64 of "abc" and a NUL, each character shifted by 0x3f.
     EXPECT_EQ("WUHb????", OxConfiguration::Encode("abc"));
     for (std::string s : {"", "a", "ab", "abc", "secret pw", "p\"<&>'w", "\xff\x80 high"}) {
-        std::string e = OxConfiguration::Encode(s);
-        EXPECT_EQ(B64Convert::B64EncodeGetLength(s.size() + 1), e.size());
-        for (char c : e) {
-            EXPECT_GE(static_cast<unsigned char>(c), 0x3f);
-            EXPECT_LE(static_cast<unsigned char>(c), 0x7e);
-        }
-        EXPECT_EQ(s, OxConfiguration::Decode(e));
+        EXPECT_EQ(s, OxConfiguration::Decode(OxConfiguration::Encode(s)));
     }
     // Any text decodes without harm; the result stops at the first NUL.
     EXPECT_EQ("", OxConfiguration::Decode("?"));

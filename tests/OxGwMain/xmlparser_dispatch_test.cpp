@@ -2,51 +2,153 @@
 #include "oxgwaycfg.h"
 #include "sandbox.h"
 #include "testprint.h"
-#include "xmlparser_recorder.h"
 
 #include <gtest/gtest.h>
 
 #include <sstream>
+#include <stdexcept>
+#include <string>
 #include <utility>
+#include <vector>
 
 namespace {
 
-// One minimal message per row of the chain, and what it must dispatch to.
+// A parser that writes each handler call it gets as one text, name and
+// arguments, so a message's dispatch compares as a string. Handlers that the
+// client command and configuration tests already reach through the real
+// receivers are left to the base class.
+class RecordingParser : public OxXmlParser {
+  public:
+    std::vector<std::string> calls;
+    bool throwInHandler = false;  // the next handler call throws
+
+    // Parses one message and gives the calls it made, joined by " | ".
+    std::string Run(const std::string& text) {
+        calls.clear();
+        Parse(text.c_str());
+        std::string all;
+        for (const std::string& c : calls)
+            all += (all.empty() ? "" : " | ") + c;
+        return all;
+    }
+
+    void OxConnectMsg(unsigned port, const std::string& name) override {
+        Rec("Connect", port, name);
+    }
+    void OxGetTypeMsg(int id) override { Rec("GetType", id); }
+    void OxGetConfigMsg() override { Rec("GetConfig"); }
+    void OxSetDeviceMsg(int id, tagOverride ov, float value) override {
+        Rec("SetDevice", id, static_cast<int>(ov), value);
+    }
+    void OxSetOutputMsg(int id, bool value) override { Rec("SetOutput", id, value); }
+    void OxSetMotorMsg(int id, bool start, double value) override {
+        Rec("SetMotor", id, start, value);
+    }
+    void OxExecuteFunctionMsg(int id, int action, const std::vector<double>& args) override {
+        std::ostringstream s;
+        for (double a : args)
+            s << (s.tellp() > 0 ? " " : "") << a;
+        Rec("ExecuteFunction", id, action, "[" + s.str() + "]");
+    }
+    void OxReplyAlarmMsg(int id, int replyId) override { Rec("ReplyAlarm", id, replyId); }
+    void OxAliveMsg() override { Rec("Alive"); }
+    void OxSetupSessionMsg(bool testPrint) override { Rec("SetupSession", testPrint); }
+    void OxCopyFileMsg(const std::string& file) override { Rec("CopyFile", file); }
+    void OxDownloadMsg(const std::string& command) override { Rec("Download", command); }
+    void OxReadFileMsg(unsigned long position, unsigned long length, const std::string& file,
+                       bool eof, const std::string& data) override {
+        Rec("ReadFile", position, length, file, eof, data);
+    }
+    void OxConfigMsg() override { Rec("Config"); }
+    void OxLanguageMsg() override { Rec("Languages"); }
+    void OxSystemCommandMsg(const std::string& command, int timeout, char linefeed) override {
+        Rec("SystemCommand", command, timeout, static_cast<int>(linefeed));
+    }
+    void OxGetIpConfigMsg() override { Rec("GetIpConfig"); }
+    void OxGetTimeMsg() override { Rec("GetTime"); }
+    void OxTelnetCommandMsg(const std::string& command, const std::string& data) override {
+        Rec("Telnet", command, data);
+    }
+    void OxConnectCfg(unsigned port, const std::string& name, unsigned maxAgeDays,
+                      bool logAlarms) override {
+        Rec("ConnectCfg", port, name, maxAgeDays, logAlarms);
+    }
+    void OxNetworkCfg(unsigned port) override { Rec("NetworkCfg", port); }
+    void OxConnectServerCfg(unsigned port, const std::string& ip) override {
+        Rec("ConnectServerCfg", port, ip);
+    }
+    void OxLinuxNetCfg(const std::string& domain, const std::string& nameserver) override {
+        Rec("LinuxNetCfg", domain, nameserver);
+    }
+    void OxIpCfg(const std::string& a, const std::string& b, const std::string& c,
+                 const std::string& d, const std::string& e, const std::string& f,
+                 const std::string& g, const std::string& h, const std::string& i,
+                 const std::string& j, const std::string& k, const std::string& l,
+                 const std::string& m, const std::string& n) override {
+        Rec("IpCfg", a, b, c, d, e, f, g, h, i, j, k, l, m, n);
+    }
+    void OxTimeMsg(const std::string& tz, int year, int month, int day, int hour, int min,
+                   int sec) override {
+        Rec("TimeMsg", tz, year, month, day, hour, min, sec);
+    }
+    void ErrorUpdate(const std::string& text) override { calls.push_back("Error:" + text); }
+
+  private:
+    static void Put(std::ostringstream& s, bool v) { s << (v ? "T" : "F"); }
+    static void Put(std::ostringstream& s, const std::string& v) { s << "'" << v << "'"; }
+    template <class T>
+    static void Put(std::ostringstream& s, const T& v) {
+        s << v;
+    }
+
+    template <class... Args>
+    void Rec(const char* what, const Args&... args) {
+        if (throwInHandler) {
+            throwInHandler = false;
+            throw std::runtime_error("handler failed");
+        }
+        std::ostringstream s;
+        s << what << "(";
+        bool first = true;
+        ((s << (first ? "" : ","), Put(s, args), first = false), ...);
+        s << ")";
+        calls.push_back(s.str());
+    }
+};
+
+// A message and what it must dispatch to: one of each row the client command
+// process test does not send, and the odd attribute forms of the device rows.
 const std::pair<const char*, const char*> kRows[] = {
-    {R"(<GetType id="5"/>)", "GetType(5)"},
-    {R"(<GetProcessorInfo/>)", "GetProcessorInfo()"},
-    {R"(<SaveParameters destination="usb" file="a.hmp"/>)", "SaveParms('usb','a.hmp')"},
-    {R"(<RestoreParameters file="a.hmp"/>)", "RestoreParms('a.hmp')"},
-    {R"(<GetConfiguration/>)", "GetConfig()"},
-    {R"(<ChangeNumParameter id="12" value="2.5"/>)", "ChangeNum(12,2.5)"},
-    {R"(<ChangeEnumParameter id="13" value="3"/>)", "ChangeEnum(13,3)"},
-    {R"(<SetOutput id="4" value="true"/>)", "SetOutput(4,T)"},
-    {R"(<ForceUpdate id="9"/>)", "ForceUpdate(9)"},
-    {R"(<SetMotor id="3" start="true" value="12.5"/>)", "SetMotor(3,T,12.5)"},
     {R"(<SetSensor id="6" sensor="on"/>)", "SetDevice(6,2,0)"},
+    {R"(<SetSensor id="6" sensor="auto"/>)", "SetDevice(6,0,0)"},
     {R"(<SetTemperature id="8" temperature="55.5"/>)", "SetDevice(8,2,55.5)"},
-    {R"(<ExecuteFunction id="7" action="2" argument="1.5" argument="-2"/>)",
-     "ExecuteFunction(7,2,'[1.5 -2]')"},
+    {R"(<SetTemperature id="8"/>)", "SetDevice(8,0,0)"},
+    {R"(<SetTemperature id="8" temperature="hot"/>)", "SetDevice(8,2,0)"},
+    // Without value the output attribute overrides.
+    {R"(<SetOutput id="4" output="On"/>)", "SetDevice(4,0,0)"},
+    {R"(<SetOutput id="4"/>)", "SetDevice(4,0,0)"},
+    {R"(<SetOutput id="4" value=""/>)", "SetOutput(4,F)"},
+    // Speed, with the override read from start as text.
+    {R"(<SetMotor id="3" value="x"/>)", "SetMotor(3,F,0)"},
+    {R"(<SetMotor id="3" start="true"/>)", "SetDevice(3,0,0)"},
+    {R"(<SetMotor id="3" speed="40" start="yes"/>)", "SetDevice(3,1,40)"},
+    // Arguments in document order, a present empty one reads as 0.
+    {R"(<ExecuteFunction id="1" argument="3" argument="" argument="4"/>)",
+     "ExecuteFunction(1,0,'[3 0 4]')"},
+    {R"(<ExecuteFunction id="1"/>)", "ExecuteFunction(1,0,'[]')"},
     {R"(<ActionRequestAlarm id="3" replyId="1"/>)", "ReplyAlarm(3,1)"},
-    {R"(<ReplyAlarm id="3" replyId="2"/>)", "ReplyAlarm(3,2)"},
     {R"(<Connect><CommParm port="2" name="deu"/></Connect>)", "Connect(2,'deu')"},
-    {R"(<Logon level="Admin" userId="bob" protocol="2" autoTypeInfo="true" )"
-     R"(disableSerialNo="false" keepLast="true"/>)",
-     "Logon('Admin','bob','2',T,F,T)"},
-    {R"(<Disconnect/>)", "Disconnect()"},
-    {R"(<GetLanguages/>)", "Languages()"},
     {R"(<Language name="deu"/>)", ""},
-    {R"(<AlivePoll/>)", "Alive()"},
-    {R"(<GetAlarmEvents year="2026" month="2" day="3"/>)", "GetAlarmEvents(2026,2,3)"},
-    {R"(<GetUserInfo/>)", "GetUserInfo()"},
-    {R"(<SetupSession testPrint="true"/>)", "SetupSession(T)"},
     {R"(<Download command="CopyFile" file="x.bin"/>)", "CopyFile('x.bin')"},
+    {R"(<Download/>)", "Download('')"},
     {R"(<CopyFile file="f" data="abc" position="0x10" length="010" eof="true"/>)",
      "ReadFile(16,8,'f',T,'abc')"},
     {R"(<Configuration></Configuration>)", "Config()"},
     {R"(<LinuxNetConfig domain="d" nameserver="n"/>)", "LinuxNetCfg('d','n')"},
     {R"(<Telnet cmd="open" data="ls"/>)", "Telnet('open','ls')"},
     {R"(<SystemCommand cmd="ls -l" timeout="5" linefeed="n"/>)", "SystemCommand('ls -l',5,110)"},
+    {R"(<SystemCommand cmd="ls"/>)", "SystemCommand('ls',0,0)"},
+    {R"(<SystemCommand cmd="ls" linefeed=""/>)", "SystemCommand('ls',0,32)"},
     {R"(<GetIpConfig/>)", "GetIpConfig()"},
     {R"(<SetIpConfig ethaddr="e" tftpip="t" ipaddr="i" netmask="m" gatewayip="g" DHCP="no" )"
      R"(hostname="h" domain="d" autoDNS="a" primaryDNS="p" alternateDNS="q"/>)",
@@ -69,7 +171,7 @@ TEST(XmlParserDispatch, EveryRowBareWrappedAndEmbedded) {
     }
 }
 
-TEST(XmlParserDispatch, PrecedenceAndKeyTraps) {
+TEST(XmlParserDispatch, PrecedenceKeyTrapsAndHandlerErrors) {
     RecordingParser p;
     // Caught at its own row, never reaching the configuration block.
     EXPECT_EQ("GetConfig()", p.Run("<Message><GetConfiguration/></Message>"));
@@ -87,62 +189,18 @@ TEST(XmlParserDispatch, PrecedenceAndKeyTraps) {
     EXPECT_EQ("Languages()", p.Run(R"(<Language name="x"/><GetLanguages/>)"));
     // Keys are case-sensitive.
     EXPECT_EQ(R"(Error:Unknown command: <gettype id="1"/>)", p.Run(R"(<gettype id="1"/>)"));
-    EXPECT_EQ("Error:Unknown command: hello", p.Run("hello"));
     // Nothing at all for an empty message, from text or from a stream.
     EXPECT_EQ("", p.Run(""));
     std::istringstream empty("");
-    p.calls.clear();
     p.Parse(empty);
     EXPECT_TRUE(p.calls.empty());
     std::istringstream whole("<Message>\n<GetType id=\"42\"/>\n</Message>\n");
     p.Parse(whole);
-    EXPECT_EQ("GetType(42)", p.Last());
-}
-
-TEST(XmlParserDispatch, SpecialRows) {
-    RecordingParser p;
-    // Row 8: without value the output attribute overrides.
-    EXPECT_EQ("SetDevice(4,2,0)", p.Run(R"(<SetOutput id="4" output="on"/>)"));
-    EXPECT_EQ("SetDevice(4,1,0)", p.Run(R"(<SetOutput id="4" output="off"/>)"));
-    EXPECT_EQ("SetDevice(4,0,0)", p.Run(R"(<SetOutput id="4" output="On"/>)"));
-    EXPECT_EQ("SetDevice(4,0,0)", p.Run(R"(<SetOutput id="4"/>)"));
-    EXPECT_EQ("SetOutput(4,F)", p.Run(R"(<SetOutput id="4" value=""/>)"));
-    // Row 10: speed, with the override read from start as text.
-    EXPECT_EQ("SetMotor(3,F,0)", p.Run(R"(<SetMotor id="3" value="x"/>)"));
-    EXPECT_EQ("SetDevice(3,0,0)", p.Run(R"(<SetMotor id="3" speed="release" start="true"/>)"));
-    EXPECT_EQ("SetDevice(3,0,0)", p.Run(R"(<SetMotor id="3" start="true"/>)"));
-    EXPECT_EQ("SetDevice(3,2,40.5)", p.Run(R"(<SetMotor id="3" speed="40.5" start="true"/>)"));
-    EXPECT_EQ("SetDevice(3,1,40)", p.Run(R"(<SetMotor id="3" speed="40" start="yes"/>)"));
-    EXPECT_EQ("SetDevice(3,1,40)", p.Run(R"(<SetMotor id="3" speed="40"/>)"));
-    // Row 11 and 12.
-    EXPECT_EQ("SetDevice(6,1,0)", p.Run(R"(<SetSensor id="6" sensor="off"/>)"));
-    EXPECT_EQ("SetDevice(6,0,0)", p.Run(R"(<SetSensor id="6" sensor="auto"/>)"));
-    EXPECT_EQ("SetDevice(8,0,0)", p.Run(R"(<SetTemperature id="8" temperature="release"/>)"));
-    EXPECT_EQ("SetDevice(8,0,0)", p.Run(R"(<SetTemperature id="8"/>)"));
-    EXPECT_EQ("SetDevice(8,2,0)", p.Run(R"(<SetTemperature id="8" temperature="hot"/>)"));
-    // Row 25 without CopyFile, row 30 without its optional attributes.
-    EXPECT_EQ("Download('')", p.Run(R"(<Download/>)"));
-    EXPECT_EQ("Download('Start')", p.Run(R"(<Download command="Start" file="x"/>)"));
-    EXPECT_EQ("SystemCommand('ls',0,0)", p.Run(R"(<SystemCommand cmd="ls"/>)"));
-    EXPECT_EQ("SystemCommand('ls',0,32)", p.Run(R"(<SystemCommand cmd="ls" linefeed=""/>)"));
-    // Row 13: arguments in document order, a present empty one reads as 0.
-    EXPECT_EQ("ExecuteFunction(1,0,'[3 0 4]')",
-              p.Run(R"(<ExecuteFunction id="1" argument="3" argument="" argument="4"/>)"));
-    EXPECT_EQ("ExecuteFunction(1,0,'[]')", p.Run(R"(<ExecuteFunction id="1"/>)"));
-}
-
-TEST(XmlParserDispatch, HandlerExceptionIsReportedAndParserStaysUsable) {
-    RecordingParser p;
+    EXPECT_EQ("GetType(42)", p.calls.back());
+    // A handler that throws is reported, and the parser stays usable.
     p.throwInHandler = true;
     EXPECT_EQ(R"(Error:Error in message: <GetType id="1"/>)", p.Run(R"(<GetType id="1"/>)"));
     EXPECT_EQ("GetType(2)", p.Run(R"(<GetType id="2"/>)"));
-    // Inside the configuration block, after some handlers already ran.
-    p.calls.clear();
-    p.throwInHandler = false;
-    std::string doc = R"(<Configuration><Network port="2100"/><Email SMTP="s"/></Configuration>)";
-    EXPECT_EQ(
-        "NetworkCfg(2100) | EMailCfg('s','','','','','','','',F,F,F,0,'',F,F,F,F,F) | Config()",
-        p.Run(doc));
 }
 
 TEST(XmlParserAttrib, FinderQuirks) {
@@ -172,17 +230,9 @@ TEST(XmlParserAttrib, FinderQuirks) {
 TEST(XmlParserAttrib, TypedGetters) {
     using P = OxXmlParser;
     EXPECT_EQ(12, P::GetAttribAsInt(R"(id="12abc")", "id"));
-    EXPECT_EQ(0, P::GetAttribAsInt(R"(id="abc")", "id"));
-    EXPECT_EQ(0, P::GetAttribAsInt(R"(id="")", "id"));
-    EXPECT_EQ(0, P::GetAttribAsInt(R"(x="5")", "id"));
     EXPECT_EQ(-7, P::GetAttribAsInt(R"(id="-7")", "id"));
     EXPECT_DOUBLE_EQ(2.5, P::GetAttribAsDouble(R"(v="2.5kg")", "v"));
-    EXPECT_DOUBLE_EQ(0.0, P::GetAttribAsDouble(R"(w="1")", "v"));
-    EXPECT_EQ(31ul, P::GetAttribAsULong(R"(m="0x1F")", "m"));
-    EXPECT_EQ(15ul, P::GetAttribAsULong(R"(m="017")", "m"));
     EXPECT_EQ(4096ul, P::GetAttribAsULong(R"(m="4096 bytes")", "m"));
-    EXPECT_EQ(0ul, P::GetAttribAsULong(R"(m="")", "m"));
-    EXPECT_TRUE(P::GetAttribAsBool(R"(b="true")", "b"));
     EXPECT_FALSE(P::GetAttribAsBool(R"(b="True")", "b"));
     EXPECT_FALSE(P::GetAttribAsBool(R"(b="1")", "b"));
     EXPECT_FALSE(P::GetAttribAsBool(R"(b="true ")", "b"));
@@ -211,9 +261,6 @@ TEST(XmlParserConfigBlock, BlockWalkingAndKeys) {
     EXPECT_EQ("NetworkCfg(0) | Config()", p.Run(R"(Configuration<Network  port="2100"/>)"));
     EXPECT_EQ("ConnectServerCfg(2200,'10.0.0.1') | Config()",
               p.Run(R"(Configuration<X port="2200"/><ConnectServer ip="10.0.0.1" port="7"/>)"));
-    p.Run(R"(<Configuration port="1"><GWay port="59000" enabled="true"/>)");
-    EXPECT_EQ(59000u, OxGWayCfg::Instance().GetPort());
-    EXPECT_TRUE(OxGWayCfg::Instance().IsEnabled());
     p.Run(R"(<Configuration><GWay/><ConnectCom port="5"/>)");
     EXPECT_EQ(5u, OxGWayCfg::Instance().GetPort());
     EXPECT_FALSE(OxGWayCfg::Instance().IsEnabled());

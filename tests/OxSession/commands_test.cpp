@@ -21,11 +21,6 @@ class Commands : public ConnectionTest {
         OxConfiguration::Instance()->ClearConnectionCfg();
         ConnectionTest::TearDown();
     }
-    static std::string Next(FakeController& ctl) {
-        std::string frame;
-        EXPECT_TRUE(PumpRead(ctl, frame, 3000));
-        return frame;
-    }
 };
 
 TEST_F(Commands, NumberFormats) {
@@ -52,10 +47,7 @@ TEST_F(Commands, NumberFormats) {
 
 TEST_F(Commands, DirectComputerFunctionStartsTheDhcpServerFirst) {
     Sandbox box;
-    const char* oldPath = getenv("PATH");
-    std::string path = std::string(OXGW_SOURCE_DIR) + "/tools/board:" + (oldPath ? oldPath : "");
-    setenv("PATH", path.c_str(), 1);
-    setenv("OXGW_ROOT", box.Root().c_str(), 1);
+    BoardOnPath board(box.Root());
 
     FakeController ctl(ip_, 2001);
     OxConnection conn(1);
@@ -78,9 +70,6 @@ TEST_F(Commands, DirectComputerFunctionStartsTheDhcpServerFirst) {
         log = box.ReadFile("/var/log/board.log");
     }
     EXPECT_EQ("start-udhcpd \n", log);
-
-    unsetenv("OXGW_ROOT");
-    setenv("PATH", oldPath ? oldPath : "", 1);
 }
 
 }  // namespace

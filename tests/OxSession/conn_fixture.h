@@ -94,6 +94,24 @@ class RecordingHandler : public OXObjectHandler {
     std::vector<std::string> exceptions;
 };
 
+// The board's programs (the stand-ins of tools/board, which log each call)
+// first on PATH, working below `root`, for the life of the object.
+class BoardOnPath {
+  public:
+    explicit BoardOnPath(const std::string& root) : oldPath_(getenv("PATH") ? getenv("PATH") : "") {
+        setenv("PATH", (std::string(OXGW_SOURCE_DIR) + "/tools/board:" + oldPath_).c_str(), 1);
+        setenv("OXGW_ROOT", root.c_str(), 1);
+    }
+    ~BoardOnPath() {
+        setenv("PATH", oldPath_.c_str(), 1);
+        unsetenv("OXGW_ROOT");
+        unsetenv("OXGW_BOARD_FAIL");
+    }
+
+  private:
+    std::string oldPath_;
+};
+
 // Runs the connection's link on this thread's reactor, with the proactor's
 // thread for its timers, against a loopback address of its own.
 class ConnectionTest : public ReactorTest {
@@ -105,6 +123,12 @@ class ConnectionTest : public ReactorTest {
         std::string frame;
         ASSERT_TRUE(PumpRead(ctl, frame, 3000));
         ASSERT_EQ("exe 1 $ 100.101 (-1);", frame);
+    }
+    // The next frame the controller gets.
+    static std::string Next(FakeController& ctl, int ms = 3000) {
+        std::string frame;
+        EXPECT_TRUE(PumpRead(ctl, frame, ms));
+        return frame;
     }
     // No frame arrives within the time.
     static bool Quiet(FakeController& ctl, int ms = 200) {

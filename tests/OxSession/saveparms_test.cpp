@@ -1,6 +1,7 @@
 // Parameter files: a world of parameters built from controller texts, saved
 // to a real file and compared line by line; the checksum checker that
 // restoring rests on.
+#include "conn_fixture.h"
 #include "oxcommandparser.h"
 #include "oxsaveparmsvisitor.h"
 #include "sandbox.h"
@@ -12,35 +13,28 @@
 
 namespace {
 
-void Feed(OXCommandParser& parser, const std::vector<std::string>& texts) {
-    for (const std::string& text : texts) {
-        std::vector<char> buffer(text.begin(), text.end());
-        buffer.push_back('\0');
-        ASSERT_EQ(parser.Parse(buffer.data()), 0) << text << ": " << parser.GetErrorStr();
-    }
-}
-
 TEST(SaveParms, WritesNumberAndEnumParametersWithChecksum) {
     OXCommandParser parser;
     ASSERT_TRUE(parser.Create(nullptr));
-    Feed(parser, {
-                     "class Object { const number Id; };",
-                     "enum Mode { \"Manual\"=0, \"Auto\"=1, \"Service\"=2, };",
-                     "class NumParameter : Object { number Section; string Name; string Unit; "
-                     "number Value : Unit * 1 / 10; number Default : Unit * 1 / 10; };",
-                     "class RawParameter : Object { string Name; string Unit; number Value; number "
-                     "Default; };",
-                     "class SetParameter : Object { number Section; string Name; Mode Value; Mode "
-                     "Default; };",
-                     "class Motor : Object { number Value; };",
-                     "new NumParameter(2001, 3, \"Tank temperature\", \"C\", 125, 100);",
-                     "new NumParameter(2002, 0, \"Level\", \"mm\", -5, -5);",
-                     "new SetParameter(2003, 1, \"Mode\", 1, 0);",
-                     "new SetParameter(2004, 0, \"Start\", 2, 2);",
-                     "new Motor(2005, 7);",
-                     "class NumParameterBig : NumParameter { };",
-                     "new NumParameter(2006, 0, \"Big\", \"\", 1234567890123, 0);",
-                 });
+    conntest::Receive(
+        parser, {
+                    "class Object { const number Id; };",
+                    "enum Mode { \"Manual\"=0, \"Auto\"=1, \"Service\"=2, };",
+                    "class NumParameter : Object { number Section; string Name; string Unit; "
+                    "number Value : Unit * 1 / 10; number Default : Unit * 1 / 10; };",
+                    "class RawParameter : Object { string Name; string Unit; number Value; number "
+                    "Default; };",
+                    "class SetParameter : Object { number Section; string Name; Mode Value; Mode "
+                    "Default; };",
+                    "class Motor : Object { number Value; };",
+                    "new NumParameter(2001, 3, \"Tank temperature\", \"C\", 125, 100);",
+                    "new NumParameter(2002, 0, \"Level\", \"mm\", -5, -5);",
+                    "new SetParameter(2003, 1, \"Mode\", 1, 0);",
+                    "new SetParameter(2004, 0, \"Start\", 2, 2);",
+                    "new Motor(2005, 7);",
+                    "class NumParameterBig : NumParameter { };",
+                    "new NumParameter(2006, 0, \"Big\", \"\", 1234567890123, 0);",
+                });
     Sandbox box;
     std::string path = box.Path("/save.hmp");
     double checksum;

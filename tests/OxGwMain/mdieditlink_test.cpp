@@ -89,12 +89,6 @@ TEST_F(LinkTest, SendsFramesBootAndCompleteInfoRequest) {
     EXPECT_EQ("exe 8 $ 100.106();", frame);
 }
 
-TEST_F(LinkTest, RequestAllInfoLimiterNeverAllowsAgain) {
-    RecordingLink link;
-    for (bool allowed : {true, true, true, false, false})
-        EXPECT_EQ(allowed, link.RequestAllInfo());
-}
-
 TEST_F(LinkTest, RetryLoggingStopsAfterFiveFailuresAndRestartsAfterSuccess) {
     // A link that has just connected, whatever earlier links failed.
     auto ctl = std::make_unique<FakeController>(ip_, 2001);

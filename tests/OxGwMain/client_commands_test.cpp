@@ -102,7 +102,6 @@ TEST(ClientCommands, GuardsChecksAChangeAndBrokenLinesOnTheSimulator) {
     EXPECT_EQ(CommandError("Logon failed, unmatched level"), line);
     EXPECT_EQ(CommandError("The command is not legal when a logon has not been made!"),
               client.Line());
-    EXPECT_TRUE(gw->Running());
     StopGateway(*gw);
 }
 
@@ -151,16 +150,11 @@ TEST(ClientCommands, EveryMachineCommandInServiceModeAsTheControllerReceivesIt) 
         EXPECT_TRUE(sim->WaitForStdout("<- " + c.exe, kWaitMs)) << c.command;
     }
 
-    // Errors in Service mode.
-    const std::pair<const char*, const char*> errors[] = {
-        {"<SetMotor id=\"4001\" start=\"true\" speed=\"6.1\"/>", "The speed is out of range"},
-        {"<SetMotor id=\"4001\" start=\"true\" value=\"0.4\"/>", "The value is out of range"},
-    };
-    for (const auto& r : errors) {
-        ASSERT_TRUE(client.Send(std::string("<Message>") + r.first + "</Message>\r\n"));
-        ASSERT_TRUE(SkipTo(client, "<Message><CommandError", line));
-        EXPECT_EQ(CommandError(r.second), line) << r.first;
-    }
+    // A speed beyond the motor's range, in Service mode.
+    ASSERT_TRUE(
+        client.Send("<Message><SetMotor id=\"4001\" start=\"true\" speed=\"6.1\"/></Message>\r\n"));
+    ASSERT_TRUE(SkipTo(client, "<Message><CommandError", line));
+    EXPECT_EQ(CommandError("The speed is out of range"), line);
 
     // A forced update needs no Service mode; the machine leaves it after this one.
     ASSERT_TRUE(client.Send("<Message><ForceUpdate id=\"2001\"/></Message>\r\n"));

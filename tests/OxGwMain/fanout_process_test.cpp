@@ -9,10 +9,7 @@
 
 #include <gtest/gtest.h>
 
-#include <ace/Date_Time.h>
-
 #include <memory>
-#include <regex>
 #include <string>
 #include <sys/socket.h>
 #include <vector>
@@ -151,7 +148,7 @@ TEST(FanOutProcess, EveryClientGetsEveryEventInOrderWhileOthersLeaveOrStopReadin
     ASSERT_NO_FATAL_FAILURE(ConnectPort(slow));
     ASSERT_NO_FATAL_FAILURE(LogOn(slow, "level=\"Service\" userId=\"slow\"", nullptr));
     std::vector<std::unique_ptr<XmlClient>> readers;
-    for (int i = 0; i < 6; ++i) {
+    for (int i = 0; i < 3; ++i) {
         readers.push_back(std::make_unique<XmlClient>(env.ClientPort()));
         std::vector<std::string> burst;
         ASSERT_NO_FATAL_FAILURE(ConnectPort(*readers.back()));
@@ -217,35 +214,12 @@ TEST(FanOutProcess, EveryClientGetsEveryEventInOrderWhileOthersLeaveOrStopReadin
     ASSERT_LT(got.size(), expected.size());
     EXPECT_EQ(std::vector<std::string>(expected.begin(), expected.begin() + got.size()), got);
 
-    // The readers stay: a later batch and an alive poll reach them all, and a
-    // newcomer gets the whole burst.
-    std::vector<std::string> batch;
-    ASSERT_TRUE(sendBatch(batch));
-    for (auto& lines : ReadFromAll(readers, batch.size()))
-        EXPECT_EQ(batch, lines);
+    // The readers stay and answer.
     for (auto& reader : readers)
         EXPECT_EQ(kAliveAck, Ask(*reader, "<AlivePoll/>"));
-    XmlClient late(env.ClientPort());
-    ASSERT_NO_FATAL_FAILURE(ConnectPort(late));
-    std::vector<std::string> burst;
-    ASSERT_NO_FATAL_FAILURE(LogOn(late, typed, &burst));
-    EXPECT_EQ(1u + 2 * 399, burst.size());
     // Only the double logon and the slow client were too much for their queue.
     EXPECT_EQ(2, CountOccurrences(gw->Stderr(), "Connection slow"));
     StopGateway(*gw);
-}
-
-// An alarm event with its time of day cut out; the time must be right behind
-// the opening element and of today's year.
-std::string Untimed(const std::string& text) {
-    static const std::regex time(
-        "\"><Time year=\"([0-9]{4})\" month=\"[0-9]{1,2}\" day=\"[0-9]{1,2}\" "
-        "hour=\"[0-9]{1,2}\" min=\"[0-9]{1,2}\" sec=\"[0-9]{1,2}\"/>");
-    std::smatch match;
-    if (!std::regex_search(text, match, time))
-        return "no time: " + text;
-    EXPECT_EQ(std::to_string(ACE_Date_Time().year()), match.str(1));
-    return match.prefix().str() + "\">" + match.suffix().str();
 }
 
 TEST(FanOutProcess, ReadLevelsCutEventsKeepLastAddsAndAlarmsReachEveryLevel) {
@@ -254,18 +228,13 @@ TEST(FanOutProcess, ReadLevelsCutEventsKeepLastAddsAndAlarmsReachEveryLevel) {
     World world;
     auto gw = StartConnected(env, ctl, world.Texts());
     ASSERT_FALSE(::testing::Test::HasFatalFailure());
-    // A language that names the owner and the section, and has its own text
-    // for alarms of type 9 and for the replies.
-    env.Box().WriteFile("/home/service/oxgw_english.ucs",
-                        UcsFile(u"p2001,Feed pump\r\np2,Developer\r\na9,%o runs dry in %s\r\n"
-                                u"r1,OK\r\nr2,Restart pump\r\n"));
 
     XmlClient guest(env.ClientPort()), admin(env.ClientPort()), service(env.ClientPort());
     const std::pair<XmlClient*, int> levels[] = {{&guest, 0}, {&admin, 2}, {&service, 4}};
     const char* const names[] = {"Guest", "User", "Admin", "L3", "Service", "RAD"};
     for (const auto& [client, level] : levels) {
         std::vector<std::string> burst;
-        ASSERT_NO_FATAL_FAILURE(ConnectPort(*client, level == 4 ? "english" : ""));
+        ASSERT_NO_FATAL_FAILURE(ConnectPort(*client));
         ASSERT_NO_FATAL_FAILURE(
             LogOn(*client, std::string("level=\"") + names[level] + "\" userId=\"u\"", &burst));
         EXPECT_EQ(LogonEvents(world, level), burst) << level;
@@ -296,49 +265,10 @@ TEST(FanOutProcess, ReadLevelsCutEventsKeepLastAddsAndAlarmsReachEveryLevel) {
             guest, std::string("level=\"") + level + "\" userId=\"g\" keepLast=\"true\"", &burst));
         EXPECT_EQ(added, burst) << level;
     }
-    // Back at Guest, updates are cut to Guest again.
-    ASSERT_TRUE(ctl.SendFrame(Update(2002, 7002)));
-    ASSERT_TRUE(ctl.SendFrame(Update(2001, 7001)));
-    EXPECT_EQ(ParameterEvent(2001, 7001), guest.Line());
-    for (XmlClient* client : {&admin, &service})
-        EXPECT_EQ(
-            (std::vector<std::string>{ParameterEvent(2002, 7002), ParameterEvent(2001, 7001)}),
-            Lines(*client, 2));
-
-    // keepLast from Admin to RAD with type information: only Service's and
-    // RAD's parameters, type information first (whose texts are the object
-    // message tests').
-    std::vector<std::string> burst;
-    ASSERT_NO_FATAL_FAILURE(
-        LogOn(admin, "level=\"RAD\" userId=\"a\" keepLast=\"true\" autoTypeInfo=\"true\"", &burst));
-    ASSERT_EQ(4u, burst.size());
-    EXPECT_NE(std::string::npos,
-              burst[0].find("readAccess=\"Service\" writeAccess=\"Service\"><Object id=\"2004\""));
-    EXPECT_NE(std::string::npos,
-              burst[1].find("readAccess=\"RAD\" writeAccess=\"Service\"><Object id=\"2005\""));
-    EXPECT_EQ(ParameterEvent(2004, 7004), burst[2]);
-    EXPECT_EQ(ParameterEvent(2005, 7005), burst[3]);
-    // Without keepLast, a logon sends the level's whole world again.
-    burst.clear();
-    ASSERT_NO_FATAL_FAILURE(LogOn(service, "level=\"Guest\" userId=\"s\"", &burst));
-    std::vector<std::string> guestWorld{kConfigStateEvent, ParameterEvent(2001, 7001)};
-    for (int i = 5; i < world.parameters; ++i)
-        guestWorld.push_back(ParameterEvent(World::Id(i), i == 5 ? 7006 : World::InitialRaw(i)));
-    EXPECT_EQ(guestWorld, burst);
 
     // An alarm read only by RAD, owned by parameter 2001 in section 2, comes
-    // to clients of every level; in a language, the texts are the
-    // language's, whatever the machine's text says.
-    auto alarm = [](const std::string& event, const std::string& description,
-                    const std::string& first = "Acknowledge",
-                    const std::string& second = "Restart") {
-        return "<Message><AlarmEvent event=\"" + event +
-               "\" type=\"9\" priority=\"1\" description=\"" + description +
-               "\"><Object id=\"502\"/><ReplyList><Reply id=\"1\" text=\"" + first +
-               "\" object=\"0\"/><Reply id=\"2\" text=\"" + second +
-               "\" object=\"2001\"/></ReplyList><Context><Object id=\"2001\" "
-               "section=\"2\"/></Context></AlarmEvent></Message>";
-    };
+    // to clients of every level, its text as the machine has it now (the
+    // whole message is the alarm message tests').
     const std::string n = std::to_string(world.Count());
     const std::string more = std::to_string(world.Count() + 1);
     const std::string steps[][3] = {
@@ -352,9 +282,11 @@ TEST(FanOutProcess, ReadLevelsCutEventsKeepLastAddsAndAlarmsReachEveryLevel) {
     };
     for (const auto& step : steps) {
         ASSERT_TRUE(ctl.SendFrame(step[0]));
-        EXPECT_EQ(alarm(step[1], step[2]), Untimed(guest.Line()));
-        EXPECT_EQ(alarm(step[1], "Feed pump runs dry in Developer", "OK", "Restart pump"),
-                  Untimed(service.Line()));
+        for (XmlClient* client : {&guest, &service}) {
+            std::string line = client->Line();
+            EXPECT_EQ(0u, line.find("<Message><AlarmEvent event=\"" + step[1] + "\" type=\"9\""));
+            EXPECT_NE(std::string::npos, line.find("description=\"" + step[2] + "\"")) << line;
+        }
     }
     // The store stayed in step: nothing asked the machine for its objects again.
     std::string frame;

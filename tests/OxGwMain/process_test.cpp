@@ -53,16 +53,15 @@ TEST(Process, CrashAndMissingConfigurationEndThroughTheCrashPath) {
 
 // Start and orderly stop: the banner in the log with its stamp "DD;HH:MM:SS
 // ", listening, and one shutdown for two SIGINTs. The mail configuration is
-// replaced by the standard one when it is missing or below 100 bytes.
+// replaced by the standard one when it is below 100 bytes.
 TEST(Process, StartRepairsTheMailConfigurationAndSigintStopsInOrder) {
     const std::string standard(300, 's');
-    for (long size : {99L, 100L, -1L}) {
+    for (long size : {99L, 100L}) {
         GatewayOptions options;
         options.writeOmtaConf = false;
         GatewayTestEnv env(options);
         env.Box().WriteFile("/etc/torc2init/config/omta.conf", standard);
-        if (size >= 0)
-            env.Box().WriteFile("/etc/torc2/omta.conf", std::string(size, 'o'));
+        env.Box().WriteFile("/etc/torc2/omta.conf", std::string(size, 'o'));
         auto gw = env.Start();
         std::string listening =
             "Listening on socket port " + std::to_string(env.ClientPort()) + ".";
@@ -79,8 +78,8 @@ TEST(Process, StartRepairsTheMailConfigurationAndSigintStopsInOrder) {
         EXPECT_TRUE(std::regex_search(log, std::regex("(^|\n)[0-9]{2};[0-9]{2}:[0-9]{2}:[0-9]{2} "
                                                       "OxGw, version: 2\\.02\\.05\n")))
             << log;
-        std::string line = "/etc/omta.conf size = " + std::to_string(size < 0 ? 0 : size) +
-                           " => copying standard version\n";
+        std::string line =
+            "/etc/omta.conf size = " + std::to_string(size) + " => copying standard version\n";
         EXPECT_EQ(size == 100 ? std::string(100, 'o') : standard,
                   env.Box().ReadFile("/etc/torc2/omta.conf"))
             << size;

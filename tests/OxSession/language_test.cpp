@@ -12,6 +12,7 @@
 #include <algorithm>
 #include <cstdlib>
 #include <string>
+#include <vector>
 
 namespace {
 
@@ -257,55 +258,46 @@ TEST_F(LanguageMapTest, TextMappingTakesAtMostTwoHundredPairs) {
     EXPECT_EQ("1B", OxLanguageMap::getParmName(1, german));
 }
 
-// The custom language: the service folder, else the USB stick through the
-// board's mountusb and umountusb (stand-ins on PATH that log each call).
-class CustomLanguageTest : public LanguageMapTest {
-  protected:
-    void SetUp() override {
-        LanguageMapTest::SetUp();
-        board_ = std::make_unique<conntest::BoardOnPath>(box.Root());
+// Where the custom language is found, and what it asks of the stick: the
+// service folder needs none; otherwise the stick is mounted and unmounted
+// even when it fails or holds nothing, and the search goes on.
+TEST_F(LanguageMapTest, CustomLanguageFromTheServiceFolderElseTheStick) {
+    const struct {
+        std::vector<std::string> files;  // where oxgw_custom.ucs stands
+        const char* fail;                // board programs that fail
+        const char* text;                // parameter 1, or null for no map
+        const char* board;
+    } cases[] = {
+        {{"/mnt/usb/custom"}, "", "/mnt/usb/custom", "mountusb \numountusb \n"},
+        {{"/home/service/custom", "/mnt/usb/custom"}, "", "/home/service/custom", ""},
+        {{}, "", nullptr, "mountusb \numountusb \n"},
+        {{"/usr/torc2/locale/custom"},
+         "mountusb umountusb",
+         "/usr/torc2/locale/custom",
+         "mountusb \numountusb \n"},
+    };
+    for (const auto& c : cases) {
+        Sandbox fresh;
+        OxLanguageMap::DeleteInstance();
+        OxConfiguration::Instance()->SetAppPath(fresh.Root());
+        conntest::BoardOnPath board(fresh.Root());
+        setenv("OXGW_BOARD_FAIL", c.fail, 1);
+        for (const std::string& dir : c.files) {
+            std::u16string text = u"p1," + std::u16string(dir.begin(), dir.end()) + u"\n";
+            fresh.WriteFile(dir + "/oxgw_custom.ucs", UcsFile(text));
+        }
+        OxTextMap* custom = OxLanguageMap::Instance("custom");
+        if (c.text == nullptr) {
+            EXPECT_EQ(nullptr, custom);
+        } else {
+            ASSERT_NE(nullptr, custom) << c.text;
+            EXPECT_EQ(c.text, OxLanguageMap::getParmName(1, custom));
+        }
+        // Other languages never touch the stick.
+        OxLanguageMap::Instance("german");
+        EXPECT_EQ(c.board, ReadWholeFile(fresh.Path("/var/log/board.log"))) << c.board;
+        unsetenv("OXGW_BOARD_FAIL");
     }
-    void TearDown() override {
-        board_.reset();
-        LanguageMapTest::TearDown();
-    }
-    std::string BoardLog() { return ReadWholeFile(box.Path("/var/log/board.log")); }
-
-    std::unique_ptr<conntest::BoardOnPath> board_;
-};
-
-TEST_F(CustomLanguageTest, FromTheStickMountedAndUnmounted) {
-    box.WriteFile("/mnt/usb/custom/oxgw_custom.ucs", UcsFile(u"p1,Stick\n"));
-    OxTextMap* custom = OxLanguageMap::Instance("custom");
-    ASSERT_NE(nullptr, custom);
-    EXPECT_EQ("Stick", OxLanguageMap::getParmName(1, custom));
-    EXPECT_EQ("mountusb \numountusb \n", BoardLog());
-}
-
-TEST_F(CustomLanguageTest, ServiceFolderNeedsNoStick) {
-    box.WriteFile("/home/service/custom/oxgw_custom.ucs", UcsFile(u"p1,Service\n"));
-    box.WriteFile("/mnt/usb/custom/oxgw_custom.ucs", UcsFile(u"p1,Stick\n"));
-    OxTextMap* custom = OxLanguageMap::Instance("custom");
-    ASSERT_NE(nullptr, custom);
-    EXPECT_EQ("Service", OxLanguageMap::getParmName(1, custom));
-    EXPECT_EQ("", BoardLog());
-}
-
-TEST_F(CustomLanguageTest, NoFileAnywhereStillUnmounts) {
-    EXPECT_EQ(nullptr, OxLanguageMap::Instance("custom"));
-    EXPECT_EQ("mountusb \numountusb \n", BoardLog());
-    // Other languages never touch the stick.
-    EXPECT_EQ(nullptr, OxLanguageMap::Instance("german"));
-    EXPECT_EQ("mountusb \numountusb \n", BoardLog());
-}
-
-TEST_F(CustomLanguageTest, FailingMountIsReportedAndTheSearchGoesOn) {
-    setenv("OXGW_BOARD_FAIL", "mountusb umountusb", 1);
-    box.WriteFile("/usr/torc2/locale/custom/oxgw_custom.ucs", UcsFile(u"p1,Locale\n"));
-    OxTextMap* custom = OxLanguageMap::Instance("custom");
-    ASSERT_NE(nullptr, custom);
-    EXPECT_EQ("Locale", OxLanguageMap::getParmName(1, custom));
-    EXPECT_EQ("mountusb \numountusb \n", BoardLog());
 }
 
 }  // namespace

@@ -247,14 +247,6 @@ TEST_F(TimerTest, DeletingWithExpiryInFlightIsSafe) {
 
 using TimerDeathTest = TimerTest;
 
-// One less is accepted: see the restart above.
-TEST_F(TimerDeathTest, DelayOf20000SecondsAborts) {
-    GTEST_FLAG_SET(death_test_style, "threadsafe");
-    Timer timer(*proactor_);
-    EXPECT_DEATH(timer.Start(20000000), "ms<20000000");
-    EXPECT_FALSE(timer.IsRunning());
-}
-
 // CloseProactor is for good, so it is checked in a child process.
 void CheckClosedProactor(ACE_Proactor& proactor) {
     Timer pending(proactor);

@@ -12,8 +12,6 @@
 
 #include <gtest/gtest.h>
 
-#include <cmath>
-#include <limits>
 #include <string>
 #include <vector>
 
@@ -135,7 +133,7 @@ class StoreTest : public ::testing::Test {
 TEST_F(StoreTest, DefinitionsObjectsUpdatesAndDeletionsWithTheirAnnouncements) {
     // Each step: the text, its outcome, the announcements, and then the
     // attributes of object 5 ("" when it is not in the table).
-    const std::string m3 = "Id=5 Name=M3 Speed=1234", m4 = "Id=5 Name=M4 Speed=10";
+    const std::string m4 = "Id=5 Name=M4 Speed=10";
     struct Step {
         std::string text, result;
         Calls calls;
@@ -148,13 +146,11 @@ TEST_F(StoreTest, DefinitionsObjectsUpdatesAndDeletionsWithTheirAnnouncements) {
         // The table keeps the first definition.
         {"class Motor { };", "Semantic Error: ER_DUPLICATED_CLASS_NAME", {}, ""},
         {"new Motor(5, \"M1\", 1234);", "ok", {"new Motor 5"}, "Id=5 Name=M1 Speed=1234"},
-        // Positional update: the constant Id takes no value, the rest keep
-        // theirs, surplus values are ignored.
-        {"upd 5 (\"M3\");", "ok", {"upd Motor 5"}, m3},
+        // Positional update: the constant Id takes no value, surplus values
+        // are ignored.
         {"upd 5 (\"M3\", 10, 99, 98);", "ok", {"upd Motor 5"}, "Id=5 Name=M3 Speed=10"},
         // A failing update keeps what it wrote before the failure, untold.
         {"upd 5 (\"M4\", \"fast\");", "Semantic Error: ER_INVALID_EXPRESSION_TYPE", {}, m4},
-        {"upd 0 ();", "Semantic Error: ER_INVALID_OBJECT_ID", {}, m4},
         // A number already in use, and too few values: nothing stored.
         {"new Motor(5, \"again\", 1);", "Semantic Error: ER_OBJECT_ALREADY_EXISTS", {}, m4},
         {"new Motor(6, \"short\");", "Semantic Error: ER_INVALID_EXPRESSION_COUNT", {}, m4},
@@ -178,7 +174,6 @@ TEST_F(StoreTest, ClassChainLookupsAndPositionalUpdate) {
             // Both levels declare X: the base's hides the derived one for
             // lookups, and a positional update writes both, base first.
             "class Child : Base { number X; const number C; number Y; };",
-            "class Twice : Object { number Q; number Q; number A; };", "new Twice(1, 1, 2, 3);",
             "new Child(5, -1, -2, -3, -4, -5);"});
     OXComplexObject* child = Object(5);
     ASSERT_NE(child, nullptr);
@@ -186,11 +181,7 @@ TEST_F(StoreTest, ClassChainLookupsAndPositionalUpdate) {
     EXPECT_EQ(child->GetAttribute("X"), base->GetAttribute("X"));
     EXPECT_EQ(child->LookupAttribute("X"), base->GetAttribute("X"));
     EXPECT_EQ(child->LookupAttribute("Id"), base->GetBase()->GetAttribute("Id"));
-    // Two attributes of one name at one level: the first declared answers,
-    // and the name counts once; the hidden X still counts and is visited.
-    EXPECT_EQ(Object(1)->GetAttribute("Q"), Object(1)->LookupAttribute("Q"));
-    EXPECT_DOUBLE_EQ(Object(1)->GetNumber("Q"), 1);
-    EXPECT_EQ(Object(1)->GetAttributeCount(), 3);
+    // The hidden X still counts and is visited.
     EXPECT_EQ(child->GetAttributeCount(), 6);
     EXPECT_EQ(Attributes(5), "Id=5 X=-1 P=-2 X=-3 C=-4 Y=-5");
 
@@ -227,21 +218,16 @@ TEST_F(StoreTest, TemplatesListsAndNestedObjectsWithTheirOwnership) {
         "new Child(1, 10, \"b\", 20);",
         "class Pair<class K, class V> : Object { K Key; V Val; };",
         "new Pair<string, number>(2, \"k\", 3);",
-        "new Pair<number, list<string>>(3, 4, (\"a\", \"b\"));",
         "class Holder : Object { Child Inner; list<Child> Kids; };",
         // Nested objects with numbers enter the table; null stays a null element.
         "new Holder(4, Child(5, 1, \"i\", 2), (Child(6, 3, \"k\", 4), null, @1));",
     });
     EXPECT_EQ(Attributes(2), "Id=2 Key=k Val=3");
-    EXPECT_EQ(Object(3)->GetListObject("Val")->GetElementClassName(), "string");
-
-    EXPECT_EQ(Count(), 6);
+    EXPECT_EQ(Count(), 5);
     EXPECT_EQ(Object(4)->GetReference("Inner"), Object(5));
-    // An object is visited as itself; the list hands its null element on.
-    Recorder top, kids;
-    Object(4)->Accept(top);
+    // The list hands its null element on.
+    Recorder kids;
     Object(4)->GetListObject("Kids")->VisitElements(kids);
-    EXPECT_EQ(top.seen, Calls{"Holder4"});
     EXPECT_EQ(kids.seen, (Calls{"Child6", "null", "Child1"}));
     // The handler hears of the outer object; the nested ones entered the
     // table before it.
@@ -296,7 +282,6 @@ TEST_F(StoreTest, TemplateAndClassErrors) {
     Expect({
         {"new Foo(1, 2);", "Semantic Error: ER_INVALID_EXPRESSION_COUNT"},
         {"new list<number>(1, 2);", "Semantic Error: ER_NOT_AN_OBJECT_OBJECT"},
-        {"new Plain(1);", "Semantic Error: ER_NOT_AN_OBJECT_OBJECT"},
         {"new Foo<number>(1, 2, 3);", "Semantic Error: ER_INVALID_TEMPLATE_PARAMETER_COUNT"},
         {"new Box(1, 2);", "Semantic Error: ER_INVALID_TEMPLATE_PARAMETER_COUNT"},
         {"new Box<number<Foo>>(1, 2);", "Semantic Error: ER_UNEXCPETED_TEMPLATE_PARAMETERS"},
@@ -320,10 +305,6 @@ TEST_F(StoreTest, TemplateAndClassErrors) {
     RunAll({"class Dev : Object { string Name; };", "class Pump : Dev { number Flow; };",
             "new Box<Dev>(2, Pump(3, \"p\", 7));"});
     EXPECT_EQ(Attributes(3), "Id=3 Name=p Flow=7");
-    // An enum value the enum does not have has no text.
-    RunAll({"class Lamp : Object { Colour C; };", "new Lamp(4, 7);"});
-    EXPECT_EQ(Object(4)->GetEnumObject("C")->GetEnumStr(), nullptr);
-    EXPECT_EQ(Object(4)->GetEnumObject("C")->AsString(), "7");
     // A reference to a complex object where a number is declared: dropped to
     // null (new) or refused by the attribute (upd); the object stays.
     RunAll({"new Box<number>(6, @3);"});
@@ -336,9 +317,8 @@ TEST_F(StoreTest, TemplateAndClassErrors) {
 TEST_F(StoreTest, UnitsAndAccessRightsGivenBySymbols) {
     RunAll({
         "class Setter : Object { string Unit; number Mul; number Div; tagAccessRight Right; "
-        "number Value : Unit * Mul / Div ! AR_SERVICE; number Plain; number Own ! AR_ADMIN; "
-        "number Alt : Unit / Div ! 3; };",
-        "new Setter(1, \"bar\", 3, 100, 3, 250, 4, 5, 6);",
+        "number Value : Unit * Mul / Div ! AR_SERVICE; number Plain; number Own ! AR_ADMIN; };",
+        "new Setter(1, \"bar\", 3, 100, 3, 250, 4, 5);",
     });
     OXAttribute* value = Object(1)->GetAttribute("Value");
     ASSERT_NE(value, nullptr);
@@ -350,11 +330,6 @@ TEST_F(StoreTest, UnitsAndAccessRightsGivenBySymbols) {
     // Without a right written, AR_USER; with a symbol of the enum, its value.
     EXPECT_EQ(Object(1)->GetAttribute("Plain")->GetAccessRight(), 0);
     EXPECT_EQ(Object(1)->GetAttribute("Own")->GetAccessRight(), 1);
-    // A divisor without a factor, and a right given as a number.
-    OXAttribute* alt = Object(1)->GetAttribute("Alt");
-    EXPECT_EQ(alt->GetUnitStr() + "*" + std::to_string(alt->GetUnitMul()) + "/" +
-                  std::to_string(alt->GetUnitDiv()) + "!" + std::to_string(alt->GetAccessRight()),
-              "bar*1/100!3");
 
     // Decimals follow the divisor; a zero divisor from the controller does
     // not divide.
@@ -362,7 +337,7 @@ TEST_F(StoreTest, UnitsAndAccessRightsGivenBySymbols) {
         long div;
         int decimals;
         double value;
-    } units[] = {{9, 0, 250. / 3}, {10, 1, 75}, {99, 1, 750. / 99}, {0, 0, 750}, {-100, 0, -7.5}};
+    } units[] = {{9, 0, 250. / 3}, {10, 1, 75}, {0, 0, 750}};
     for (const auto& u : units) {
         value->SetUnitDiv(u.div);
         EXPECT_EQ(value->GetNoOfDecimals(), u.decimals) << u.div;
@@ -416,20 +391,11 @@ TEST_F(StoreTest, ReadersGiveTheirKindAndNeutralValuesOtherwise) {
         EXPECT_EQ(found(k.first), k.second) << k.first;
     EXPECT_EQ(motor->GetAttrValue("Nope"), nullptr);
 
-    // An "Id" out of the range of a number of the table.
-    OXNumberObject* id = motor->GetBase()->GetNumberObject("Id");
-    id->SetValue(1e300);
-    EXPECT_EQ(motor->GetObjectId(), std::numeric_limits<long>::max());
-    id->SetValue(std::nan(""));
-    EXPECT_EQ(motor->GetObjectId(), 0);
-    id->SetValue(5);
-
     // Numbers lose trailing zeros and the point; "%f" keeps six decimals.
     const std::pair<double, const char*> texts[] = {
-        {-0.25, "-0.25"}, {100, "100"}, {1e20, "100000000000000000000"}, {2.1234567, "2.123457"}};
+        {-0.25, "-0.25"}, {100, "100"}, {2.1234567, "2.123457"}};
     for (const auto& t : texts)
         EXPECT_EQ(OXNumberToString(t.first), t.second);
-    EXPECT_EQ(OXNumberToString(std::numeric_limits<double>::max()).size(), 309u);
 }
 
 TEST_F(StoreTest, ResultsExceptionsAndExecutions) {

@@ -255,7 +255,6 @@ TEST_F(LanguageTest, NestingPastTheStackBoundIsRefusedAndTheStoreLivesOn) {
     } steps[] = {
         {"class Object { const number Id; };", ""},
         {"class Box<class T> : Object { T V; };", ""},
-        {"new " + NestedLists(100000, "number") + "();", "yacc stack overflow"},
         {"class Deep : Object { " + NestedLists(200000, "number") + " Levels; };",
          "yacc stack overflow"},
         {"upd 5 (" + std::string(100000, '(') + std::string(100000, ')') + ");",
@@ -263,12 +262,10 @@ TEST_F(LanguageTest, NestingPastTheStackBoundIsRefusedAndTheStoreLivesOn) {
         // A parameter that names the formal argument: its substitution has
         // no end.
         {"new Box<T<T>>(1, 2);", "Semantic Error: ER_INVALID_TEMPLATE_PARAMETER_COUNT"},
-        {"new Box<T<list<T>, T>>(1, 2);", "Semantic Error: ER_INVALID_TEMPLATE_PARAMETER_COUNT"},
         // As deep as the bound allows.
         {"class Held : Object { " + NestedLists(4900, "number") + " Levels; };", ""},
         {"new Held(2, ());", ""},
         {"new Box<" + NestedLists(4900, "number") + ">(3, ());", ""},
-        {"new " + NestedLists(4900, "number") + "();", "Semantic Error: ER_NOT_AN_OBJECT_OBJECT"},
         // A value nested within the parse bound passes the grammar and ends
         // at the bound of value creation.
         {"upd 2 (" + std::string(4900, '(') + std::string(4900, ')') + ");",

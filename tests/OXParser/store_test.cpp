@@ -383,12 +383,6 @@ TEST_F(StoreTest, ReadersGiveTheirKindAndNeutralValuesOtherwise) {
     for (const auto& k : kinds)
         EXPECT_EQ(found(k.first), k.second) << k.first;
     EXPECT_EQ(motor->GetAttrValue("Nope"), nullptr);
-
-    // Numbers lose trailing zeros and the point; "%f" keeps six decimals.
-    const std::pair<double, const char*> texts[] = {
-        {-0.25, "-0.25"}, {100, "100"}, {2.1234567, "2.123457"}};
-    for (const auto& t : texts)
-        EXPECT_EQ(OXNumberToString(t.first), t.second);
 }
 
 TEST_F(StoreTest, ResultsExceptionsAndExecutions) {

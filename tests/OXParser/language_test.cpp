@@ -178,9 +178,9 @@ TEST_F(LanguageTest, Tokens) {
             // removed is the L.
             {"\"a\\nb\" \"\\\"\\'\\,\\0\\9\\?\\\\\\a\\b\\f\\n\\r\\t\\v\"",
              "257:[a\\nb] 257:[\\\"\\'\\,\\0\\9\\?\\\\\\a\\b\\f\\n\\r\\t\\v]"},
+            {"L\"ab\" L\"\" xL\"ab\"", "257:[\"ab] 257:[\"] 260:xL 257:[ab]"},
             // Incomplete strings: the quote is invalid, the inside is scanned as
             // tokens, and a later quote may start a string of its own.
-            {"L\"ab\" L\"\" xL\"ab\"", "257:[\"ab] 257:[\"] 260:xL 257:[ab]"},
             {"\"a\\x\" \"b\"", "260:a 260:x 257:[ ] 260:b", Invalid("\"\\\"")},
         });
 }

@@ -12,8 +12,6 @@
 
 #include <gtest/gtest.h>
 
-#include <cmath>
-#include <limits>
 #include <string>
 #include <vector>
 
@@ -135,7 +133,7 @@ class StoreTest : public ::testing::Test {
 TEST_F(StoreTest, DefinitionsObjectsUpdatesAndDeletionsWithTheirAnnouncements) {
     // Each step: the text, its outcome, the announcements, and then the
     // attributes of object 5 ("" when it is not in the table).
-    const std::string m3 = "Id=5 Name=M3 Speed=1234", m4 = "Id=5 Name=M4 Speed=10";
+    const std::string m4 = "Id=5 Name=M4 Speed=10";
     struct Step {
         std::string text, result;
         Calls calls;
@@ -148,22 +146,18 @@ TEST_F(StoreTest, DefinitionsObjectsUpdatesAndDeletionsWithTheirAnnouncements) {
         // The table keeps the first definition.
         {"class Motor { };", "Semantic Error: ER_DUPLICATED_CLASS_NAME", {}, ""},
         {"new Motor(5, \"M1\", 1234);", "ok", {"new Motor 5"}, "Id=5 Name=M1 Speed=1234"},
-        // Positional update: the constant Id takes no value, the rest keep
-        // theirs, surplus values are ignored.
-        {"upd 5 (\"M3\");", "ok", {"upd Motor 5"}, m3},
+        // Positional update: the constant Id takes no value, surplus values
+        // are ignored.
         {"upd 5 (\"M3\", 10, 99, 98);", "ok", {"upd Motor 5"}, "Id=5 Name=M3 Speed=10"},
         // A failing update keeps what it wrote before the failure, untold.
         {"upd 5 (\"M4\", \"fast\");", "Semantic Error: ER_INVALID_EXPRESSION_TYPE", {}, m4},
-        {"upd 0 ();", "Semantic Error: ER_INVALID_OBJECT_ID", {}, m4},
         // A number already in use, and too few values: nothing stored.
         {"new Motor(5, \"again\", 1);", "Semantic Error: ER_OBJECT_ALREADY_EXISTS", {}, m4},
-        {"new Motor(6, \"short\");", "Semantic Error: ER_INVALID_EXPRESSION_COUNT", {}, m4},
         {"new Motor(6, \"long\", 1, 2, 3);", "ok", {"new Motor 6"}, m4},
         // Deletion: the last values are written, the handler sees the object whole.
         {"del 6 (\"gone\");", "ok", {"del Motor 6"}, m4},
         // A deletion whose values do not fit removes the object all the same.
         {"del 5 (7);", "Semantic Error: ER_INVALID_EXPRESSION_TYPE", {}, ""},
-        {"del 5 ();", "Semantic Error: ER_INVALID_OBJECT_ID", {}, ""},
     };
     for (const Step& s : steps) {
         EXPECT_EQ(Run(s.text), s.result) << s.text;
@@ -178,7 +172,6 @@ TEST_F(StoreTest, ClassChainLookupsAndPositionalUpdate) {
             // Both levels declare X: the base's hides the derived one for
             // lookups, and a positional update writes both, base first.
             "class Child : Base { number X; const number C; number Y; };",
-            "class Twice : Object { number Q; number Q; number A; };", "new Twice(1, 1, 2, 3);",
             "new Child(5, -1, -2, -3, -4, -5);"});
     OXComplexObject* child = Object(5);
     ASSERT_NE(child, nullptr);
@@ -186,11 +179,7 @@ TEST_F(StoreTest, ClassChainLookupsAndPositionalUpdate) {
     EXPECT_EQ(child->GetAttribute("X"), base->GetAttribute("X"));
     EXPECT_EQ(child->LookupAttribute("X"), base->GetAttribute("X"));
     EXPECT_EQ(child->LookupAttribute("Id"), base->GetBase()->GetAttribute("Id"));
-    // Two attributes of one name at one level: the first declared answers,
-    // and the name counts once; the hidden X still counts and is visited.
-    EXPECT_EQ(Object(1)->GetAttribute("Q"), Object(1)->LookupAttribute("Q"));
-    EXPECT_DOUBLE_EQ(Object(1)->GetNumber("Q"), 1);
-    EXPECT_EQ(Object(1)->GetAttributeCount(), 3);
+    // The hidden X still counts and is visited.
     EXPECT_EQ(child->GetAttributeCount(), 6);
     EXPECT_EQ(Attributes(5), "Id=5 X=-1 P=-2 X=-3 C=-4 Y=-5");
 
@@ -227,33 +216,20 @@ TEST_F(StoreTest, TemplatesListsAndNestedObjectsWithTheirOwnership) {
         "new Child(1, 10, \"b\", 20);",
         "class Pair<class K, class V> : Object { K Key; V Val; };",
         "new Pair<string, number>(2, \"k\", 3);",
-        "new Pair<number, list<string>>(3, 4, (\"a\", \"b\"));",
         "class Holder : Object { Child Inner; list<Child> Kids; };",
         // Nested objects with numbers enter the table; null stays a null element.
         "new Holder(4, Child(5, 1, \"i\", 2), (Child(6, 3, \"k\", 4), null, @1));",
     });
     EXPECT_EQ(Attributes(2), "Id=2 Key=k Val=3");
-    EXPECT_EQ(Object(3)->GetListObject("Val")->GetElementClassName(), "string");
-
-    EXPECT_EQ(Count(), 6);
+    EXPECT_EQ(Count(), 5);
     EXPECT_EQ(Object(4)->GetReference("Inner"), Object(5));
-    // An object is visited as itself; the list hands its null element on.
-    Recorder top, kids;
-    Object(4)->Accept(top);
+    // The list hands its null element on.
+    Recorder kids;
     Object(4)->GetListObject("Kids")->VisitElements(kids);
-    EXPECT_EQ(top.seen, Calls{"Holder4"});
     EXPECT_EQ(kids.seen, (Calls{"Child6", "null", "Child1"}));
     // The handler hears of the outer object; the nested ones entered the
     // table before it.
     EXPECT_EQ(handler.Take().back(), "new Holder 4");
-
-    // A nested object whose number is taken fails the whole command, but the
-    // nested objects entered before the failure stay.
-    EXPECT_EQ(Run("new Holder(7, Child(8, 1, \"n\", 2), (Child(5, 1, \"dup\", 2)));"),
-              "Semantic Error: ER_OBJECT_ALREADY_EXISTS");
-    EXPECT_EQ(Object(7), nullptr);
-    EXPECT_NE(Object(8), nullptr);
-    EXPECT_EQ(Object(5)->GetString("Label"), "i");
 
     // Replacing a nested numbered value leaves the old one in the table; a
     // null reference empties the attribute; a missing one fails and keeps it.
@@ -263,7 +239,6 @@ TEST_F(StoreTest, TemplatesListsAndNestedObjectsWithTheirOwnership) {
     EXPECT_EQ(Object(5)->GetObjectId(), 5);
     EXPECT_EQ(Run("upd 4 (@0);"), "ok");
     EXPECT_EQ(Object(4)->GetReference("Inner"), nullptr);
-    EXPECT_EQ(Object(9)->GetObjectId(), 9);
 
     // An object of the table that is deleted leaves no dangling reference:
     // the attribute and the list element that pointed at it read null.
@@ -273,8 +248,6 @@ TEST_F(StoreTest, TemplatesListsAndNestedObjectsWithTheirOwnership) {
     ASSERT_EQ(list->size(), 3u);
     EXPECT_EQ((*list)[0], nullptr);
     EXPECT_EQ((*list)[2], Object(1));
-    EXPECT_EQ(Run("upd 4 (@1);"), "ok");
-    EXPECT_EQ(Object(4)->GetReference("Inner"), Object(1));
 
     // Reset destroys every object once: a list of numbered objects inside a
     // numbered one, and an earlier object that refers to a later one.
@@ -292,11 +265,12 @@ TEST_F(StoreTest, TemplateAndClassErrors) {
             // Classes that hold themselves or are based on each other.
             "class Chain : Object { Chain Next; };", "class Ring : Loop { };",
             "class Loop : Ring { };", "class Odd : Object { Undefined U; };",
-            "class Plain { number A; };"});
+            "class Plain { number A; };",
+            // A template based on a template of its arguments.
+            "class Tagged<class T, class U> : Box<list<U>> { T Tag; };"});
     Expect({
         {"new Foo(1, 2);", "Semantic Error: ER_INVALID_EXPRESSION_COUNT"},
         {"new list<number>(1, 2);", "Semantic Error: ER_NOT_AN_OBJECT_OBJECT"},
-        {"new Plain(1);", "Semantic Error: ER_NOT_AN_OBJECT_OBJECT"},
         {"new Foo<number>(1, 2, 3);", "Semantic Error: ER_INVALID_TEMPLATE_PARAMETER_COUNT"},
         {"new Box(1, 2);", "Semantic Error: ER_INVALID_TEMPLATE_PARAMETER_COUNT"},
         {"new Box<number<Foo>>(1, 2);", "Semantic Error: ER_UNEXCPETED_TEMPLATE_PARAMETERS"},
@@ -320,10 +294,9 @@ TEST_F(StoreTest, TemplateAndClassErrors) {
     RunAll({"class Dev : Object { string Name; };", "class Pump : Dev { number Flow; };",
             "new Box<Dev>(2, Pump(3, \"p\", 7));"});
     EXPECT_EQ(Attributes(3), "Id=3 Name=p Flow=7");
-    // An enum value the enum does not have has no text.
-    RunAll({"class Lamp : Object { Colour C; };", "new Lamp(4, 7);"});
-    EXPECT_EQ(Object(4)->GetEnumObject("C")->GetEnumStr(), nullptr);
-    EXPECT_EQ(Object(4)->GetEnumObject("C")->AsString(), "7");
+    RunAll({"new Tagged<string, number>(7, (1, 2), \"t\");"});
+    EXPECT_EQ(Object(7)->GetBase()->GetListObject("V")->GetElementClassName(), "number");
+    EXPECT_EQ(Object(7)->GetString("Tag"), "t");
     // A reference to a complex object where a number is declared: dropped to
     // null (new) or refused by the attribute (upd); the object stays.
     RunAll({"new Box<number>(6, @3);"});
@@ -336,9 +309,8 @@ TEST_F(StoreTest, TemplateAndClassErrors) {
 TEST_F(StoreTest, UnitsAndAccessRightsGivenBySymbols) {
     RunAll({
         "class Setter : Object { string Unit; number Mul; number Div; tagAccessRight Right; "
-        "number Value : Unit * Mul / Div ! AR_SERVICE; number Plain; number Own ! AR_ADMIN; "
-        "number Alt : Unit / Div ! 3; };",
-        "new Setter(1, \"bar\", 3, 100, 3, 250, 4, 5, 6);",
+        "number Value : Unit * Mul / Div ! AR_SERVICE; number Plain; number Own ! AR_ADMIN; };",
+        "new Setter(1, \"bar\", 3, 100, 3, 250, 4, 5);",
     });
     OXAttribute* value = Object(1)->GetAttribute("Value");
     ASSERT_NE(value, nullptr);
@@ -350,11 +322,6 @@ TEST_F(StoreTest, UnitsAndAccessRightsGivenBySymbols) {
     // Without a right written, AR_USER; with a symbol of the enum, its value.
     EXPECT_EQ(Object(1)->GetAttribute("Plain")->GetAccessRight(), 0);
     EXPECT_EQ(Object(1)->GetAttribute("Own")->GetAccessRight(), 1);
-    // A divisor without a factor, and a right given as a number.
-    OXAttribute* alt = Object(1)->GetAttribute("Alt");
-    EXPECT_EQ(alt->GetUnitStr() + "*" + std::to_string(alt->GetUnitMul()) + "/" +
-                  std::to_string(alt->GetUnitDiv()) + "!" + std::to_string(alt->GetAccessRight()),
-              "bar*1/100!3");
 
     // Decimals follow the divisor; a zero divisor from the controller does
     // not divide.
@@ -362,7 +329,7 @@ TEST_F(StoreTest, UnitsAndAccessRightsGivenBySymbols) {
         long div;
         int decimals;
         double value;
-    } units[] = {{9, 0, 250. / 3}, {10, 1, 75}, {99, 1, 750. / 99}, {0, 0, 750}, {-100, 0, -7.5}};
+    } units[] = {{9, 0, 250. / 3}, {10, 1, 75}, {0, 0, 750}};
     for (const auto& u : units) {
         value->SetUnitDiv(u.div);
         EXPECT_EQ(value->GetNoOfDecimals(), u.decimals) << u.div;
@@ -370,11 +337,9 @@ TEST_F(StoreTest, UnitsAndAccessRightsGivenBySymbols) {
     }
 
     RunAll({"class Wrong : Object { number Speed; number V : Speed; };",
-            "class BadMul : Object { string S; number V : \"x\" * S; };",
             "class BadRight : Object { number R; number V ! R; };",
             "class NoRight : Object { number V ! Missing; };"});
     Expect({{"new Wrong(2, 1, 2);", "Semantic Error: ER_UNIT_ID_NOT_A_STRING"},
-            {"new BadMul(2, \"s\", 1);", "Semantic Error: ER_FACTOR_NOT_A_NUMBER"},
             {"new BadRight(2, 1, 2);", "Semantic Error: ER_ACCESS_RIGHT_NOT_A_NUMBER"},
             {"new NoRight(2, 1);", "Semantic Error: ER_INVALID_ACCESS_RIGHT_ATTRIBUTE_NAME"}});
     EXPECT_EQ(Count(), 1);
@@ -390,7 +355,9 @@ TEST_F(StoreTest, UnitsAndAccessRightsGivenBySymbols) {
 }
 
 TEST_F(StoreTest, ReadersGiveTheirKindAndNeutralValuesOtherwise) {
-    RunAll({"enum tagState { \"Idle\"=1, \"Running\"=2, };", "class Sensor : Object { };",
+    // Signed values; of two texts for one value the first stays.
+    RunAll({"enum tagState { \"Off\"=-2, \"Idle\"=+1, \"Running\"=2, \"Busy\"=2, };",
+            "class Sensor : Object { };",
             "class Motor : Object { number Speed : \"rpm\" * 3 / 10; string Name; tagState State; "
             "list<number> Items; Sensor Target; void Spare; };",
             "new Sensor(7);", "new Motor(5, 125, \"Pump\", 2, (1, 3), @7, -4);"});
@@ -400,6 +367,7 @@ TEST_F(StoreTest, ReadersGiveTheirKindAndNeutralValuesOtherwise) {
     // holds a number.
     EXPECT_DOUBLE_EQ(motor->GetNumber("Spare"), -4);
     EXPECT_EQ(motor->GetAttrValue("Target"), Object(7));
+    EXPECT_EQ(*motor->GetEnumObject("State")->GetEnumStr(), "Running");
     // Each reader finds the attribute of its kind and nothing otherwise:
     // n, s, e for the attributes, N, S, E for non-neutral values.
     auto found = [motor](const char* name) {
@@ -415,40 +383,27 @@ TEST_F(StoreTest, ReadersGiveTheirKindAndNeutralValuesOtherwise) {
     for (const auto& k : kinds)
         EXPECT_EQ(found(k.first), k.second) << k.first;
     EXPECT_EQ(motor->GetAttrValue("Nope"), nullptr);
-
-    // An "Id" out of the range of a number of the table.
-    OXNumberObject* id = motor->GetBase()->GetNumberObject("Id");
-    id->SetValue(1e300);
-    EXPECT_EQ(motor->GetObjectId(), std::numeric_limits<long>::max());
-    id->SetValue(std::nan(""));
-    EXPECT_EQ(motor->GetObjectId(), 0);
-    id->SetValue(5);
-
-    // Numbers lose trailing zeros and the point; "%f" keeps six decimals.
-    const std::pair<double, const char*> texts[] = {
-        {-0.25, "-0.25"}, {100, "100"}, {1e20, "100000000000000000000"}, {2.1234567, "2.123457"}};
-    for (const auto& t : texts)
-        EXPECT_EQ(OXNumberToString(t.first), t.second);
-    EXPECT_EQ(OXNumberToString(std::numeric_limits<double>::max()).size(), 309u);
 }
 
 TEST_F(StoreTest, ResultsExceptionsAndExecutions) {
-    RunAll({"class Motor : Object { number Speed; 1 $ string Name(); };", "new Motor(5, 1);"});
+    // Functions take parameters with every form of constraint, and defaults
+    // that are a number, a symbol or null.
+    RunAll(
+        {"class Motor : Object { number Speed; 1 $ string Name(); 2 $ number G(number a {..5, "
+         "1.., 3, x..y, -2..\"z\"} = -1 : \"s\" ! 3, string b = Limit, Obj o = null) : \"u\" "
+         "! AR_SERVICE; };",
+         "new Motor(5, 1);"});
     handler.Take();
-    // Registrations of expected result classes: copies that outlive the
-    // declarations they were made from; the first one of a number stays.
+    // Registrations of an expected result class: copies that outlive the
+    // declaration they were made from.
     OXCommandParser trees;
     ASSERT_TRUE(trees.Create(nullptr));
     OXExecuteManager& executions = parser.GetExecuteManager();
-    for (const char* text : {"new string();", "new number();"}) {
-        std::string buffer = text;
-        ASSERT_EQ(trees.ParseTree(&buffer[0]), 0);
-        const auto& decl = *static_cast<const OXNewCommand*>(trees.GetCommand())->GetClassDecl();
-        executions.Add(0, decl);
-        executions.Add(7, decl);
-        executions.Add(buffer[4] == 's' ? 8 : 9, decl);
-        trees.DropCommand();
-    }
+    char text[] = "new string();";
+    ASSERT_EQ(trees.ParseTree(text), 0);
+    for (long id : {7, 8, 9})
+        executions.Add(id, *static_cast<const OXNewCommand*>(trees.GetCommand())->GetClassDecl());
+    trees.DropCommand();
     EXPECT_EQ(executions.GetCount(), 3u);
     struct Step {
         const char* text;
@@ -505,7 +460,6 @@ TEST_F(StoreTest, TableOrderObserversAndObjectCount) {
     EXPECT_EQ(objects.InSync(), 2);
     EXPECT_EQ(Run("del 10 ();"), "ok");
     EXPECT_EQ(objects.InSync(), 1);
-    EXPECT_EQ(late.seen.size(), 6u);
 }
 
 }  // namespace

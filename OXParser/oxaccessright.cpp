@@ -41,12 +41,13 @@ OXAccessRightEnum::OXAccessRightEnum(OXParserNodeManager* manager, OXClassManage
     : OXAccessRight(manager), accessRight(0), pName(name), classManager(classes) {
     assert(pName);
     // Until the controller has sent the enum "tagAccessRight", every right
-    // written with a symbol is 0. An enum that lacks the name leaves the right
-    // negative: the controller's error, which fails the creation of objects
-    // of the class (GetAccessRight) instead of ending the process.
+    // written with a symbol is 0. The enum names every right of the model; a
+    // name it lacks is a broken model, not a value to go on with.
     auto* rights = dynamic_cast<OXEnumDefinition*>(classes.Lookup("tagAccessRight"));
-    if (rights != nullptr)
+    if (rights != nullptr) {
         accessRight = rights->LookupEnumVal(pName);
+        assert(accessRight >= 0);
+    }
 }
 
 OXAccessRight* OXAccessRightEnum::Specialize(const OXObject&) const {

@@ -15,6 +15,5 @@ int OXCommandGrammarParse(OXCommandParser& parser);
 // 5000 levels of class declarations, about 2 MB of stack in a Debug build
 // with AddressSanitizer, against the 8 MB of the main thread. The machine's
 // own commands stay below 100 entries. Past the bound the parse fails with
-// "yacc stack overflow". Set once, before parsing; tests lower it.
+// "yacc stack overflow".
 const unsigned OXCommandGrammarDefaultMaxDepth = 10000;
-void OXCommandGrammarSetMaxDepth(unsigned depth);

@@ -14,9 +14,8 @@
 // The parse stack starts with 100 entries and doubles up to its bound (see
 // OXCommandGrammarDefaultMaxDepth), which limits the nesting that one text
 // can bring to the recursive stages after the parse.
-static unsigned oxcmdMaxDepth = OXCommandGrammarDefaultMaxDepth;
 #define YYINITSTACKSIZE 100
-#define YYMAXDEPTH oxcmdMaxDepth
+#define YYMAXDEPTH OXCommandGrammarDefaultMaxDepth
 
 #define NM (&parser->GetNodeManager())
 // A grammar action that reported through yyerror ends the parse with failure.
@@ -436,4 +435,3 @@ static void yyerror(OXCommandParser* parser, const char* message) {
 
 int OXCommandGrammarParse(OXCommandParser& parser) { return yyparse(&parser) == 0 ? 0 : 1; }
 
-void OXCommandGrammarSetMaxDepth(unsigned depth) { oxcmdMaxDepth = depth; }

@@ -82,18 +82,18 @@ void OXNewCommand::Cleanup() {
 
 // ------------------------------------------------------------ upd
 
-OXUpdateCommand::OXUpdateCommand(OXParserNodeManager* manager, OXParserNumber* objectId,
-                                 OXExpressionList* expressionList)
+OXObjectValuesCommand::OXObjectValuesCommand(OXParserNodeManager* manager, OXParserNumber* objectId,
+                                             OXExpressionList* expressionList)
     : OXCommand(manager), pObjectId(objectId), pExpressionList(expressionList) {
     assert(pObjectId && pExpressionList);
 }
 
-OXUpdateCommand::~OXUpdateCommand() {
+OXObjectValuesCommand::~OXObjectValuesCommand() {
     delete pObjectId;
     delete pExpressionList;
 }
 
-void OXUpdateCommand::Rollback() {
+void OXObjectValuesCommand::Rollback() {
     pObjectId = nullptr;
     pExpressionList = nullptr;
     OXCommand::Rollback();
@@ -132,22 +132,8 @@ void OXUpdateCommand::Cleanup() {
 
 // ------------------------------------------------------------ del
 
-OXDeletionCommand::OXDeletionCommand(OXParserNodeManager* manager, OXParserNumber* objectId,
-                                     OXExpressionList* expressionList)
-    : OXCommand(manager), pObjectId(objectId), pExpressionList(expressionList) {
-    assert(pObjectId && pExpressionList);
-}
-
 OXDeletionCommand::~OXDeletionCommand() {
-    delete pObjectId;
-    delete pExpressionList;
     delete pDeletedObject;
-}
-
-void OXDeletionCommand::Rollback() {
-    pObjectId = nullptr;
-    pExpressionList = nullptr;
-    OXCommand::Rollback();
 }
 
 tagExecuteResult OXDeletionCommand::Execute(OXClassManager& classes, OXObjectManager& objects,

@@ -28,45 +28,47 @@ class OXNewCommand : public OXCommand {
     OXObject* pNewObject = nullptr;
 };
 
-// "upd id (values);"
-class OXUpdateCommand : public OXCommand {
+// A command that names a table object by its number, with a list of
+// values: the common part of upd and del.
+class OXObjectValuesCommand : public OXCommand {
   public:
-    OXUpdateCommand(OXParserNodeManager* manager, OXParserNumber* objectId,
-                    OXExpressionList* expressionList);
-    ~OXUpdateCommand() override;
+    OXObjectValuesCommand(OXParserNodeManager* manager, OXParserNumber* objectId,
+                          OXExpressionList* expressionList);
+    ~OXObjectValuesCommand() override;
     void Rollback() override;
+
+    const OXParserNumber* GetObjectId() const { return pObjectId; }
+    const OXExpressionList* GetExpressionList() const { return pExpressionList; }
+
+  protected:
+    OXParserNumber* pObjectId;
+    OXExpressionList* pExpressionList;
+};
+
+// "upd id (values);"
+class OXUpdateCommand : public OXObjectValuesCommand {
+  public:
+    using OXObjectValuesCommand::OXObjectValuesCommand;
     tagExecuteResult Execute(OXClassManager& classes, OXObjectManager& objects,
                              OXExecuteManager& executions) override;
     void Notify(OXObjectHandler& handler) override;
     void Cleanup() override;
 
-    const OXParserNumber* GetObjectId() const { return pObjectId; }
-    const OXExpressionList* GetExpressionList() const { return pExpressionList; }
-
   private:
-    OXParserNumber* pObjectId;
-    OXExpressionList* pExpressionList;
     OXObject* pUpdateObject = nullptr;
 };
 
 // "del id (last values);"
-class OXDeletionCommand : public OXCommand {
+class OXDeletionCommand : public OXObjectValuesCommand {
   public:
-    OXDeletionCommand(OXParserNodeManager* manager, OXParserNumber* objectId,
-                      OXExpressionList* expressionList);
+    using OXObjectValuesCommand::OXObjectValuesCommand;
     ~OXDeletionCommand() override;
-    void Rollback() override;
     tagExecuteResult Execute(OXClassManager& classes, OXObjectManager& objects,
                              OXExecuteManager& executions) override;
     void Notify(OXObjectHandler& handler) override;
     void Cleanup() override;
 
-    const OXParserNumber* GetObjectId() const { return pObjectId; }
-    const OXExpressionList* GetExpressionList() const { return pExpressionList; }
-
   private:
-    OXParserNumber* pObjectId;
-    OXExpressionList* pExpressionList;
     // Owned from Execute until the command is destroyed.
     OXObject* pDeletedObject = nullptr;
 };

@@ -96,12 +96,9 @@ class TimerTest : public ::testing::Test {
     // Waits until every timer has left the queue: their expiries are posted.
     bool WaitQueueEmpty() {
         auto end = std::chrono::steady_clock::now() + kPatience;
-        while (!proactor_->timer_queue()->is_empty()) {
-            if (std::chrono::steady_clock::now() > end)
-                return false;
+        while (!proactor_->timer_queue()->is_empty() && std::chrono::steady_clock::now() < end)
             std::this_thread::sleep_for(1ms);
-        }
-        return true;
+        return proactor_->timer_queue()->is_empty();
     }
     // Returns once the proactor has dispatched every expiry due within ms.
     void Flush(long ms = 0) {

@@ -26,9 +26,6 @@ class RecordingHandler : public OXObjectHandler {
     void NewClassDefinition(const OXClassDefinition& d) override {
         calls.push_back("class " + d.GetClassName());
     }
-    void NewEnumDefinition(const OXEnumDefinition& d) override {
-        calls.push_back("enum " + d.GetClassName());
-    }
     void NewObject(const OXObject& o) override { calls.push_back("new " + Describe(o)); }
     void UpdatedObject(const OXObject& o) override { calls.push_back("upd " + Describe(o)); }
     void DeletedObject(const OXObject& o) override { calls.push_back("del " + Describe(o)); }
@@ -139,10 +136,7 @@ TEST_F(StoreTest, DefinitionsObjectsUpdatesAndDeletionsWithTheirAnnouncements) {
         Calls calls;
         std::string motor;
     } steps[] = {
-        {"class Motor : Object { string Name; number Speed : \"rpm\" * 1 / 10; };",
-         "ok",
-         {"class Motor"},
-         ""},
+        {"class Motor : Object { string Name; number Speed; };", "ok", {"class Motor"}, ""},
         // The table keeps the first definition.
         {"class Motor { };", "Semantic Error: ER_DUPLICATED_CLASS_NAME", {}, ""},
         {"new Motor(5, \"M1\", 1234);", "ok", {"new Motor 5"}, "Id=5 Name=M1 Speed=1234"},
@@ -179,8 +173,7 @@ TEST_F(StoreTest, ClassChainLookupsAndPositionalUpdate) {
     EXPECT_EQ(child->GetAttribute("X"), base->GetAttribute("X"));
     EXPECT_EQ(child->LookupAttribute("X"), base->GetAttribute("X"));
     EXPECT_EQ(child->LookupAttribute("Id"), base->GetBase()->GetAttribute("Id"));
-    // The hidden X still counts and is visited.
-    EXPECT_EQ(child->GetAttributeCount(), 6);
+    // The hidden X is still visited.
     EXPECT_EQ(Attributes(5), "Id=5 X=-1 P=-2 X=-3 C=-4 Y=-5");
 
     // Each level tells its observers when its part is written; a wrong kind
@@ -189,9 +182,7 @@ TEST_F(StoreTest, ClassChainLookupsAndPositionalUpdate) {
     child->Attach(&onChild);
     base->Attach(&onBase);
     struct Step {
-        const char* text;
-        const char* result;
-        const char* values;
+        const char *text, *result, *values;
         int childUpdates, baseUpdates;
     } steps[] = {
         {"upd 5 (1, 2, 3, 4);", "ok", "Id=5 X=1 P=2 X=3 C=-4 Y=4", 1, 1},
@@ -314,14 +305,13 @@ TEST_F(StoreTest, UnitsAndAccessRightsGivenBySymbols) {
     });
     OXAttribute* value = Object(1)->GetAttribute("Value");
     ASSERT_NE(value, nullptr);
-    EXPECT_EQ(value->GetUnitStr(), "bar");
-    EXPECT_EQ(value->GetUnitMul(), 3);
-    EXPECT_EQ(value->GetUnitDiv(), 100);
-    EXPECT_EQ(value->GetAccessRight(), 2);
+    EXPECT_EQ(value->GetUnitStr() + " " + std::to_string(value->GetUnitMul()) + "/" +
+                  std::to_string(value->GetUnitDiv()),
+              "bar 3/100");
     EXPECT_DOUBLE_EQ(Object(1)->GetNumber("Value"), 7.5);
     // Without a right written, AR_USER; with a symbol of the enum, its value.
-    EXPECT_EQ(Object(1)->GetAttribute("Plain")->GetAccessRight(), 0);
-    EXPECT_EQ(Object(1)->GetAttribute("Own")->GetAccessRight(), 1);
+    for (auto [name, right] : {std::pair{"Value", 2}, {"Plain", 0}, {"Own", 1}})
+        EXPECT_EQ(Object(1)->GetAttribute(name)->GetAccessRight(), right) << name;
 
     // Decimals follow the divisor; a zero divisor from the controller does
     // not divide.
@@ -379,7 +369,6 @@ TEST_F(StoreTest, ReadersGiveTheirKindAndNeutralValuesOtherwise) {
                                                          {"Items", "l"}, {"Target", "r"}};
     for (const auto& k : kinds)
         EXPECT_EQ(found(k.first), k.second) << k.first;
-    EXPECT_EQ(motor->GetAttrValue("Nope"), nullptr);
 }
 
 TEST_F(StoreTest, ResultsExceptionsAndExecutions) {
@@ -401,10 +390,8 @@ TEST_F(StoreTest, ResultsExceptionsAndExecutions) {
     for (long id : {7, 8, 9})
         executions.Add(id, *static_cast<const OXNewCommand*>(trees.GetCommand())->GetClassDecl());
     trees.DropCommand();
-    EXPECT_EQ(executions.GetCount(), 3u);
     struct Step {
-        const char* text;
-        const char* result;
+        const char *text, *result;
         Calls calls;
     } steps[] = {
         {"res 7 : \"abc\";", "ok", {"res 7 string abc"}},
@@ -414,9 +401,8 @@ TEST_F(StoreTest, ResultsExceptionsAndExecutions) {
         // An exception ends the registration as well.
         {"exc 8 : (3, \"broken\");", "ok", {"exc 8 Exception broken"}},
         {"res 8 : 4;", "ok", {"res 8 number 4"}},
-        // A result or exception that names an object of the table leaves it there.
+        // A reply that names an object of the table leaves it there.
         {"res 10 : @5;", "ok", {"res 10 Motor "}},
-        {"exc 10 : @5;", "ok", {"exc 10 Motor "}},
         {"upd 5 (2);", "ok", {"upd Motor 5"}},
         {"exe 1 $ 5.1();", "Semantic Error: ER_INVALID_FUNCTION_ID", {}},
         {"exe 1 $ 6.1();", "Semantic Error: ER_INVALID_OBJECT_ID", {}},
@@ -425,7 +411,6 @@ TEST_F(StoreTest, ResultsExceptionsAndExecutions) {
         EXPECT_EQ(Run(s.text), s.result) << s.text;
         EXPECT_EQ(handler.Take(), s.calls) << s.text;
     }
-    EXPECT_DOUBLE_EQ(Object(5)->GetNumber("Speed"), 2);
     EXPECT_EQ(Count(), 1);
     EXPECT_EQ(executions.GetCount(), 1u);
     // Reset drops the registrations; without the controller's Exception

@@ -95,20 +95,16 @@ class ObjectMsgTest : public ::testing::Test {
         return *object;
     }
 
-    // The event of an object for the context, or "-" when none is sent.
-    std::string Event(long id) {
+    // What a writer sends of an object for the context, or "-" when nothing.
+    template <typename Writer>
+    std::string Text(Writer write, long id) {
         std::ostringstream out;
-        bool sent = OxObjectEvent_ToXml(out, context, Object(id));
+        bool sent = write(out, context, Object(id));
         EXPECT_EQ(sent, !out.str().empty()) << id;
         return sent ? out.str() : "-";
     }
-
-    std::string TypeInfo(long id) {
-        std::ostringstream out;
-        bool sent = OxTypeInfo_ToXml(out, context, Object(id));
-        EXPECT_EQ(sent, !out.str().empty()) << id;
-        return sent ? out.str() : "-";
-    }
+    std::string Event(long id) { return Text(OxObjectEvent_ToXml, id); }
+    std::string TypeInfo(long id) { return Text(OxTypeInfo_ToXml, id); }
 
     OXCommandParser parser;
     OxMsgContext context;
@@ -135,8 +131,10 @@ TEST_F(ObjectMsgTest, Fragments) {
 // ---------------------------------------------------------------- events and type information
 
 TEST_F(ObjectMsgTest, EventAndTypeInfoOfEachClassAsTheGoldenFileHolds) {
-    OxTextMap language{
-        {"p30", "Pressure"}, {"d3", "Running %s"}, {"d12", "Time for %s"}, {"e98-6", "Dtr+Out1"}};
+    // Of an enum, only the values marked NT are named from the language.
+    OxTextMap language{{"p30", "Pressure"},           {"d3", "Running %s"},
+                       {"d12", "Time for %s"},        {"e98-6", "Dtr+Out1"},
+                       {"tagMode-2", "Service mode"}, {"tagMode-1", "not this"}};
     context.language = &language;
     std::ifstream golden(std::string(OXGW_SOURCE_DIR) + "/tests/OxSession/golden/objectmsg.txt");
     ASSERT_TRUE(golden.good());
@@ -175,34 +173,29 @@ TEST_F(ObjectMsgTest, OutputEventOfAMotor) {
 }
 
 TEST_F(ObjectMsgTest, VisitsNewAndDeletedObjects) {
-    const std::string group =
-        "<Message><GroupEvent enabled=\"1\"><Object id=\"10\"/></Group></Message>";
     context.visit = true;
-    EXPECT_EQ(Event(10), "-");  // no group or media event in a visit
-    EXPECT_EQ(Event(60), "-");
+    EXPECT_EQ(Event(10), "-");  // no group event in a visit
     EXPECT_EQ(Event(51),
               "<Message><OutputEvent value=\"true\"><Object id=\"51\"/></OutputEvent>"
               "</Message>");
-    std::ostringstream out;
-    EXPECT_TRUE(OxNewObjectEvent_ToXml(out, context, Object(10)));  // never a visit
-    EXPECT_EQ(out.str(), group);
-    out.str("");
-    EXPECT_TRUE(OxDeletedObjectEvent_ToXml(out, context, Object(30)));
-    EXPECT_EQ(out.str(), "<Message><Deleted><Object id=\"30\" type=\"4\"/></Deleted></Message>");
+    EXPECT_EQ(Text(OxNewObjectEvent_ToXml, 10),  // never a visit
+              "<Message><GroupEvent enabled=\"1\"><Object id=\"10\"/></Group></Message>");
+    EXPECT_EQ(Text(OxDeletedObjectEvent_ToXml, 30),
+              "<Message><Deleted><Object id=\"30\" type=\"4\"/></Deleted></Message>");
 
     context.lastLevel = 0;  // a logon visit: the client holds the guest's objects
     auto visit = [&](long id, bool typeInfo) {
-        std::ostringstream text;
-        bool sent = OxVisitedObject_ToXml(text, context, Object(id), typeInfo);
-        EXPECT_EQ(sent, !text.str().empty()) << id;
-        return text.str();
+        return Text(
+            [typeInfo](std::ostream& out, const OxMsgContext& c, const OXObject& o) {
+                return OxVisitedObject_ToXml(out, c, o, typeInfo);
+            },
+            id);
     };
-    EXPECT_EQ(visit(10, true), "");  // a guest's group: held already
+    EXPECT_EQ(visit(10, true), "-");  // a guest's group: held already
     EXPECT_EQ(visit(30, false),
               "<Message><NumParameterEvent value=\"1.50\" enabled=\"1\">"
               "<Object id=\"30\" type=\"4\"/></NumParameterEvent></Message>");
-    EXPECT_EQ(visit(30, true).substr(0, 27), "<Message><NumParameterType ");
-    EXPECT_EQ(visit(500, true), "");
+    EXPECT_EQ(visit(500, true), "-");
     EXPECT_EQ(visit(500, false).find("<Message><AlarmEvent event=\"Active\" type=\"3\""), 0u);
 }
 
@@ -230,28 +223,18 @@ TEST_F(ObjectMsgTest, ReadRuleForUpdatesAndVisits) {
     }
 }
 
-TEST_F(ObjectMsgTest, EnumValueTextsMarkedNTComeFromTheLanguage) {
-    OxTextMap language{{"tagMode-2", "Service mode"}, {"tagMode-1", "not this"}};
-    context.language = &language;
-    std::string text = TypeInfo(31);
-    EXPECT_NE(text.find("<Value id=\"1\" text=\"Manual\"/><Value id=\"2\" text=\"Service mode\"/>"),
-              std::string::npos)
-        << text;
-    // Without the class table the values are not known.
+// Without the class table the values of an enum are not known.
+TEST_F(ObjectMsgTest, EnumValuesNeedTheClassTable) {
     context.classes = nullptr;
-    text = TypeInfo(31);
+    std::string text = TypeInfo(31);
     EXPECT_NE(text.find("<EnumDefinition></EnumDefinition>"), std::string::npos) << text;
 }
 
 TEST_F(ObjectMsgTest, TypeRequestAnswersParametersOnly) {
-    for (long id : {10L, 50L, 20L, 500L}) {
-        std::ostringstream out;
-        EXPECT_FALSE(OxParameterTypeInfo_ToXml(out, context, Object(id))) << id;
-        EXPECT_EQ(out.str(), "") << id;
-    }
-    std::ostringstream out;
-    EXPECT_TRUE(OxParameterTypeInfo_ToXml(out, context, Object(30)));
-    EXPECT_EQ(out.str().substr(0, 27), "<Message><NumParameterType ");
+    for (long id : {10L, 50L, 20L, 500L, 30L})
+        EXPECT_EQ(Text(OxParameterTypeInfo_ToXml, id).substr(0, 27),
+                  id == 30 ? "<Message><NumParameterType " : "-")
+            << id;
 }
 
 // ---------------------------------------------------------------- historic alarms
@@ -275,7 +258,6 @@ TEST(HistoricAlarmEventTest, DescriptionFromAlarmTextOwnerAndSection) {
         {bare + "<ReplyList>",
          bare.substr(0, bare.size() - 1) + " description=\"Door %o open in %s\"><ReplyList>"},
         {"<Message><HistoricServerState state=\"Started\"></HistoricServerState></Message>", ""},
-        {"<Message><HistoricAlarmEvent event=\"Active\" priority=\"1\">", ""},
         {"<Message><HistoricAlarmEvent type=\"x\">", ""},
         {"<Message><HistoricAlarmEvent type=\"3\"", ""},
         {"", ""},
@@ -318,7 +300,6 @@ TEST(ObjectMsgOddTest, MissingAttributesAreHarmless) {
     EXPECT_FALSE(OxObjectEvent_ToXml(out, context, *sensor));
     EXPECT_FALSE(OxTypeInfo_ToXml(out, context, *sensor));
     // No WriteAccess: no type information, and no half-written message.
-    EXPECT_FALSE(OxTypeInfo_ToXml(out, context, *parameter));
     EXPECT_FALSE(OxParameterTypeInfo_ToXml(out, context, *parameter));
     EXPECT_EQ(out.str(), "");
     // A text where a number is wanted reads as 0; a level given as a number

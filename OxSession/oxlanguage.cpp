@@ -72,10 +72,9 @@ void ParseUcs(const std::string& bytes, char separator, TextPairs& out) {
                           static_cast<unsigned long>(static_cast<unsigned char>(bytes[2 * i + 1]))
                               << 8;
         if (c >= 0xD800 && c <= 0xDBFF && i + 1 < n) {
-            unsigned long low = static_cast<unsigned char>(bytes[2 * i + 2]) |
-                                static_cast<unsigned long>(
-                                    static_cast<unsigned char>(bytes[2 * i + 3]))
-                                    << 8;
+            unsigned long low =
+                static_cast<unsigned char>(bytes[2 * i + 2]) |
+                static_cast<unsigned long>(static_cast<unsigned char>(bytes[2 * i + 3])) << 8;
             if (low >= 0xDC00 && low <= 0xDFFF) {
                 c = 0x10000 + ((c - 0xD800) << 10) + (low - 0xDC00);
                 ++i;
@@ -277,9 +276,8 @@ void OxLanguageMap::PerformTextMapping(const std::string& language, OxTextMap* m
     TextPairs pairs;
     bool exhausted = false;
     for (int n = 0; !exhausted; ++n) {
-        std::string path =
-            OxConfiguration::Instance()->MakeAbsPath("/etc/textmap/" + language + "." +
-                                                     std::to_string(n) + ".ucs");
+        std::string path = OxConfiguration::Instance()->MakeAbsPath(
+            "/etc/textmap/" + language + "." + std::to_string(n) + ".ucs");
         TextPairs filePairs;
         long inCnt = 0;
         bool tooLong = false;

@@ -128,13 +128,27 @@ int OxGWaySession::open(void* owner) {
     return receiver.open();
 }
 
-int OxGWaySession::close(u_long flags) {
+int OxGWaySession::close(u_long) {
     TestPrintF(1, "GWay(%d): Client Closing Connection\n", sessionId);
-    return ACE_Svc_Handler<ACE_SOCK_Stream, ACE_NULL_SYNCH>::close(flags);
+    destroy();
+    return 0;
 }
 
-int OxGWaySession::handle_close(ACE_HANDLE handle, ACE_Reactor_Mask mask) {
-    return ACE_Svc_Handler<ACE_SOCK_Stream, ACE_NULL_SYNCH>::handle_close(handle, mask);
+int OxGWaySession::handle_close(ACE_HANDLE, ACE_Reactor_Mask) {
+    // The close may come from deep inside this session's own input (a reply
+    // that overflows the writer's queue), with the receiver still working
+    // through its buffer: the object must outlive that dispatch.
+    if (closeTimerId == -1)
+        closeTimerId = reactor()->schedule_timer(this, nullptr, ACE_Time_Value::zero);
+    if (closeTimerId == -1)
+        destroy();
+    return 0;
+}
+
+int OxGWaySession::handle_timeout(const ACE_Time_Value&, const void*) {
+    closeTimerId = -1;
+    destroy();
+    return 0;
 }
 
 void OxGWaySession::destroy() {

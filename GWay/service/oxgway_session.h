@@ -52,7 +52,10 @@ class OxGWaySession : public OxSession,
     void VisitedObject(const OXObject&, bool) override {}
     int open(void* acceptor) override;
     int close(u_long flags) override;
+    // The socket failed or the host closed it: the session goes once the
+    // reactor has finished the dispatch that found it.
     int handle_close(ACE_HANDLE handle, ACE_Reactor_Mask mask) override;
+    int handle_timeout(const ACE_Time_Value& now, const void* act) override;
     void destroy() override;
     void Update(OXObject* object) override;
 
@@ -103,6 +106,8 @@ class OxGWaySession : public OxSession,
     std::map<long, OXObject*> runningTasks;
     std::string serverIp;
     bool serverIpKnown = false;
+    // The timer that destroys the session after its close; -1 if none.
+    long closeTimerId = -1;
 };
 
 // The version of a gateway table file: the token behind "#Version "; empty

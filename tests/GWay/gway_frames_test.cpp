@@ -1,0 +1,199 @@
+// Frames, acks, joining and splitting of the gateway protocol, with the test
+// as the host on a real socket pair.
+#include "gway_fixture.h"
+
+#include "gatewayprocess.h"
+
+using GWay::MakeGWayCommand;
+using GWay::MakeGWayFrame;
+
+namespace {
+std::string Spoil(std::string frame, size_t fromEnd) {
+    frame[frame.size() - fromEnd] ^= 0x01;
+    return frame;
+}
+std::vector<std::string> Bytes(const std::string& s) {
+    std::vector<std::string> out;
+    for (char c : s)
+        out.emplace_back(1, c);
+    return out;
+}
+}  // namespace
+
+TEST_F(GWayFramesTest, ReceiverCutsAcksAndResynchronises) {
+    struct Case {
+        const char* name;
+        std::vector<std::string> writes;  // the server stays silent until the last
+        unsigned long acks;
+        std::vector<std::pair<int, std::string>> commands;
+        const char* logLine;
+    };
+    const std::string big(1014, 'd');
+    const Case cases[] = {
+        {"one byte at a time", Bytes(MakeGWayCommand(0x3001, "ab")), 1, {{0x3001, "ab"}}, nullptr},
+        {"two frames in one read",
+         {MakeGWayCommand(0x3001, "a") + MakeGWayCommand(0x3002, "bc")},
+         2,
+         {{0x3001, "a"}, {0x3002, "bc"}},
+         nullptr},
+        {"host ack and garbage between frames",
+         {"\x06" + MakeGWayCommand(0x3001, "") + "xyz" + MakeGWayCommand(0x3002, "")},
+         2,
+         {{0x3001, ""}, {0x3002, ""}},
+         nullptr},
+        {"bad checksum drops to the next zero, then the next DLE",
+         {Spoil(MakeGWayCommand(0x3001, "xy"), 3) + MakeGWayCommand(0x3002, "")},
+         1,
+         {{0x3002, ""}},
+         "GWay(7): Error: Checksum error in received command\n"},
+        {"bad tail",
+         {Spoil(MakeGWayCommand(0x3001, "xy"), 2) + MakeGWayCommand(0x3002, "")},
+         1,
+         {{0x3002, ""}},
+         "GWay(7): Error: Unexpected message tail received\n"},
+        {"largest payload 1017", {MakeGWayCommand(0x3003, big)}, 1, {{0x3003, big}}, nullptr},
+        {"payloads of 0, 1 and 2 bytes",
+         {MakeGWayFrame("") + MakeGWayFrame(std::string(1, '\0')) + MakeGWayFrame("\x01\x30")},
+         3,
+         {},
+         "GWay(7): Warn: No GWay Command in Data\n"},
+    };
+    recorder_.answer = false;
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.name);
+        recorder_.commands.clear();
+        std::string back;
+        for (size_t i = 0; i < c.writes.size(); ++i) {
+            back = Exchange(c.writes[i]);
+            if (i + 1 < c.writes.size()) {
+                ASSERT_EQ("", back);
+            }
+        }
+        EXPECT_EQ(std::string(c.acks, '\x06'), back);
+        EXPECT_EQ(c.commands, recorder_.commands);
+        if (c.logLine != nullptr) {
+            EXPECT_NE(std::string::npos, Log().find(c.logLine));
+        }
+    }
+    EXPECT_EQ(0, owner_.closes);
+}
+
+TEST_F(GWayFramesTest, PayloadThatCannotFitClosesAsByHost) {
+    std::string frame("\x10\x02\x03\xFA", 4);
+    frame += std::string(1030, 'z');
+    Exchange(frame);
+    EXPECT_EQ(1, owner_.closes);
+    EXPECT_EQ(OxGWayReceiver::CLOSED_BY_HOST, rx_.GetClosedReason());
+    EXPECT_NE(std::string::npos, Log().find("GWay(7): Client Closing Connection\n"));
+}
+
+TEST_F(GWayFramesTest, JoinsFlaggedBlocksUpTo64KiB) {
+    for (unsigned total : {65536u, 65537u}) {
+        SCOPED_TRACE(total);
+        recorder_.commands.clear();
+        std::string data(total, 'j');
+        data[0] = 'J';
+        size_t at = 0;
+        unsigned long nexts = 0;
+        for (; total - at > GWay::MAX_PAYLOAD - 3; at += GWay::MAX_PAYLOAD - 3) {
+            auto frames = Frames(Exchange(MakeGWayCommand(0, data.substr(at, 1014), true)));
+            nexts += frames.size() == 1 && frames[0].code == GWay::GWAY_COMMAND_NEXT_BLOCK;
+        }
+        Exchange(MakeGWayCommand(0x3004, data.substr(at)));
+        EXPECT_EQ(at / 1014, nexts);
+        if (total == 65536) {
+            ASSERT_EQ(1u, recorder_.commands.size());
+            EXPECT_EQ(0x3004, recorder_.commands[0].first);
+            EXPECT_EQ(data, recorder_.commands[0].second);
+        } else {
+            EXPECT_TRUE(recorder_.commands.empty());
+            EXPECT_NE(std::string::npos, Log().find("GWay(7): Error: Buffer Overflow\n"));
+        }
+        EXPECT_EQ(0u, brx_.GetLength());
+    }
+}
+
+TEST_F(GWayFramesTest, RepliesAreSplitAndPulledBlockByBlock) {
+    struct Case {
+        unsigned length;
+        std::vector<size_t> frameSizes;  // first at once, the rest on 0x1010
+    };
+    for (const Case& c : {Case{1008, {1024}}, Case{1009, {1024, 17}}, Case{0, {16}}}) {
+        SCOPED_TRACE(c.length);
+        recorder_.replyData.assign(c.length, 'r');
+        std::string back = Exchange(MakeGWayCommand(0x3005, "q"));
+        for (size_t i = 0; i < c.frameSizes.size(); ++i) {
+            if (i > 0)
+                back = Exchange(MakeGWayCommand(GWay::GWAY_COMMAND_NEXT_BLOCK, ""));
+            ASSERT_EQ(c.frameSizes[i] + 1, back.size());
+            auto frames = Frames(back);
+            ASSERT_EQ(1u, frames.size());
+            EXPECT_TRUE(frames[0].isReply);
+            EXPECT_EQ(i + 1 < c.frameSizes.size(), frames[0].more);
+            EXPECT_EQ(i == 0 ? 0x3005 : 0x1010, frames[0].code);
+            EXPECT_EQ(2, frames[0].mstate);
+            EXPECT_EQ(c.frameSizes[i] - 16, frames[0].data.size());
+        }
+        EXPECT_EQ(0, btx_.GetLastCommand());
+    }
+    EXPECT_EQ("\x06", Exchange(MakeGWayCommand(GWay::GWAY_COMMAND_NEXT_BLOCK, "")));
+    EXPECT_NE(std::string::npos,
+              Log().find("GWay(7): Error: Unexpected GWAY_COMMAND_NEXT_BLOCK received\n"));
+}
+
+TEST_F(GWayFramesTest, RepeatedCommandDropsTheOldReplyOthersQueueBehind) {
+    recorder_.replyData.assign(3000, 'r');  // three blocks
+    auto first = Frames(Exchange(MakeGWayCommand(0x3005, "")));
+    ASSERT_EQ(1u, first.size());
+    EXPECT_EQ(0x3005, btx_.GetLastCommand());
+    EXPECT_EQ(2u, btx_.QueuedBlocks());
+    // Another command: its reply waits behind the blocks of the first.
+    EXPECT_EQ("\x06", Exchange(MakeGWayCommand(0x3006, "")));
+    EXPECT_EQ(5u, btx_.QueuedBlocks());
+    // The same command again: the old blocks go, the new reply starts at once.
+    auto again = Frames(Exchange(MakeGWayCommand(0x3005, "")));
+    ASSERT_EQ(1u, again.size());
+    EXPECT_EQ(0x3005, again[0].code);
+    EXPECT_TRUE(again[0].more);
+    EXPECT_EQ(2u, btx_.QueuedBlocks());
+    EXPECT_NE(std::string::npos, Log().find("GWay(7): Already transmitting;0x3005\n"));
+    for (bool more : {true, false}) {
+        auto next = Frames(Exchange(MakeGWayCommand(GWay::GWAY_COMMAND_NEXT_BLOCK, "")));
+        ASSERT_EQ(1u, next.size());
+        EXPECT_EQ(more, next[0].more);
+        EXPECT_EQ(0x1010, next[0].code);
+    }
+    EXPECT_EQ(0, btx_.GetLastCommand());
+}
+
+TEST_F(GWayFramesTest, PoolExhaustionOnlyLoses) {
+    std::vector<char*> held;
+    while (char* b = tx_.GetMessageBuffer())
+        held.push_back(b);
+    EXPECT_EQ(GWay::POOL_BLOCKS, held.size());
+    EXPECT_EQ("", Exchange(MakeGWayCommand(0x3007, "z")));
+    EXPECT_EQ(1u, recorder_.commands.size());
+    std::string log = Log();
+    EXPECT_NE(std::string::npos, log.find("GWay(7): Error: Unable to send ack\n"));
+    EXPECT_NE(std::string::npos, log.find("GWay(7): Error: Unable to send reply; 0x3007\n"));
+    for (char* b : held)
+        tx_.ReleaseBuffer(b);
+    unsigned long acks = 0;
+    EXPECT_EQ(1u, Frames(Exchange(MakeGWayCommand(0x3007, "z")), &acks).size());
+    EXPECT_EQ(1u, acks);
+    EXPECT_EQ(0, owner_.closes);
+}
+
+TEST_F(GWayFramesTest, FullWriterQueueClosesAndResetEmptiesThePool) {
+    for (int i = 0; i < 99; ++i)
+        btx_.SendCommand(GWay::GWAY_COMMAND_CANCEL_CONNECTION);
+    EXPECT_EQ(0, owner_.closes);
+    btx_.SendCommand(GWay::GWAY_COMMAND_CANCEL_CONNECTION);
+    EXPECT_EQ(1, owner_.closes);
+    tx_.Reset();
+    std::string log = Log();
+    EXPECT_NE(std::string::npos,
+              log.find("GWay(7): Connection slow, restart connection ListMax=100!\n"));
+    EXPECT_NE(std::string::npos, log.find("GWay(7): OxGWayTransmitter::Reset;100;0\n"));
+    EXPECT_EQ(0u, tx_.BuffersInUse());
+}

@@ -24,6 +24,7 @@
 #include <unistd.h>
 
 #include <chrono>
+#include <memory>
 #include <string>
 #include <utility>
 #include <vector>
@@ -50,27 +51,41 @@ struct GWayRecorder : OxGWayCommandSink, OxGWayMStateSource {
     int GetMState() override { return 2; }
 };
 
-class GWayFramesTest : public ::testing::Test {
-  protected:
-    GWayFramesTest() {
-        int sv[2];
-        EXPECT_EQ(0, socketpair(AF_UNIX, SOCK_STREAM, 0, sv));
-        stream_.set_handle(sv[0]);
-        stream_.enable(ACE_NONBLOCK);
-        host_ = sv[1];
-        fcntl(host_, F_SETFL, O_NONBLOCK);
-        recorder_.replies = &btx_;
-        tx_.SetSocketId(7, "GWay");
-        tx_.SetBufferMax(100);
-        rx_.SetSessionId(7);
-        brx_.SetSessionId(7);
-        btx_.SetSessionId(7);
+// The layers of one session on a connected socket, set up as the session
+// sets them up.
+struct GWayLayers {
+    GWayLayers(ACE_Reactor& reactor, ACE_HANDLE handle) : owner(&reactor) {
+        stream.set_handle(handle);
+        stream.enable(ACE_NONBLOCK);
+        recorder.replies = &btx;
+        tx.SetSocketId(7, "GWay");
+        tx.SetBufferMax(100);
+        rx.SetSessionId(7);
+        brx.SetSessionId(7);
+        btx.SetSessionId(7);
     }
+    ~GWayLayers() {
+        owner.reactor()->remove_handler(
+            &rx, ACE_Event_Handler::ALL_EVENTS_MASK | ACE_Event_Handler::DONT_CALL);
+        stream.close();
+    }
+
+    GWayOwner owner;
+    ACE_SOCK_Stream stream;
+    GWayRecorder recorder;
+    OxGWayTransmitter tx{stream, owner, *owner.reactor()};
+    OxGWayBlockTransmitter btx{recorder, tx};
+    OxGWayBlockReceiver brx{recorder, btx};
+    OxGWayReceiver rx{owner, stream, brx, tx};
+};
+
+// Debug print into the log file of a sandbox, for the tests to read.
+class GWayLogTest : public ::testing::Test {
+  protected:
     void SetUp() override {
         OxConfiguration::Instance()->SetAppPath(box_.Root());
         TestPrintSetMask(0, 0x6015);
         TestPrintTask::Instance();
-        ASSERT_EQ(0, rx_.open());
     }
     void TearDown() override {
         TestPrintTask::Instance()->end_event_loop();
@@ -78,13 +93,31 @@ class GWayFramesTest : public ::testing::Test {
         delete TestPrintTask::Instance();
         OxConfiguration::Instance()->SetAppPath(ProcessSandboxRoot());
     }
-    ~GWayFramesTest() override {
-        reactor_.remove_handler(&rx_,
-                                ACE_Event_Handler::ALL_EVENTS_MASK | ACE_Event_Handler::DONT_CALL);
-        stream_.close();
-        close(host_);
+    std::string Log() {
+        TestPrintTask::Drain(500);
+        return box_.ReadFile("/var/log/debug/oxgw.log");
     }
+    Sandbox box_;
+    ACE_Reactor reactor_;
+};
 
+// The test as the host on the other end of a socket pair.
+class GWayFramesTest : public GWayLogTest {
+  protected:
+    void SetUp() override {
+        GWayLogTest::SetUp();
+        int sv[2];
+        ASSERT_EQ(0, socketpair(AF_UNIX, SOCK_STREAM, 0, sv));
+        host_ = sv[1];
+        fcntl(host_, F_SETFL, O_NONBLOCK);
+        gw_ = std::make_unique<GWayLayers>(reactor_, sv[0]);
+        ASSERT_EQ(0, gw_->rx.open());
+    }
+    void TearDown() override {
+        gw_.reset();
+        close(host_);
+        GWayLogTest::TearDown();
+    }
     // Everything the server writes, up to two quiet reactor turns after the
     // first bytes, or 30 ms when nothing comes.
     std::string Read() {
@@ -121,19 +154,6 @@ class GWayFramesTest : public ::testing::Test {
             *acks = parser.Acks();
         return out;
     }
-    std::string Log() {
-        TestPrintTask::Drain(500);
-        return box_.ReadFile("/var/log/debug/oxgw.log");
-    }
-
-    Sandbox box_;
-    ACE_Reactor reactor_;
-    GWayOwner owner_{&reactor_};
-    ACE_SOCK_Stream stream_;
     int host_ = -1;
-    GWayRecorder recorder_;
-    OxGWayTransmitter tx_{stream_, owner_, reactor_};
-    OxGWayBlockTransmitter btx_{recorder_, tx_};
-    OxGWayBlockReceiver brx_{recorder_, btx_};
-    OxGWayReceiver rx_{owner_, stream_, brx_, tx_};
+    std::unique_ptr<GWayLayers> gw_;
 };

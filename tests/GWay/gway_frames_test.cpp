@@ -58,10 +58,10 @@ TEST_F(GWayFramesTest, ReceiverCutsAcksAndResynchronises) {
          {},
          "GWay(7): Warn: No GWay Command in Data\n"},
     };
-    recorder_.answer = false;
+    gw_->recorder.answer = false;
     for (const Case& c : cases) {
         SCOPED_TRACE(c.name);
-        recorder_.commands.clear();
+        gw_->recorder.commands.clear();
         std::string back;
         for (size_t i = 0; i < c.writes.size(); ++i) {
             back = Exchange(c.writes[i]);
@@ -70,27 +70,27 @@ TEST_F(GWayFramesTest, ReceiverCutsAcksAndResynchronises) {
             }
         }
         EXPECT_EQ(std::string(c.acks, '\x06'), back);
-        EXPECT_EQ(c.commands, recorder_.commands);
+        EXPECT_EQ(c.commands, gw_->recorder.commands);
         if (c.logLine != nullptr) {
             EXPECT_NE(std::string::npos, Log().find(c.logLine));
         }
     }
-    EXPECT_EQ(0, owner_.closes);
+    EXPECT_EQ(0, gw_->owner.closes);
 }
 
 TEST_F(GWayFramesTest, PayloadThatCannotFitClosesAsByHost) {
     std::string frame("\x10\x02\x03\xFA", 4);
     frame += std::string(1030, 'z');
     Exchange(frame);
-    EXPECT_EQ(1, owner_.closes);
-    EXPECT_EQ(OxGWayReceiver::CLOSED_BY_HOST, rx_.GetClosedReason());
+    EXPECT_EQ(1, gw_->owner.closes);
+    EXPECT_EQ(OxGWayReceiver::CLOSED_BY_HOST, gw_->rx.GetClosedReason());
     EXPECT_NE(std::string::npos, Log().find("GWay(7): Client Closing Connection\n"));
 }
 
 TEST_F(GWayFramesTest, JoinsFlaggedBlocksUpTo64KiB) {
     for (unsigned total : {65536u, 65537u}) {
         SCOPED_TRACE(total);
-        recorder_.commands.clear();
+        gw_->recorder.commands.clear();
         std::string data(total, 'j');
         data[0] = 'J';
         size_t at = 0;
@@ -102,14 +102,14 @@ TEST_F(GWayFramesTest, JoinsFlaggedBlocksUpTo64KiB) {
         Exchange(MakeGWayCommand(0x3004, data.substr(at)));
         EXPECT_EQ(at / 1014, nexts);
         if (total == 65536) {
-            ASSERT_EQ(1u, recorder_.commands.size());
-            EXPECT_EQ(0x3004, recorder_.commands[0].first);
-            EXPECT_EQ(data, recorder_.commands[0].second);
+            ASSERT_EQ(1u, gw_->recorder.commands.size());
+            EXPECT_EQ(0x3004, gw_->recorder.commands[0].first);
+            EXPECT_EQ(data, gw_->recorder.commands[0].second);
         } else {
-            EXPECT_TRUE(recorder_.commands.empty());
+            EXPECT_TRUE(gw_->recorder.commands.empty());
             EXPECT_NE(std::string::npos, Log().find("GWay(7): Error: Buffer Overflow\n"));
         }
-        EXPECT_EQ(0u, brx_.GetLength());
+        EXPECT_EQ(0u, gw_->brx.GetLength());
     }
 }
 
@@ -120,7 +120,7 @@ TEST_F(GWayFramesTest, RepliesAreSplitAndPulledBlockByBlock) {
     };
     for (const Case& c : {Case{1008, {1024}}, Case{1009, {1024, 17}}, Case{0, {16}}}) {
         SCOPED_TRACE(c.length);
-        recorder_.replyData.assign(c.length, 'r');
+        gw_->recorder.replyData.assign(c.length, 'r');
         std::string back = Exchange(MakeGWayCommand(0x3005, "q"));
         for (size_t i = 0; i < c.frameSizes.size(); ++i) {
             if (i > 0)
@@ -134,7 +134,7 @@ TEST_F(GWayFramesTest, RepliesAreSplitAndPulledBlockByBlock) {
             EXPECT_EQ(2, frames[0].mstate);
             EXPECT_EQ(c.frameSizes[i] - 16, frames[0].data.size());
         }
-        EXPECT_EQ(0, btx_.GetLastCommand());
+        EXPECT_EQ(0, gw_->btx.GetLastCommand());
     }
     EXPECT_EQ("\x06", Exchange(MakeGWayCommand(GWay::GWAY_COMMAND_NEXT_BLOCK, "")));
     EXPECT_NE(std::string::npos,
@@ -142,20 +142,20 @@ TEST_F(GWayFramesTest, RepliesAreSplitAndPulledBlockByBlock) {
 }
 
 TEST_F(GWayFramesTest, RepeatedCommandDropsTheOldReplyOthersQueueBehind) {
-    recorder_.replyData.assign(3000, 'r');  // three blocks
+    gw_->recorder.replyData.assign(3000, 'r');  // three blocks
     auto first = Frames(Exchange(MakeGWayCommand(0x3005, "")));
     ASSERT_EQ(1u, first.size());
-    EXPECT_EQ(0x3005, btx_.GetLastCommand());
-    EXPECT_EQ(2u, btx_.QueuedBlocks());
+    EXPECT_EQ(0x3005, gw_->btx.GetLastCommand());
+    EXPECT_EQ(2u, gw_->btx.QueuedBlocks());
     // Another command: its reply waits behind the blocks of the first.
     EXPECT_EQ("\x06", Exchange(MakeGWayCommand(0x3006, "")));
-    EXPECT_EQ(5u, btx_.QueuedBlocks());
+    EXPECT_EQ(5u, gw_->btx.QueuedBlocks());
     // The same command again: the old blocks go, the new reply starts at once.
     auto again = Frames(Exchange(MakeGWayCommand(0x3005, "")));
     ASSERT_EQ(1u, again.size());
     EXPECT_EQ(0x3005, again[0].code);
     EXPECT_TRUE(again[0].more);
-    EXPECT_EQ(2u, btx_.QueuedBlocks());
+    EXPECT_EQ(2u, gw_->btx.QueuedBlocks());
     EXPECT_NE(std::string::npos, Log().find("GWay(7): Already transmitting;0x3005\n"));
     for (bool more : {true, false}) {
         auto next = Frames(Exchange(MakeGWayCommand(GWay::GWAY_COMMAND_NEXT_BLOCK, "")));
@@ -163,37 +163,37 @@ TEST_F(GWayFramesTest, RepeatedCommandDropsTheOldReplyOthersQueueBehind) {
         EXPECT_EQ(more, next[0].more);
         EXPECT_EQ(0x1010, next[0].code);
     }
-    EXPECT_EQ(0, btx_.GetLastCommand());
+    EXPECT_EQ(0, gw_->btx.GetLastCommand());
 }
 
 TEST_F(GWayFramesTest, PoolExhaustionOnlyLoses) {
     std::vector<char*> held;
-    while (char* b = tx_.GetMessageBuffer())
+    while (char* b = gw_->tx.GetMessageBuffer())
         held.push_back(b);
     EXPECT_EQ(GWay::POOL_BLOCKS, held.size());
     EXPECT_EQ("", Exchange(MakeGWayCommand(0x3007, "z")));
-    EXPECT_EQ(1u, recorder_.commands.size());
+    EXPECT_EQ(1u, gw_->recorder.commands.size());
     std::string log = Log();
     EXPECT_NE(std::string::npos, log.find("GWay(7): Error: Unable to send ack\n"));
     EXPECT_NE(std::string::npos, log.find("GWay(7): Error: Unable to send reply; 0x3007\n"));
     for (char* b : held)
-        tx_.ReleaseBuffer(b);
+        gw_->tx.ReleaseBuffer(b);
     unsigned long acks = 0;
     EXPECT_EQ(1u, Frames(Exchange(MakeGWayCommand(0x3007, "z")), &acks).size());
     EXPECT_EQ(1u, acks);
-    EXPECT_EQ(0, owner_.closes);
+    EXPECT_EQ(0, gw_->owner.closes);
 }
 
 TEST_F(GWayFramesTest, FullWriterQueueClosesAndResetEmptiesThePool) {
     for (int i = 0; i < 99; ++i)
-        btx_.SendCommand(GWay::GWAY_COMMAND_CANCEL_CONNECTION);
-    EXPECT_EQ(0, owner_.closes);
-    btx_.SendCommand(GWay::GWAY_COMMAND_CANCEL_CONNECTION);
-    EXPECT_EQ(1, owner_.closes);
-    tx_.Reset();
+        gw_->btx.SendCommand(GWay::GWAY_COMMAND_CANCEL_CONNECTION);
+    EXPECT_EQ(0, gw_->owner.closes);
+    gw_->btx.SendCommand(GWay::GWAY_COMMAND_CANCEL_CONNECTION);
+    EXPECT_EQ(1, gw_->owner.closes);
+    gw_->tx.Reset();
     std::string log = Log();
     EXPECT_NE(std::string::npos,
               log.find("GWay(7): Connection slow, restart connection ListMax=100!\n"));
     EXPECT_NE(std::string::npos, log.find("GWay(7): OxGWayTransmitter::Reset;100;0\n"));
-    EXPECT_EQ(0u, tx_.BuffersInUse());
+    EXPECT_EQ(0u, gw_->tx.BuffersInUse());
 }

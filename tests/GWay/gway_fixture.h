@@ -1,8 +1,6 @@
-// The frame and block layer of one gateway session, wired as the session
-// wires it, on one end of a real socket pair with a real reactor pumped on
-// the test's thread. The test plays the host on the other end. The command
-// interpreter is a recorder that answers every command with the reply set
-// by the test.
+// The frame and block layers of one session on a real socket with a real
+// reactor pumped on the test's thread; the interpreter is a recorder that
+// answers every command with the reply data set by the test.
 #pragma once
 
 #include "gwayframe.h"
@@ -97,6 +95,7 @@ class GWayLogTest : public ::testing::Test {
         TestPrintTask::Drain(500);
         return box_.ReadFile("/var/log/debug/oxgw.log");
     }
+    bool Logged(const std::string& line) { return Log().find(line) != std::string::npos; }
     Sandbox box_;
     ACE_Reactor reactor_;
 };
@@ -140,8 +139,8 @@ class GWayFramesTest : public GWayLogTest {
         EXPECT_EQ(static_cast<ssize_t>(bytes.size()), write(host_, bytes.data(), bytes.size()));
         return Read();
     }
-    // The decoded frames of a server's output, ACKs counted apart.
-    std::vector<GWay::GWayMessage> Frames(const std::string& bytes, unsigned long* acks = nullptr) {
+    // The decoded frames of a server's output, without the ACKs.
+    std::vector<GWay::GWayMessage> Frames(const std::string& bytes) {
         GWay::GWayStreamParser parser;
         parser.Feed(bytes.data(), bytes.size());
         std::vector<GWay::GWayMessage> out;
@@ -150,8 +149,6 @@ class GWayFramesTest : public GWayLogTest {
             out.emplace_back();
             EXPECT_TRUE(GWay::DecodeGWayPayload(payload, out.back()));
         }
-        if (acks != nullptr)
-            *acks = parser.Acks();
         return out;
     }
     int host_ = -1;

@@ -2,8 +2,6 @@
 // as the host on a real socket pair.
 #include "gway_fixture.h"
 
-#include "gatewayprocess.h"
-
 using GWay::MakeGWayCommand;
 using GWay::MakeGWayFrame;
 
@@ -29,35 +27,26 @@ TEST_F(GWayFramesTest, ReceiverCutsAcksAndResynchronises) {
         const char* logLine;
     };
     const std::string big(1014, 'd');
+    const std::string c1 = MakeGWayCommand(0x3001, "xy"), c2 = MakeGWayCommand(0x3002, "");
+    // clang-format off
     const Case cases[] = {
-        {"one byte at a time", Bytes(MakeGWayCommand(0x3001, "ab")), 1, {{0x3001, "ab"}}, nullptr},
-        {"two frames in one read",
-         {MakeGWayCommand(0x3001, "a") + MakeGWayCommand(0x3002, "bc")},
-         2,
-         {{0x3001, "a"}, {0x3002, "bc"}},
-         nullptr},
-        {"host ack and garbage between frames",
-         {"\x06" + MakeGWayCommand(0x3001, "") + "xyz" + MakeGWayCommand(0x3002, "")},
-         2,
-         {{0x3001, ""}, {0x3002, ""}},
-         nullptr},
-        {"bad checksum drops to the next zero, then the next DLE",
-         {Spoil(MakeGWayCommand(0x3001, "xy"), 3) + MakeGWayCommand(0x3002, "")},
-         1,
-         {{0x3002, ""}},
-         "GWay(7): Error: Checksum error in received command\n"},
-        {"bad tail",
-         {Spoil(MakeGWayCommand(0x3001, "xy"), 2) + MakeGWayCommand(0x3002, "")},
-         1,
-         {{0x3002, ""}},
+        {"one byte at a time", Bytes(c1), 1, {{0x3001, "xy"}}, nullptr},
+        {"two frames in one read", {c1 + c2}, 2, {{0x3001, "xy"}, {0x3002, ""}}, nullptr},
+        {"host ack and garbage between frames", {"\x06" + c1 + "xyz" + c2}, 2,
+         {{0x3001, "xy"}, {0x3002, ""}}, nullptr},
+        {"bad checksum drops to the next zero, then the next DLE", {Spoil(c1, 3) + c2}, 1,
+         {{0x3002, ""}}, "GWay(7): Error: Checksum error in received command\n"},
+        {"bad tail", {Spoil(c1, 2) + c2}, 1, {{0x3002, ""}},
          "GWay(7): Error: Unexpected message tail received\n"},
         {"largest payload 1017", {MakeGWayCommand(0x3003, big)}, 1, {{0x3003, big}}, nullptr},
         {"payloads of 0, 1 and 2 bytes",
-         {MakeGWayFrame("") + MakeGWayFrame(std::string(1, '\0')) + MakeGWayFrame("\x01\x30")},
-         3,
-         {},
-         "GWay(7): Warn: No GWay Command in Data\n"},
+         {MakeGWayFrame("") + MakeGWayFrame(std::string(1, '\0')) + MakeGWayFrame("\x01\x30")}, 3,
+         {}, "GWay(7): Warn: No GWay Command in Data\n"},
+        // Last: a payload of 1018 fills the buffer, the next recv gets 0 bytes.
+        {"payload of 1018 never completes", {std::string("\x10\x02\x03\xFA") + std::string(1030, 'z')},
+         0, {}, "GWay(7): Client Closing Connection\n"},
     };
+    // clang-format on
     gw_->recorder.answer = false;
     for (const Case& c : cases) {
         SCOPED_TRACE(c.name);
@@ -65,26 +54,14 @@ TEST_F(GWayFramesTest, ReceiverCutsAcksAndResynchronises) {
         std::string back;
         for (size_t i = 0; i < c.writes.size(); ++i) {
             back = Exchange(c.writes[i]);
-            if (i + 1 < c.writes.size()) {
-                ASSERT_EQ("", back);
-            }
+            EXPECT_TRUE(i + 1 == c.writes.size() || back.empty());
         }
         EXPECT_EQ(std::string(c.acks, '\x06'), back);
         EXPECT_EQ(c.commands, gw_->recorder.commands);
-        if (c.logLine != nullptr) {
-            EXPECT_NE(std::string::npos, Log().find(c.logLine));
-        }
+        EXPECT_TRUE(c.logLine == nullptr || Logged(c.logLine));
+        EXPECT_EQ(c.acks == 0 && c.commands.empty(), gw_->owner.closes == 1);
     }
-    EXPECT_EQ(0, gw_->owner.closes);
-}
-
-TEST_F(GWayFramesTest, PayloadThatCannotFitClosesAsByHost) {
-    std::string frame("\x10\x02\x03\xFA", 4);
-    frame += std::string(1030, 'z');
-    Exchange(frame);
-    EXPECT_EQ(1, gw_->owner.closes);
     EXPECT_EQ(OxGWayReceiver::CLOSED_BY_HOST, gw_->rx.GetClosedReason());
-    EXPECT_NE(std::string::npos, Log().find("GWay(7): Client Closing Connection\n"));
 }
 
 TEST_F(GWayFramesTest, JoinsFlaggedBlocksUpTo64KiB) {
@@ -92,7 +69,6 @@ TEST_F(GWayFramesTest, JoinsFlaggedBlocksUpTo64KiB) {
         SCOPED_TRACE(total);
         gw_->recorder.commands.clear();
         std::string data(total, 'j');
-        data[0] = 'J';
         size_t at = 0;
         unsigned long nexts = 0;
         for (; total - at > GWay::MAX_PAYLOAD - 3; at += GWay::MAX_PAYLOAD - 3) {
@@ -107,7 +83,7 @@ TEST_F(GWayFramesTest, JoinsFlaggedBlocksUpTo64KiB) {
             EXPECT_EQ(data, gw_->recorder.commands[0].second);
         } else {
             EXPECT_TRUE(gw_->recorder.commands.empty());
-            EXPECT_NE(std::string::npos, Log().find("GWay(7): Error: Buffer Overflow\n"));
+            EXPECT_TRUE(Logged("GWay(7): Error: Buffer Overflow\n"));
         }
         EXPECT_EQ(0u, gw_->brx.GetLength());
     }
@@ -137,8 +113,7 @@ TEST_F(GWayFramesTest, RepliesAreSplitAndPulledBlockByBlock) {
         EXPECT_EQ(0, gw_->btx.GetLastCommand());
     }
     EXPECT_EQ("\x06", Exchange(MakeGWayCommand(GWay::GWAY_COMMAND_NEXT_BLOCK, "")));
-    EXPECT_NE(std::string::npos,
-              Log().find("GWay(7): Error: Unexpected GWAY_COMMAND_NEXT_BLOCK received\n"));
+    EXPECT_TRUE(Logged("GWay(7): Error: Unexpected GWAY_COMMAND_NEXT_BLOCK received\n"));
 }
 
 TEST_F(GWayFramesTest, RepeatedCommandDropsTheOldReplyOthersQueueBehind) {
@@ -156,7 +131,7 @@ TEST_F(GWayFramesTest, RepeatedCommandDropsTheOldReplyOthersQueueBehind) {
     EXPECT_EQ(0x3005, again[0].code);
     EXPECT_TRUE(again[0].more);
     EXPECT_EQ(2u, gw_->btx.QueuedBlocks());
-    EXPECT_NE(std::string::npos, Log().find("GWay(7): Already transmitting;0x3005\n"));
+    EXPECT_TRUE(Logged("GWay(7): Already transmitting;0x3005\n"));
     for (bool more : {true, false}) {
         auto next = Frames(Exchange(MakeGWayCommand(GWay::GWAY_COMMAND_NEXT_BLOCK, "")));
         ASSERT_EQ(1u, next.size());
@@ -173,14 +148,11 @@ TEST_F(GWayFramesTest, PoolExhaustionOnlyLoses) {
     EXPECT_EQ(GWay::POOL_BLOCKS, held.size());
     EXPECT_EQ("", Exchange(MakeGWayCommand(0x3007, "z")));
     EXPECT_EQ(1u, gw_->recorder.commands.size());
-    std::string log = Log();
-    EXPECT_NE(std::string::npos, log.find("GWay(7): Error: Unable to send ack\n"));
-    EXPECT_NE(std::string::npos, log.find("GWay(7): Error: Unable to send reply; 0x3007\n"));
+    EXPECT_TRUE(Logged("GWay(7): Error: Unable to send ack\n"));
+    EXPECT_TRUE(Logged("GWay(7): Error: Unable to send reply; 0x3007\n"));
     for (char* b : held)
         gw_->tx.ReleaseBuffer(b);
-    unsigned long acks = 0;
-    EXPECT_EQ(1u, Frames(Exchange(MakeGWayCommand(0x3007, "z")), &acks).size());
-    EXPECT_EQ(1u, acks);
+    EXPECT_EQ(17u, Exchange(MakeGWayCommand(0x3007, "z")).size());  // ack and empty reply
     EXPECT_EQ(0, gw_->owner.closes);
 }
 
@@ -191,9 +163,7 @@ TEST_F(GWayFramesTest, FullWriterQueueClosesAndResetEmptiesThePool) {
     gw_->btx.SendCommand(GWay::GWAY_COMMAND_CANCEL_CONNECTION);
     EXPECT_EQ(1, gw_->owner.closes);
     gw_->tx.Reset();
-    std::string log = Log();
-    EXPECT_NE(std::string::npos,
-              log.find("GWay(7): Connection slow, restart connection ListMax=100!\n"));
-    EXPECT_NE(std::string::npos, log.find("GWay(7): OxGWayTransmitter::Reset;100;0\n"));
+    EXPECT_TRUE(Logged("GWay(7): Connection slow, restart connection ListMax=100!\n"));
+    EXPECT_TRUE(Logged("GWay(7): OxGWayTransmitter::Reset;100;0\n"));
     EXPECT_EQ(0u, gw_->tx.BuffersInUse());
 }

@@ -40,8 +40,6 @@ class GWayClientTest : public GWayLogTest {
                 gw_ = std::make_unique<GWayLayers>(reactor_, peer.get_handle());
                 EXPECT_EQ(0, gw_->rx.open());
                 gw_->recorder.replyData = replyData_;
-                if (notice_ != 0)
-                    gw_->btx.SendCommand(notice_);
             }
             ACE_Time_Value tv(0, 5000);
             reactor_.handle_events(tv);
@@ -53,30 +51,23 @@ class GWayClientTest : public GWayLogTest {
     ACE_INET_Addr addr_;
     std::unique_ptr<GWayLayers> gw_;
     std::string replyData_;
-    int notice_ = 0;
 };
 
-TEST_F(GWayClientTest, SendsLongCommandAndPullsLongReply) {
+TEST_F(GWayClientTest, SendsLongCommandPullsLongReplyThenWaitsForFrames) {
     std::string data(3000, 'c');
     box_.WriteFile("/command.bin", data);
     replyData_ = "Hello" + std::string(2495, '-');
-    auto client = Start({"-c", "0x3005", "-f", box_.Path("/command.bin")});
-    Serve(*client, "");
-    EXPECT_EQ(0, client->Wait(1000)) << client->Stderr();
-    ASSERT_NE(nullptr, gw_);
+    auto client = Start({"-c", "0x3005", "-f", box_.Path("/command.bin"), "-w"});
+    ASSERT_TRUE(Serve(*client, "length 2500\n")) << client->Stderr();
     ASSERT_EQ(1u, gw_->recorder.commands.size());
     EXPECT_EQ(0x3005, gw_->recorder.commands[0].first);
     EXPECT_EQ(data, gw_->recorder.commands[0].second);
+    gw_->btx.SendCommand(GWay::GWAY_COMMAND_CANCEL_CONNECTION);
+    EXPECT_TRUE(Serve(*client, "command 0x1018, 0 bytes\n"));
+    gw_.reset();
+    EXPECT_EQ(3, client->Wait(5000));
     std::string out = client->Stdout();
     EXPECT_NE(std::string::npos, out.find("reply 0x3005 xmode 0 mstate 2\nlength 2500\n"
                                           "0000  48 65 6c 6c 6f 2d"));
     EXPECT_NE(std::string::npos, out.find("text: Hello---"));
-}
-
-TEST_F(GWayClientTest, WaitPrintsServerCommandsUntilClosed) {
-    notice_ = GWay::GWAY_COMMAND_CANCEL_CONNECTION;
-    auto client = Start({"-w"});
-    EXPECT_TRUE(Serve(*client, "command 0x1018, 0 bytes\n"));
-    gw_.reset();
-    EXPECT_EQ(3, client->Wait(5000));
 }

@@ -1,7 +1,6 @@
-// Fuzz target: arbitrary host bytes through the receiver and block receiver
-// of one session on a socket pair, in reads of varying size. Each command is
-// answered with a reply whose length follows from its data, so that
-// splitting, pulling and the repeated-command drop run too.
+// Fuzz target: host bytes through receiver and block receiver on a socket
+// pair, in writes of a size set by the first byte. Replies vary in length
+// with the command, so that splitting and pulling run too.
 #include "oxgway_block_receiver.h"
 #include "oxgway_block_transmitter.h"
 #include "oxgway_receiver.h"
@@ -43,8 +42,6 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
         OxGWayBlockReceiver brx(host, btx);
         OxGWayReceiver rx(host, stream, brx, tx);
         host.replies = &btx;
-        // The first byte sets the size of the writes, so that frames are cut
-        // at different places.
         size_t step = size > 0 ? data[0] % 64 + 1 : 1;
         for (size_t at = 1; at < size && rx.GetClosedReason() == 0; at += step) {
             size_t n = size - at < step ? size - at : step;

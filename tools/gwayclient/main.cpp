@@ -104,7 +104,8 @@ int ParseOptions(int argc, char** argv, Options& o) {
             o.port = n;
         } else if (a == "-c" && ParseNumber(v, n) && n >= 0 && n <= 0xFFFF) {
             o.code = n;
-        } else if (a == "-t" && (o.timeout = std::atof(v)) > 0) {
+        } else if (a == "-t" && std::atof(v) > 0) {
+            o.timeout = std::atof(v);
         } else if ((a == "-d" || a == "-f") && !haveData) {
             haveData = true;
             if (a == "-d") {

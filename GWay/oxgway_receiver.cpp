@@ -17,6 +17,15 @@ OxGWayReceiver::OxGWayReceiver(ACE_Event_Handler& owner, ACE_SOCK_Stream& socket
       blockReceiver(blockReceiver),
       transmitter(transmitter) {}
 
+OxGWayReceiver::~OxGWayReceiver() {
+    // The reactor must not keep a pointer to a receiver that is gone; the
+    // registration on the socket is taken away only if it is this one's.
+    ACE_Event_Handler* registered = nullptr;
+    if (reactor() != nullptr && get_handle() != ACE_INVALID_HANDLE &&
+        reactor()->handler(get_handle(), READ_MASK, &registered) == 0 && registered == this)
+        reactor()->remove_handler(this, ALL_EVENTS_MASK | DONT_CALL);
+}
+
 int OxGWayReceiver::open() {
     if (reactor() == nullptr || reactor()->register_handler(this, READ_MASK) == -1) {
         TestPrintF(4, "GWay(%d): Error: Unable to register ACE_Event_Handler::READ_MASK\n",

@@ -17,6 +17,9 @@ class OxGWayReceiver : public ACE_Event_Handler {
 
     OxGWayReceiver(ACE_Event_Handler& owner, ACE_SOCK_Stream& socket,
                    OxGWayBlockReceiver& blockReceiver, OxGWayTransmitter& transmitter);
+    ~OxGWayReceiver() override;
+    OxGWayReceiver(const OxGWayReceiver&) = delete;
+    OxGWayReceiver& operator=(const OxGWayReceiver&) = delete;
 
     // Registers for input with the owner's reactor; -1 on failure.
     int open();

@@ -26,8 +26,9 @@ struct Gateway {
                                          "class SystemState : Object { tagSystemState Value; };"});
         world.push_back("new SystemState(130, 7, 1);");
         std::string why;
-        ready = ctl.HandOver(world, 15000, why) && WaitForLog(env, "COM 1: Connected", 15000) &&
-                WaitForLog(env, "GWay: Ready on socket port", 15000);
+        ready = ctl.HandOver(world, 15000, why) &&
+                gw->WaitForStdout(Shown("COM 1: Connected\n"), 15000) &&
+                gw->WaitForStdout(Shown("GWay: Ready on socket port"), 15000);
     }
     ~Gateway() {
         gw->Signal(SIGINT);
@@ -35,8 +36,9 @@ struct Gateway {
     }
     static GatewayOptions Options(int port) {
         GatewayOptions options;
-        options.stdoutMask = 4;  // errors only: the traffic trace would be measured
-        options.logFileMask = 4;
+        // Connections and errors only: the traffic trace would be measured.
+        options.stdoutMask = 5;
+        options.logFileMask = 5;
         options.gway = "<GWay port=\"" + std::to_string(port) + "\" enabled=\"true\"/>";
         return options;
     }

@@ -17,8 +17,11 @@
 
 #include <ace/Reactor.h>
 
+#include <cstdio>
+#include <cstring>
 #include <fstream>
 #include <sstream>
+#include <sys/param.h>
 
 namespace {
 constexpr int kPorts = 10;

@@ -11,10 +11,9 @@ TEST(GWayCfgVersion, TokenBehindTheVersionMarkOrEmpty) {
     Sandbox box;
     const std::pair<const char*, const char*> rows[] = {
         {"// map\r\n#Version 1.10\r\nstatic : Variable ; 1;\n", "1.10"},
-        {"#Version   2.3 beta\n", "2.3"},
         // The last byte is not part of the text.
+        {"#Version   2.3 beta\n", "2.3"},
         {"#Version 7", ""},
-        {"#Version 7\n", "7"},
         {"static : Variable ; 1;\n", ""},
         {"", ""},
     };

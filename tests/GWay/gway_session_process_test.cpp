@@ -1,6 +1,6 @@
 // Gateway sessions in the real server against a fake controller: what a host
 // sees of the machine's state, the cancel's writes to the machine, many hosts
-// at once, and a host that stops reading.
+// at once, and a host that does not wait for its replies.
 #include "gatewaytest.h"
 #include "gwayhost.h"
 #include "machineworld.h"
@@ -20,7 +20,7 @@ struct GWayEnv {
     GWayEnv() : port(FreeTcpPort()), env(Options(port)), ctl(env.Ip(), 2001) {}
     static GatewayOptions Options(int port) {
         GatewayOptions options;
-        options.gway = "<GWay port=\"" + std::to_string(port) + "\" enabled=\"true\"/>";
+        options.gway = GWayElement(port, true);
         return options;
     }
     std::unique_ptr<GatewayProcess> Start() {
@@ -28,12 +28,13 @@ struct GWayEnv {
         EXPECT_TRUE(WaitForLog(env, "GWay: Ready on socket port", kWaitMs));
         return gw;
     }
-    // The small machine and its system state object, Running (MState 2).
+    // The small machine and its two system state objects, Running (MState 2).
     void HandOver() {
-        std::vector<std::string> world = MachineWorld(42, 7);
+        std::vector<std::string> world = MachineWorld(42, 8);
         world.insert(world.begin() + 8, {"enum tagSystemState { \"Stopped\"=0, \"Running\"=1, };",
                                          "class SystemState : Object { tagSystemState Value; };"});
-        world.push_back("new SystemState(130, 7, 1);");
+        world.push_back("new SystemState(130, 8, 1);");
+        world.push_back("new SystemState(134, 8, 1);");
         std::string why;
         ASSERT_TRUE(ctl.HandOver(world, kWaitMs, why)) << why;
         ASSERT_TRUE(WaitForLog(env, "COM 1: Connected", kWaitMs));
@@ -51,10 +52,6 @@ struct GWayEnv {
     GatewayTestEnv env;
     FakeController ctl;
 };
-
-std::string Word(int high, int low) {
-    return std::string{static_cast<char>(high), static_cast<char>(low)};
-}
 
 TEST(GWaySessionProcess, HostFollowsTheMachineStateAndCancelClearsTheHostParameters) {
     GWayEnv t;
@@ -78,17 +75,26 @@ TEST(GWaySessionProcess, HostFollowsTheMachineStateAndCancelClearsTheHostParamet
     host.notices = 0;
     EXPECT_EQ(1, message.xmode);
     EXPECT_EQ(2, message.mstate);
-    EXPECT_EQ(Word(0x90, 0x01) + Word(0x10, 0x03), message.data);
+    EXPECT_EQ(std::string("\x90\x01\x10\x03", 4), message.data);
     ASSERT_TRUE(host.Ask(0x7777, message));
     EXPECT_EQ(18, message.xmode);
     ASSERT_TRUE(host.Ask(kStatusCall, message));
-    EXPECT_EQ(Word(0x90, 0x01) + Word(0x77, 0x77), message.data);
+    EXPECT_EQ(std::string("\x90\x01\x77\x77", 4), message.data);
 
     ASSERT_TRUE(host.Ask(kCancel, message));
     EXPECT_EQ(1, message.xmode);
     EXPECT_TRUE(message.data.empty());
     EXPECT_TRUE(t.MachineReceives("exe 5 $3911.201(0);"));
     EXPECT_TRUE(t.MachineReceives("exe 5 $3912.201(0);"));
+
+    // The machine stops: the next reply reads it, the observed second state
+    // object is traced.
+    ASSERT_TRUE(t.ctl.SendFrame("upd 130 (8, 0);"));
+    ASSERT_TRUE(t.ctl.SendFrame("upd 134 (8, 0);"));
+    EXPECT_TRUE(WaitForLog(t.env, "GWay(0): System State Changed: 0"));
+    ASSERT_TRUE(host.Ask(kStatusCall, message));
+    EXPECT_EQ(1, message.mstate);
+    EXPECT_EQ(std::string("\x90\x02\x10\x18", 4), message.data);
 
     // Twenty hosts at once, each with a session of its own: the first
     // command of each has no command before it.
@@ -97,7 +103,7 @@ TEST(GWaySessionProcess, HostFollowsTheMachineStateAndCancelClearsTheHostParamet
         hosts.push_back(std::make_unique<GWayHost>(t.port));
     for (auto& other : hosts) {
         ASSERT_TRUE(other->Ask(kStatusCall, message));
-        EXPECT_EQ(Word(0x90, 0x01) + Word(0, 0), message.data);
+        EXPECT_EQ(std::string("\x90\x02\x00\x00", 4), message.data);
         EXPECT_EQ(0, other->notices);
     }
     // A host's close ends its session and writes nothing to the machine.
@@ -128,11 +134,7 @@ TEST(GWaySessionProcess, AHostThatDoesNotWaitForItsRepliesIsClosedWhileOthersGoO
     // A burst of commands in one write: their acks and replies fill the
     // writer's queue before its first turn, and the queue limit closes it.
     GWayHost burst(t.port);
-    std::string commands;
-    for (int i = 0; i < 100; ++i)
-        commands += GWay::MakeGWayCommand(kStatusCall, "");
-    ASSERT_EQ(static_cast<ssize_t>(commands.size()),
-              send(burst.Fd(), commands.data(), commands.size(), MSG_NOSIGNAL));
+    ASSERT_TRUE(burst.Send(kStatusCall, "", 100));
     EXPECT_TRUE(WaitForLog(t.env, "GWay(1): Connection slow, restart connection ListMax=100!"));
     EXPECT_TRUE(burst.WaitForClose(kWaitMs));
 

@@ -4,7 +4,6 @@
 
 #include "gwayframe.h"
 
-#include <arpa/inet.h>
 #include <netinet/in.h>
 #include <poll.h>
 #include <sys/socket.h>
@@ -13,13 +12,15 @@
 #include <chrono>
 #include <string>
 
+inline std::string GWayElement(int port, bool enabled) {
+    return "<GWay port=\"" + std::to_string(port) + "\" enabled=\"" + (enabled ? "true" : "false") +
+           "\"/>";
+}
+
 class GWayHost {
   public:
-    // receiveBuffer: SO_RCVBUF set before connecting (0: the system's).
-    explicit GWayHost(int port, int receiveBuffer = 0) {
+    explicit GWayHost(int port) {
         fd_ = socket(AF_INET, SOCK_STREAM, 0);
-        if (receiveBuffer > 0)
-            setsockopt(fd_, SOL_SOCKET, SO_RCVBUF, &receiveBuffer, sizeof receiveBuffer);
         sockaddr_in addr{};
         addr.sin_family = AF_INET;
         addr.sin_port = htons(static_cast<uint16_t>(port));
@@ -31,14 +32,14 @@ class GWayHost {
     ~GWayHost() { close(fd_); }
 
     bool Connected() const { return connected_; }
-    int Fd() const { return fd_; }
-    bool Closed() const { return closed_; }
-    unsigned long Acks() const { return parser_.Acks(); }
 
-    // One command in a single last block.
-    bool Send(int code, const std::string& data = "", int flags = MSG_NOSIGNAL) {
-        std::string frame = GWay::MakeGWayCommand(code, data);
-        return send(fd_, frame.data(), frame.size(), flags) == static_cast<ssize_t>(frame.size());
+    // Commands, each in a single last block.
+    bool Send(int code, const std::string& data = "", int count = 1) {
+        std::string frames;
+        for (int i = 0; i < count; ++i)
+            frames += GWay::MakeGWayCommand(code, data);
+        return send(fd_, frames.data(), frames.size(), MSG_NOSIGNAL) ==
+               static_cast<ssize_t>(frames.size());
     }
     // The next message of the server; false on timeout or close.
     bool Next(GWay::GWayMessage& message, int ms = 5000) {
@@ -63,15 +64,12 @@ class GWayHost {
     }
     // Sends a command and reads up to its reply; server commands on the way
     // are counted in notices.
-    bool Ask(int code, GWay::GWayMessage& reply, const std::string& data = "") {
-        if (!Send(code, data))
-            return false;
-        while (Next(reply))
-            if (reply.isReply)
-                return true;
-            else
-                ++notices;
-        return false;
+    bool Ask(int code, GWay::GWayMessage& reply) {
+        reply = GWay::GWayMessage();
+        bool sent = Send(code);
+        while (sent && Next(reply) && !reply.isReply)
+            ++notices;
+        return sent && reply.isReply;
     }
     // True if the server closes the connection within the time.
     bool WaitForClose(int ms) {
@@ -81,7 +79,7 @@ class GWayHost {
         return closed_;
     }
 
-    int notices = 0;
+    int notices = 0;  // server commands met by Ask
 
   private:
     int fd_ = -1;

@@ -20,6 +20,8 @@ constexpr int kStatusCall = 0x1003;
 // One gateway for all runs, started at first use and stopped at exit.
 struct Gateway {
     Gateway() : port(FreeTcpPort()), env(Options(port)), ctl(env.Ip(), 2001) {
+        // Without a table the session stays unconnected.
+        env.Box().WriteFile("/usr/torc2/gway_map.txt", "#Version 1\n");
         gw = env.Start();
         std::vector<std::string> world = MachineWorld(42, 7);
         world.insert(world.begin() + 8, {"enum tagSystemState { \"Stopped\"=0, \"Running\"=1, };",

@@ -5,6 +5,7 @@
 #include "oxgway_acceptor.h"
 #include "oxgway_cmd_cancel.h"
 #include "oxgway_cmd_statuscall.h"
+#include "oxgway_table.h"
 #include "oxobject.h"
 #include "oxobjectmanager.h"
 #include "testprint.h"
@@ -69,8 +70,7 @@ OxGWaySession::OxGWaySession()
     blockTransmitter.SetSessionId(sessionId);
     interpreter.SetSessionId(sessionId);
 
-    // The parameter types register here once they exist; until then no
-    // table line can be read.
+    factory = OxGWayTable::Factory();
 
     // The machine port of the gateway is the highest one configured.
     int port = 0;
@@ -245,10 +245,21 @@ void OxGWaySession::Update(OXObject* object) {
 }
 
 bool OxGWaySession::CreateGWayParameters() {
-    // The parameter table (map file, sections, alarm slots and tasks) is
-    // built here later; until then the datasets stay empty and the session
-    // connects with them.
+    // A table left from an earlier entry into Connected goes first.
+    for (auto& entry : dataSets)
+        entry.second->Clear();
+    OxGWayTable table(sessionId, dataSets, GetConnection()->GetObjectManager(),
+                      GetConnection()->GetClassManager(), GetConnection());
+    if (!table.CreateParametersFromFile(OxGWayTable::ChooseMapFile()))
+        return false;
+    sectionIds = table.CollectSectionIds();
+    table.CreateAlarmParameters();
     return true;
+}
+
+void OxGWaySession::DeletedObject(const OXObject& object) {
+    for (auto& entry : dataSets)
+        entry.second->ObjectGone(object);
 }
 
 OxGWayDataSet* OxGWaySession::GetDataSet(const std::string& name) {

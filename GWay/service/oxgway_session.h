@@ -50,6 +50,8 @@ class OxGWaySession : public OxSession,
 
     void CommModeChange(tagOxConnState state) override;
     void VisitedObject(const OXObject&, bool) override {}
+    // The table's parameters let go of a deleted object.
+    void DeletedObject(const OXObject& object) override;
     int open(void* acceptor) override;
     int close(u_long flags) override;
     // The socket failed or the host closed it: the session goes once the

@@ -17,7 +17,9 @@ constexpr int kStatusCall = 0x1003;
 constexpr int kCancel = 0x1018;
 
 struct GWayEnv {
-    GWayEnv() : port(FreeTcpPort()), env(Options(port)), ctl(env.Ip(), 2001) {}
+    GWayEnv() : port(FreeTcpPort()), env(Options(port)), ctl(env.Ip(), 2001) {
+        env.Box().WriteFile("/usr/torc2/gway_map.txt", "#Version 1\n");
+    }
     static GatewayOptions Options(int port) {
         GatewayOptions options;
         options.gway = GWayElement(port, true);

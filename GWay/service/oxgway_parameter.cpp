@@ -286,7 +286,7 @@ OxGWayParameter* OxGWayParObjectName::CreateFromStr(const char* line, OXObjectMa
         resolved.erase(n - 3);
     char label[100];
     snprintf(label, sizeof label, "OLP PID Name: %u (Id:%ld)", pid, objectId);
-    return new OxGWayParObjectName(pid + 80, label, resolved);
+    return new OxGWayParObjectName(pid + 80, GWayString(label), resolved);
 }
 
 namespace {

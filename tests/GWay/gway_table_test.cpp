@@ -1,0 +1,201 @@
+// The host's parameter table built from a map file against a machine world
+// made by controller text: each dataset's text against its expected file,
+// the reports of bad lines, values that follow the machine, and the wire
+// forms of texts and numbers.
+#include "gway_fixture.h"
+#include "oxcommandparser.h"
+#include "oxgway_parameter.h"
+#include "oxgway_table.h"
+
+#include <gtest/gtest.h>
+
+namespace {
+
+// Tells the table of deleted objects, as the session does.
+struct TableHandler : OXObjectHandler {
+    void DeletedObject(const OXObject& object) override {
+        for (auto& entry : *sets)
+            entry.second->ObjectGone(object);
+    }
+    OxGWayTable::DataSets* sets = nullptr;
+};
+
+class GWayTableTest : public GWayLogTest {
+  protected:
+    void SetUp() override {
+        GWayLogTest::SetUp();
+        for (OxGWayDataSet* set : {&application, &staticSet, &measure, &action, &material})
+            sets[set->GetName()] = set;
+        handler.sets = &sets;
+        ASSERT_TRUE(parser.Create(&handler));
+        box_.WriteFile("/usr/torc2/gway_map.txt", Golden("gway_map.txt"));
+        box_.WriteFile("/etc/torc2/gway_language.txt", "english\n");
+        box_.WriteFile(
+            "/usr/torc2/locale/en/oxgw_en.ucs",
+            UcsFile(u"p3005,Oven temperature\r\ng7,Line 1\r\ntagLevel-1,High level\r\n"));
+        for (const char* text : {
+                 "enum tagAccessRight { \"AR_USER\"=0, \"AR_ADMIN\"=1, \"AR_SERVICE\"=2, "
+                 "\"AR_RAD\"=3, \"AR_NON\"=4, };",
+                 "class Object { const number Id; };",
+                 "class Section : Object { number Kind; };",
+                 "class Parameter : Object { number Value; number Minimum; number Maximum; "
+                 "number Default; string Unit; tagAccessRight ReadAccess; "
+                 "tagAccessRight WriteAccess; };",
+                 "enum NTMode { \"Auto\"=0, \"Manual\"=1, };",
+                 "enum tagLevel { \"Low\"=0, \"High\"=1, };",
+                 "enum tagSet { \"A\"=0, \"B\"=1, \"C\"=2, \"D\"=3, };",
+                 "class ModeParameter : Object { NTMode Value; };",
+                 "class LevelParameter : Object { tagLevel Value; };",
+                 "class SetParameter : Object { tagSet Value; };",
+                 "class TextParameter : Object { string Value; };",
+                 "class Alarm : Object { number AlarmType; Section Owner; };",
+                 "new Section(2001, 1);",
+                 "new Section(2003, 2);",
+                 "new Parameter(3001, 12, 0, 100, 10, \"mm/s\", 0, 1);",
+                 "new Parameter(3002, 40, 0, 50, 20, \"mm/s\", 1, 2);",
+                 "new ModeParameter(3003, 1);",
+                 "new Parameter(3004, 3, 0, 10, 0, \"l\", 0, 4);",
+                 "new Parameter(3005, 65, 0, 200, 20, \"C\", 0, 3);",
+                 "new LevelParameter(3006, 1);",
+                 "new TextParameter(3007, \"(1;2)\");",
+                 "new SetParameter(4000, 2);",
+                 "new Alarm(600, 5, @2003);",
+             })
+            ASSERT_EQ(Run(text), 0) << text;
+    }
+    void TearDown() override {
+        for (auto& entry : sets)
+            entry.second->Clear();
+        OxGWayParLanguage::Release();
+        GWayLogTest::TearDown();
+    }
+    int Run(const std::string& text) {
+        std::string buffer = text;
+        return parser.Parse(&buffer[0]);
+    }
+    static std::string Golden(const std::string& name) {
+        return ReadWholeFile(std::string(OXGW_SOURCE_DIR) + "/tests/GWay/golden/" + name);
+    }
+    static std::string Text(const OxGWayDataSet& set) {
+        std::vector<char> buffer(65536);
+        unsigned length = 0;
+        EXPECT_TRUE(set.Text(buffer.data(), buffer.size(), length));
+        return std::string(buffer.data(), length);
+    }
+    OxGWayTable Table() {
+        return OxGWayTable(7, sets, parser.GetObjectManager(), parser.GetClassManager(), nullptr);
+    }
+    // The parameter's answer to a host value, with what it wrote.
+    std::string Write(OxGWayDataSet& set, unsigned id, const char* value) {
+        char command[100] = "";
+        char* cursor = command;
+        OxGWayParameter* parameter = set.Find(id);
+        if (parameter == nullptr)
+            return "none";
+        int result = parameter->Unserialize(value, cursor);
+        return std::to_string(result) + ":" + std::string(command, cursor);
+    }
+
+    TableHandler handler;
+    OXCommandParser parser;
+    OxGWayDataSet application{"application"}, staticSet{"static"}, measure{"measure"},
+        action{"action"}, material{"matetial"};
+    OxGWayTable::DataSets sets;
+};
+
+TEST_F(GWayTableTest, DatasetsFromTheMapFileWithBadLinesReportedAndSkipped) {
+    OxGWayTable table = Table();
+    ASSERT_EQ(OxGWayTable::ChooseMapFile(), box_.Path("/usr/torc2/gway_map.txt"));
+    ASSERT_TRUE(table.CreateParametersFromFile(OxGWayTable::ChooseMapFile()));
+    table.CreateAlarmParameters();
+    for (const OxGWayDataSet* set : {&application, &staticSet, &measure, &action, &material})
+        EXPECT_EQ(Text(*set), Golden(set->GetName() + ".txt")) << set->GetName();
+    // The absent section 2 is squeezed out: section 3 reads as section 2.
+    EXPECT_EQ(table.CollectSectionIds(),
+              (std::vector<unsigned>{29101, 29121, 29141, 29161, 29181, 29201, 29221}));
+    EXPECT_EQ(measure.Find(29122)->GetName(), "Speed 2");
+    EXPECT_EQ(staticSet.Find(29161)->GetName(), "OLP Section 4 Type");
+    EXPECT_EQ(material.Find(29030)->GetName(), "Line 1: 12 at Manual");
+    EXPECT_EQ(staticSet.Find(29380)->GetName(), "OLP PID Name: 29300 [Id:3005]");
+    const std::string file = box_.Path("/usr/torc2/gway_map.txt");
+    for (const std::string& line : std::vector<std::string>{
+             "GWay(7): Error: Unknown dataset in " + file + " at line 19\n",
+             "GWay(7): Error: Unknown type in " + file + " at line 20\n",
+             "GWay(7): Error: Missing argument in " + file + " at line 21\n",
+             "GWay(7): Error in arguments in " + file + " at line 22\n",
+             "GWay(7): Error in dataset name or parameter type in " + file + " at line 24\n",
+             "GWay(7): Parameter not enabled; GWayID; 29060;\n",
+             "GWay(7): Parameter not enabled; GWayID; 29121;\n",
+         })
+        EXPECT_TRUE(Logged(line)) << line;
+
+    // Values follow the machine; a deleted object leaves its last value and
+    // refuses writes.
+    EXPECT_EQ(Run("upd 3001 (20);"), 0);
+    EXPECT_NE(Text(measure).find("+29102.0=+20.0;\r\n"), std::string::npos);
+    EXPECT_EQ(Run("del 600 ();"), 0);
+    EXPECT_NE(Text(measure).find("+29123.0=+0.0;\r\n"), std::string::npos);
+    struct {
+        OxGWayDataSet& set;
+        unsigned id;
+        const char* value;
+        std::string result;
+    } writes[] = {
+        {measure, 29122, "+40.0", "0:"},
+        {measure, 29122, "+55.0", "-1:"},
+        {measure, 29122, "45", "1:3002, 45, "},
+        {measure, 29122, "x", "-1:"},
+        {application, 29011, "+4001.0", "1:4000, 0, "},
+        {application, 29011, "+4003.0", "0:"},
+        {application, 29011, "+4005.0", "-1:"},
+        {staticSet, 29380, "x", "-1:"},
+        {measure, 29703, "Retry", "-1:"},
+        {material, 29031, "new", "0:"},
+    };
+    for (const auto& w : writes)
+        EXPECT_EQ(Write(w.set, w.id, w.value), w.result) << w.id << " " << w.value;
+    EXPECT_EQ(Run("del 3002 ();"), 0);
+    EXPECT_EQ(Write(measure, 29122, "45"), "-1:");
+    EXPECT_EQ(measure.Find(29122)->GetValue(), "+40.0");
+    EXPECT_EQ(material.Find(29031)->GetValue(), "new");
+}
+
+TEST_F(GWayTableTest, AMissingOrEmptyMapFileBuildsNothing) {
+    OxGWayTable table = Table();
+    EXPECT_FALSE(table.CreateParametersFromFile(box_.Path("/nowhere/gway_map.txt")));
+    box_.WriteFile("/etc/torc2/empty.txt", "");
+    EXPECT_FALSE(table.CreateParametersFromFile(box_.Path("/etc/torc2/empty.txt")));
+    EXPECT_EQ(staticSet.Count() + measure.Count(), 0u);
+    EXPECT_TRUE(Logged("GWay(7): Error: Unable to open " + box_.Path("/nowhere/gway_map.txt") +
+                       " parameter map file\n"));
+    EXPECT_TRUE(Logged("GWay(7): Error: Parameter map file empty; " +
+                       box_.Path("/etc/torc2/empty.txt") + "\n"));
+}
+
+TEST(GWayParameterText, NumbersTextsAndAccessInWireForm) {
+    using P = OxGWayParameter;
+    std::pair<std::string, std::string> cases[] = {
+        {P::GWayNumber(0), "+0.0"},
+        {P::GWayNumber(1), "+1.0"},
+        {P::GWayNumber(0.25), "+0.25"},
+        {P::GWayNumber(-3), "-3.0"},
+        {P::GWayNumber(29100), "+29100.0"},
+        {P::GWayString("(a;b)"), "[a,b]"},
+        {P::GWayString("\xc3\x84"), "\\u00c4"},
+        {P::GWayString("a\\nb"), "a\r\nb"},
+        {P::GWayString("x\x80y"), "xy"},
+        {P::GWayText("-5 mm"), "\\u002d5 mm"},
+        {P::GWayText("5 mm"), "5 mm"},
+        {P::GAccessToGWayAccess(4, 7), "-3.1"},
+        {P::GAccessToGWayAccess(5, 9), "-2.4"},
+        {P::GWayAccess(-4, 1), "-4.1"},
+        {P::HMId(12.6), "13"},
+    };
+    for (const auto& c : cases)
+        EXPECT_EQ(c.first, c.second);
+    EXPECT_TRUE(P::CheckAccessNumber(-4, 4));
+    EXPECT_FALSE(P::CheckAccessNumber(-5, 1));
+    EXPECT_FALSE(P::CheckAccessNumber(-1, 0));
+}
+
+}  // namespace

@@ -254,6 +254,7 @@ bool OxGWaySession::CreateGWayParameters() {
         return false;
     sectionIds = table.CollectSectionIds();
     table.CreateAlarmParameters();
+    table.CreateFunctionParameters(&runningTasks, serverIp);
     return true;
 }
 

@@ -1,10 +1,12 @@
 #include "oxgway_table.h"
 
 #include "oxconf.h"
+#include "oxgway_dialogvisitor.h"
 #include "oxgway_parameter.h"
 #include "oxgway_parobject.h"
 #include "oxgway_parsection.h"
 #include "oxgway_session.h"
+#include "oxobjectmanager.h"
 #include "testprint.h"
 
 #include <cstdio>
@@ -224,4 +226,12 @@ void OxGWayTable::CreateAlarmParameters() {
         measure->Insert(*new OxGWayParAlarmExe(base + 3, name, "-4.4", "", "0 char", "200 chars",
                                                "ASCII String", connection));
     }
+}
+
+int OxGWayTable::CreateFunctionParameters(const std::map<long, OXObject*>* runningTasks,
+                                          const std::string& serverIp) {
+    OXDialogVisitor visitor(*DataSet("static"), *DataSet("measure"), runningTasks, serverIp,
+                            connection);
+    objects.Visit(visitor);
+    return visitor.GetTaskCount();
 }

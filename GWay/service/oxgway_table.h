@@ -10,6 +10,7 @@
 #include <string>
 #include <vector>
 
+class OXObject;
 class OXObjectManager;
 class OXClassManager;
 class OxConnection;
@@ -40,6 +41,10 @@ class OxGWayTable {
     std::vector<unsigned> CollectSectionIds() const;
     // The 50 alarm slots of "measure".
     void CreateAlarmParameters();
+    // The task parameters of the machine's function objects; the number of
+    // tasks. runningTasks may be null where no session is at hand.
+    int CreateFunctionParameters(const std::map<long, OXObject*>* runningTasks,
+                                 const std::string& serverIp);
 
   private:
     OxGWayDataSet* DataSet(const std::string& name) const;

@@ -30,9 +30,10 @@ class GWayTableTest : public GWayLogTest {
         ASSERT_TRUE(parser.Create(&handler));
         box_.WriteFile("/usr/torc2/gway_map.txt", Golden("gway_map.txt"));
         box_.WriteFile("/etc/torc2/gway_language.txt", "english\n");
-        box_.WriteFile(
-            "/usr/torc2/locale/en/oxgw_en.ucs",
-            UcsFile(u"p3005,Oven temperature\r\ng7,Line 1\r\ntagLevel-1,High level\r\n"));
+        box_.WriteFile("/usr/torc2/locale/en/oxgw_en.ucs",
+                       UcsFile(u"p3005,Oven temperature\r\ng7,Line 1\r\ntagLevel-1,High level\r\n"
+                               u"d5001,Rinse line\r\nd99,Started\r\n"));
+        box_.WriteFile("/usr/torc2/gway_exclude.txt", ",4711,5002,\n");
         for (const char* text : {
                  "enum tagAccessRight { \"AR_USER\"=0, \"AR_ADMIN\"=1, \"AR_SERVICE\"=2, "
                  "\"AR_RAD\"=3, \"AR_NON\"=4, };",
@@ -60,6 +61,13 @@ class GWayTableTest : public GWayLogTest {
                  "new TextParameter(3007, \"(1;2)\");",
                  "new SetParameter(4000, 2);",
                  "new Alarm(600, 5, @2003);",
+                 "enum tagActionState { \"None\"=0, \"Own\"=1, \"Keep\"=2, \"Possible\"=3, };",
+                 "class Function : Object { number Enabled; tagActionState DefaultActionState; "
+                 "number CanDefaultActionAbort; tagAccessRight WriteAccess; number Parent; };",
+                 "new Function(5001, 1, 1, 1, 0, 100);",
+                 "new Function(5002, 1, 1, 1, 0, 100);",
+                 "new Function(5003, 1, 1, 1, 0, 2001);",
+                 "new Function(5004, 0, 3, 0, 0, 0);",
              })
             ASSERT_EQ(Run(text), 0) << text;
     }
@@ -108,6 +116,7 @@ TEST_F(GWayTableTest, DatasetsFromTheMapFileWithBadLinesReportedAndSkipped) {
     ASSERT_EQ(OxGWayTable::ChooseMapFile(), box_.Path("/usr/torc2/gway_map.txt"));
     ASSERT_TRUE(table.CreateParametersFromFile(OxGWayTable::ChooseMapFile()));
     table.CreateAlarmParameters();
+    EXPECT_EQ(table.CreateFunctionParameters(nullptr, "10.0.0.1"), 2);
     for (const OxGWayDataSet* set : {&application, &staticSet, &measure, &action, &material})
         EXPECT_EQ(Text(*set), Golden(set->GetName() + ".txt")) << set->GetName();
     // The absent section 2 is squeezed out: section 3 reads as section 2.
@@ -126,6 +135,7 @@ TEST_F(GWayTableTest, DatasetsFromTheMapFileWithBadLinesReportedAndSkipped) {
              "GWay(7): Error in dataset name or parameter type in " + file + " at line 24\n",
              "GWay(7): Parameter not enabled; GWayID; 29060;\n",
              "GWay(7): Parameter not enabled; GWayID; 29121;\n",
+             "GWay(_): Dialog Excluded; 5002;1\n",
          })
         EXPECT_TRUE(Logged(line)) << line;
 
@@ -151,6 +161,7 @@ TEST_F(GWayTableTest, DatasetsFromTheMapFileWithBadLinesReportedAndSkipped) {
         {staticSet, 29380, "x", "-1:"},
         {measure, 29703, "Retry", "-1:"},
         {material, 29031, "new", "0:"},
+        {measure, 29503, "Start", "0:"},
     };
     for (const auto& w : writes)
         EXPECT_EQ(Write(w.set, w.id, w.value), w.result) << w.id << " " << w.value;
@@ -158,6 +169,7 @@ TEST_F(GWayTableTest, DatasetsFromTheMapFileWithBadLinesReportedAndSkipped) {
     EXPECT_EQ(Write(measure, 29122, "45"), "-1:");
     EXPECT_EQ(measure.Find(29122)->GetValue(), "+40.0");
     EXPECT_EQ(material.Find(29031)->GetValue(), "new");
+    EXPECT_EQ(measure.Find(29502)->GetValue(), "Started");
 }
 
 TEST_F(GWayTableTest, AMissingOrEmptyMapFileBuildsNothing) {

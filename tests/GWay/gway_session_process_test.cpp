@@ -8,6 +8,7 @@
 
 #include <gtest/gtest.h>
 
+#include <cstdio>
 #include <memory>
 
 namespace {
@@ -148,3 +149,18 @@ TEST(GWaySessionProcess, AHostThatDoesNotWaitForItsRepliesIsClosedWhileOthersGoO
 }
 
 }  // namespace
+
+TEST(GWaySessionProcess, WithoutAMapFileTheSessionStaysOpenAndUnconnected) {
+    GWayEnv t;
+    ASSERT_TRUE(std::remove(t.env.Box().Path("/usr/torc2/gway_map.txt").c_str()) == 0);
+    auto gw = t.Start();
+    GWayHost host(t.port);
+    GWay::GWayMessage message;
+    ASSERT_NO_FATAL_FAILURE(t.HandOver());
+    EXPECT_TRUE(WaitForLog(t.env, "GWay(0): Error: Unable to open " +
+                                      t.env.Box().Path("/usr/torc2/gway_map.txt") +
+                                      " parameter map file"));
+    ASSERT_TRUE(host.Ask(kStatusCall, message));
+    EXPECT_EQ(16, message.xmode);
+    StopGateway(*gw);
+}

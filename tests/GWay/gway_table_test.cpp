@@ -170,6 +170,11 @@ TEST_F(GWayTableTest, DatasetsFromTheMapFileWithBadLinesReportedAndSkipped) {
     EXPECT_EQ(measure.Find(29122)->GetValue(), "+40.0");
     EXPECT_EQ(material.Find(29031)->GetValue(), "new");
     EXPECT_EQ(measure.Find(29502)->GetValue(), "Started");
+    // The language is saved for all sessions.
+    EXPECT_EQ(Write(action, 29020, "german \r\n"), "0:");
+    EXPECT_EQ(action.Find(29020)->GetValue(), "german");
+    EXPECT_EQ(OxGWayParLanguage::GetLangaugeDir(), "de");
+    EXPECT_EQ(box_.ReadFile("/etc/torc2/gway_language.txt"), "german");
 }
 
 TEST_F(GWayTableTest, AMissingOrEmptyMapFileBuildsNothing) {
@@ -178,6 +183,14 @@ TEST_F(GWayTableTest, AMissingOrEmptyMapFileBuildsNothing) {
     box_.WriteFile("/etc/torc2/empty.txt", "");
     EXPECT_FALSE(table.CreateParametersFromFile(box_.Path("/etc/torc2/empty.txt")));
     EXPECT_EQ(staticSet.Count() + measure.Count(), 0u);
+    // Versions compare as texts, and a tie goes to the earlier place.
+    box_.WriteFile("/usr/torc2/gway_map.txt", "#Version 1.9\n");
+    box_.WriteFile("/etc/torc2/gway_map.txt", "#Version 1.10\n");
+    EXPECT_EQ(OxGWayTable::ChooseMapFile(), box_.Path("/usr/torc2/gway_map.txt"));
+    box_.WriteFile("/home/service/gway_map.txt", "#Version 1.9\n");
+    EXPECT_EQ(OxGWayTable::ChooseMapFile(), box_.Path("/usr/torc2/gway_map.txt"));
+    box_.WriteFile("/etc/torc2/gway_map.txt", "#Version 2\n");
+    EXPECT_EQ(OxGWayTable::ChooseMapFile(), box_.Path("/etc/torc2/gway_map.txt"));
     EXPECT_TRUE(Logged("GWay(7): Error: Unable to open " + box_.Path("/nowhere/gway_map.txt") +
                        " parameter map file\n"));
     EXPECT_TRUE(Logged("GWay(7): Error: Parameter map file empty; " +

@@ -133,8 +133,17 @@ class OxSocketSession : public OxSession, public ACE_Event_Handler, public OxXml
     void OxSaveParmsMsg(const std::string& destination, const std::string& file) override;
     void OxRestoreParmsMsg(const std::string& file) override;
     void OxGetConfigMsg() override;
+    // The board's own settings (oxsession_board.cpp).
     void OxGetIpConfigMsg() override;
     void OxGetTimeMsg() override;
+    void OxIpCfg(const std::string& ethaddr, const std::string& tftpip, const std::string& ipaddr,
+                 const std::string& netmask, const std::string& gatewayip, const std::string& dhcp,
+                 const std::string& unused1, const std::string& unused2, const std::string& unused3,
+                 const std::string& hostname, const std::string& domain, const std::string& autoDns,
+                 const std::string& primaryDns, const std::string& alternateDns) override;
+    void OxLinuxNetCfg(const std::string& domain, const std::string& nameserver) override;
+    void OxTimeMsg(const std::string& timezone, int year, int month, int day, int hour, int min,
+                   int sec) override;
     // Configuration elements of a client's <Configuration> message.
     void OxConnectCfg(unsigned port, const std::string& name, unsigned maxAgeDays,
                       bool logAlarms) override;

@@ -103,7 +103,7 @@ bool FileUtil::WriteWhole(const char* file, const std::string& text) {
 bool FileUtil::GetLine(std::string& line, const char* file, const char* text, int n) {
     std::ifstream in(file, std::ios::binary);
     if (!in.is_open()) {
-        TestPrintF(4, "File open error: %s\n", file);
+        TestPrintF(4, "File open error: %.400s\n", file);
         return false;
     }
     int found = 0;
@@ -133,7 +133,7 @@ bool FileUtil::ModifyLine(const char* file, const char* tag, const char* value, 
                           int n) {
     std::vector<std::string> lines;
     if (!ReadLines(file, lines)) {
-        TestPrintF(4, "File open error: %s\n", file);
+        TestPrintF(4, "File open error: %.400s\n", file);
         return false;
     }
     size_t index = 0;
@@ -150,7 +150,7 @@ bool FileUtil::ModifyLine(const char* file, const char* tag, const char* value, 
 bool FileUtil::AppendLine(std::string& line, const char* file) {
     std::vector<std::string> lines;
     if (!ReadLines(file, lines)) {
-        TestPrintF(4, "File open error: %s\n", file);
+        TestPrintF(4, "File open error: %.400s\n", file);
         return false;
     }
     lines.push_back(line);

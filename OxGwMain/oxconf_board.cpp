@@ -90,7 +90,7 @@ bool Readable(const std::string& file) {
     std::vector<std::string> lines;
     if (FileUtil::ReadLines(file.c_str(), lines))
         return true;
-    TestPrintF(4, "File open error: %s\n", file.c_str());
+    TestPrintF(4, "File open error: %.400s\n", file.c_str());
     return false;
 }
 

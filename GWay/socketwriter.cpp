@@ -25,9 +25,16 @@ SocketWriter::~SocketWriter() {
         reactor.cancel_timer(timerId);
     // Pending write notifications must not reach a destroyed writer.
     reactor.purge_pending_notifications(this);
-    delete[] current;
+    ReleaseAll();
+}
+
+void SocketWriter::ReleaseAll() {
+    ReleaseBuffer(current);
+    current = nullptr;
+    currentLength = 0;
     for (SocketTransmitData& entry : list)
         ReleaseBuffer(entry.data);
+    list.clear();
 }
 
 void SocketWriter::SetSocketId(int id, const std::string& name) {
@@ -55,12 +62,12 @@ void SocketWriter::SendData(char* data, unsigned length) {
     if (list.size() == 1 && current == nullptr) {
         // The first buffer asks for a write turn; later ones ride on it.
         if (reactor.notify(this, ACE_Event_Handler::WRITE_MASK) == -1) {
-            TestPrintF(4, "%.40s(%d): Internal initial notification error!\n", socketName.c_str(),
+            TestPrintF(4, "%s(%d): Internal initial notification error!\n", socketName.c_str(),
                        socketId);
             reactor.remove_handler(this, ACE_Event_Handler::WRITE_MASK);
         }
     } else if (listMax != 0 && list.size() >= listMax) {
-        TestPrintF(4, "%.40s(%d): Connection slow, restart connection ListMax=%d!\n",
+        TestPrintF(4, "%s(%d): Connection slow, restart connection ListMax=%d!\n",
                    socketName.c_str(), socketId, static_cast<int>(listMax));
         reactor.remove_handler(this, ACE_Event_Handler::WRITE_MASK);
     }
@@ -79,7 +86,7 @@ int SocketWriter::handle_output(ACE_HANDLE) {
     if (timerId != -1)
         return 0;
     if (list.empty() && current == nullptr) {
-        TestPrintF(debugMask, "%.40s(%d): SocketWriter::handle_output(empty)\n", socketName.c_str(),
+        TestPrintF(debugMask, "%s(%d): SocketWriter::handle_output(empty)\n", socketName.c_str(),
                    socketId);
         return 0;
     }
@@ -92,24 +99,24 @@ int SocketWriter::handle_output(ACE_HANDLE) {
     if (sent < 0) {
         ++retryCount;
         if (errno == EWOULDBLOCK)
-            TestPrintF(debugMask, "%.40s(%d): SocketWriter::handle_output(EWOULDBLOCK)\n",
+            TestPrintF(debugMask, "%s(%d): SocketWriter::handle_output(EWOULDBLOCK)\n",
                        socketName.c_str(), socketId);
         else
-            TestPrintF(debugMask, "%.40s(%d): Client is not responding %d times!\n",
+            TestPrintF(debugMask, "%s(%d): Client is not responding %d times!\n",
                        socketName.c_str(), socketId, retryCount);
         if (retryInterval * retryCount <= timeout) {
             timerId = reactor.schedule_timer(this, nullptr, ACE_Time_Value(retryInterval),
                                              ACE_Time_Value::zero);
             if (timerId == -1) {
-                TestPrintF(4, "%.40s(%d): can't register timer with reactor!\n", socketName.c_str(),
+                TestPrintF(4, "%s(%d): can't register timer with reactor!\n", socketName.c_str(),
                            socketId);
                 closed = true;
                 return -1;
             }
             return 0;
         }
-        TestPrintF(4, "%.40s(%d): Client is not responding. Closing connection!\n",
-                   socketName.c_str(), socketId);
+        TestPrintF(4, "%s(%d): Client is not responding. Closing connection!\n", socketName.c_str(),
+                   socketId);
         reactor.remove_handler(this, ACE_Event_Handler::WRITE_MASK);
         closed = true;
         return -1;
@@ -125,25 +132,26 @@ int SocketWriter::handle_output(ACE_HANDLE) {
         currentLength -= static_cast<unsigned>(sent);
     }
     if (!list.empty() || current != nullptr)
-        Notify("%.40s(%d): Internal re-notification error!\n");
+        Notify("%s(%d): Internal re-notification error!\n");
     return 0;
 }
 
 int SocketWriter::handle_timeout(const ACE_Time_Value&, const void*) {
     timerId = -1;
-    Notify("%.40s(%d): Internal timeout notification error!\n");
+    Notify("%s(%d): Internal timeout notification error!\n");
     return 0;
 }
 
 int SocketWriter::handle_close(ACE_HANDLE handle, ACE_Reactor_Mask mask) {
-    TestPrintF(debugMask, "%.40s(%d): SocketWriter::handle_close\n", socketName.c_str(), socketId);
+    TestPrintF(debugMask, "%s(%d): SocketWriter::handle_close\n", socketName.c_str(), socketId);
     closed = true;
     owner.handle_close(handle, mask);
     return -1;
 }
 
 void SocketWriter::Reset() {
-    ReleaseBuffer(current);
+    // The buffer in mid-send is dropped, not released: after a reset in
+    // mid-send a pooled writer's count of blocks in use stays one higher.
     current = nullptr;
     currentLength = 0;
     for (SocketTransmitData& entry : list)

@@ -50,7 +50,8 @@ class SocketWriter : public SocketWriterInterface, public ACE_Event_Handler {
     void SetTail(const std::string& text) override { tail = text; }
     void SetDebugMask(unsigned long mask) override { debugMask = mask; }
     void SetDetailMask(unsigned long mask) override { detailMask = mask; }
-    // Forgets all queued output.
+    // Forgets all queued output; the buffer in mid-send is dropped without
+    // being released.
     virtual void Reset();
     virtual void ReleaseBuffer(void* buffer);
 
@@ -66,6 +67,11 @@ class SocketWriter : public SocketWriterInterface, public ACE_Event_Handler {
     int handle_timeout(const ACE_Time_Value& now, const void* act) override;
     int handle_close(ACE_HANDLE handle, ACE_Reactor_Mask mask) override;
     ACE_HANDLE get_handle() const override { return socket.get_handle(); }
+
+  protected:
+    int GetSocketId() const { return socketId; }
+    // Releases the current buffer and every queued one through ReleaseBuffer.
+    void ReleaseAll();
 
   private:
     // Asks the reactor for a write turn; on failure gives up the socket.

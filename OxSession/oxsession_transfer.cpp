@@ -6,6 +6,7 @@
 #include "runprogram.h"
 #include "telnet.h"
 #include "testprint.h"
+#include "xmltext.h"
 
 #include <algorithm>
 #include <cstring>
@@ -49,7 +50,7 @@ void OxSocketSession::OxCopyFileMsg(const std::string& file) {
         copyFile = nullptr;
     }
     // The missing bracket in the closing text is what clients expect.
-    Send("<Message><CopyFile file=\"" + file +
+    Send("<Message><CopyFile file=\"" + XmlEscape(file) +
          "\" position=\"0\" length=\"1024\" eof=\"false\"/</Message>");
 }
 
@@ -88,8 +89,8 @@ void OxSocketSession::OxReadFileMsg(unsigned long position, unsigned long length
     }
     if (!eof) {
         std::ostringstream reply;
-        reply << "<Message><CopyFile file=\"" << file << "\" position=\"" << copyFile->tellp()
-              << "\" length=\"1024\" eof=\"false\"/</Message>";
+        reply << "<Message><CopyFile file=\"" << XmlEscape(file) << "\" position=\""
+              << copyFile->tellp() << "\" length=\"1024\" eof=\"false\"/</Message>";
         Send(reply);
         return;
     }
@@ -133,7 +134,7 @@ void OxSocketSession::OxSystemCommandMsg(const std::string& command, int timeout
                 std::replace(piece, piece + strlen(piece), '\n', linefeed);
             output += piece;
         }
-        Send("<Message><systemCommand reply=\"" + output + "\"></Message>");
+        Send("<Message><systemCommand reply=\"" + XmlEscape(output) + "\"></Message>");
         return;
     }
     SendError("SystemCommand failed!");
@@ -167,7 +168,8 @@ void OxSocketSession::OxTelnetCommandMsg(const std::string& command, const std::
 void OxSocketSession::SendTelnetData(const char* name, const char* text) {
     if (fatalError)
         return;
-    std::string message = std::string("<Message><Telnet ") + name + "=\"" + text + "\" ></Message>";
+    std::string message =
+        std::string("<Message><Telnet ") + name + "=\"" + XmlEscape(text) + "\" ></Message>";
     writer.Send(message + "\r\n");
 }
 

@@ -10,10 +10,20 @@
 #include <ace/OS_NS_unistd.h>
 
 #include <cassert>
+#include <sys/wait.h>
 
 namespace {
 // How long the worker waits for output before it looks at the stop flag.
 const ACE_Time_Value kPollInterval(0, 50000);
+
+// The program has ended. It is not reaped here: Stop does that, and until
+// then its number cannot go to another process.
+bool Ended(pid_t pid) {
+    siginfo_t info{};
+    if (pid <= 0 || waitid(P_PID, static_cast<id_t>(pid), &info, WEXITED | WNOHANG | WNOWAIT) == -1)
+        return true;
+    return info.si_pid == pid;
+}
 }  // namespace
 
 Telnet::Telnet(OxSocketSession* session) : condition(mutex), session(session) {}
@@ -53,6 +63,7 @@ ACE_THR_FUNC_RETURN Telnet::Worker(void* p) {
     TelnetArg* arg = static_cast<TelnetArg*>(p);
     Telnet* telnet = arg->telnet;
     bool started = arg->program->Run("telnet localhost");
+    bool ended = false;
     char buffer[81];
     while (started) {
         {
@@ -60,14 +71,16 @@ ACE_THR_FUNC_RETURN Telnet::Worker(void* p) {
             if (telnet->stopRequested)
                 break;
         }
-        if (arg->program->ReadStdout(buffer, sizeof buffer)) {
-            // Nothing read although the read did not have to wait: the
-            // program closed its output, it has ended.
-            if (buffer[0] == '\0')
-                break;
+        if (arg->program->ReadStdout(buffer, sizeof buffer) && buffer[0] != '\0') {
             arg->session->SendTelnetData("data", buffer);
             continue;
         }
+        // The program's end is looked at only when its output is read up.
+        if (ended)
+            break;
+        ended = Ended(arg->program->getpid());
+        if (ended)
+            continue;
         ACE_Guard<ACE_Thread_Mutex> guard(telnet->mutex);
         if (!telnet->stopRequested) {
             ACE_Time_Value until = ACE_OS::gettimeofday() + kPollInterval;

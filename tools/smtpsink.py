@@ -1,7 +1,8 @@
 #!/usr/bin/python3
 """A mail server for tests and the demo: an SMTP server on HOST:PORT that
 writes each message it receives to DIR as NNNN.eml (the envelope as MAIL
-FROM and RCPT TO lines, an empty line, then the message as received).
+FROM and RCPT TO lines, an empty line, then the message as received, with
+line feeds for its CR LF line ends).
 Prints "smtpsink: listening" once it accepts, and runs until SIGINT or
 SIGTERM.
 
@@ -25,7 +26,7 @@ class Sink:
         head += "".join("RCPT TO:<%s>\n" % r for r in envelope.rcpt_tos)
         name = os.path.join(self.directory, "%04d.eml" % self.count)
         with open(name + ".part", "wb") as out:
-            out.write(head.encode() + b"\n" + envelope.original_content)
+            out.write(head.encode() + b"\n" + envelope.original_content.replace(b"\r\n", b"\n"))
         os.rename(name + ".part", name)
         return "250 OK"
 

@@ -70,7 +70,7 @@ def deliver():
                 with open(path, encoding="utf-8", errors="replace") as mail:
                     text = mail.read()
                 sender, receivers = envelope(text)
-                smtp.sendmail(sender, receivers, text.encode("utf-8"))
+                smtp.sendmail(sender, receivers, text.replace("\n", "\r\n").encode("utf-8"))
                 os.remove(path)
     except (OSError, ValueError, smtplib.SMTPException) as error:
         print("omta: delivery failed: %s" % error, file=sys.stderr)

@@ -10,6 +10,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <arpa/inet.h>
 #include <chrono>
 #include <filesystem>
@@ -84,16 +85,27 @@ struct MailGateway {
     }
     // Rewrites the configuration with the accounts, now that the sink's
     // address is known, and starts the gateway connected to the machine.
-    void Start(int port, const std::string& accounts) {
+    // The machine world, and more objects behind it.
+    void Start(int port, const std::string& accounts, const std::vector<std::string>& more = {}) {
         std::string config = env->ConfigText();
         config.insert(config.find("</Configuration>"), accounts);
         env->Box().WriteFile("/etc/torc2/oxgwcfg.xml", config);
         ctl = std::make_unique<FakeController>(env->Ip(), 2000 + port);
         gw = env->Start();
         std::string why;
-        ASSERT_TRUE(ctl->HandOver(MachineWorld(42), kWaitMs, why)) << why;
+        objects = 6 + std::count_if(more.begin(), more.end(),
+                                    [](const std::string& t) { return t.rfind("new ", 0) == 0; });
+        std::vector<std::string> world = MachineWorld(42, objects);
+        world.insert(world.end(), more.begin(), more.end());
+        ASSERT_TRUE(ctl->HandOver(world, kWaitMs, why)) << why;
         ASSERT_TRUE(
             gw->WaitForStdout(Shown("COM " + std::to_string(port) + ": Connected\n"), kWaitMs));
+    }
+    // A new alarm, numbered on from 502, announcing the new object total.
+    std::string NewAlarm(int type, const std::string& text) {
+        ++objects;
+        return "new Alarm(" + std::to_string(nextAlarm++) + ", " + std::to_string(objects) + ", " +
+               std::to_string(type) + ", \"" + text + "\", 1);";
     }
     std::string BoardLog() { return env->Box().ReadFile("/var/log/board.log"); }
     size_t Queued() {
@@ -106,14 +118,9 @@ struct MailGateway {
     std::string smtp;
     std::unique_ptr<FakeController> ctl;
     std::unique_ptr<GatewayProcess> gw;
+    long objects = 0;
+    int nextAlarm = 502;
 };
-
-// The machine world holds six objects, alarms are numbered on from 502:
-// each announces the new total.
-std::string NewAlarm(int id, int type, const std::string& text) {
-    return "new Alarm(" + std::to_string(id) + ", " + std::to_string(id - 495) + ", " +
-           std::to_string(type) + ", \"" + text + "\", 1);";
-}
 
 // Waits until the board log holds the text count times.
 bool WaitForBoard(MailGateway& m, const std::string& text, int count) {
@@ -129,8 +136,9 @@ bool WaitForBoard(MailGateway& m, const std::string& text, int count) {
 }  // namespace
 
 // Three accounts: alarm types 3 and 5 to 7, alarm types 1 and 2, and a
-// status account with a single report (interval 0). Each alarm goes to the
-// accounts whose types hold it; the status account gets its report only.
+// status account with a single report (interval 0) of the parameters its
+// level (Admin) may read. Each alarm goes to the accounts whose types hold
+// it; the status account gets its report only.
 TEST(MailProcess, AlarmsAndStatusReportRoutedPerAccount) {
     MailGateway m(3);
     SmtpSink sink(m.env->Box(), m.env->Ip(), m.smtpPort);
@@ -139,7 +147,10 @@ TEST(MailProcess, AlarmsAndStatusReportRoutedPerAccount) {
         Account(m.smtp, "fitter@plant;", "1,2", "emailType=\"Alarm\"") +
         Account(m.smtp, "status@plant;", "1-99",
                 "emailType=\"Status\" updateTime=\"0\" parameters=\"true\"");
-    ASSERT_NO_FATAL_FAILURE(m.Start(3, accounts));
+    ASSERT_NO_FATAL_FAILURE(
+        m.Start(3, accounts,
+                {"class NumParameter : Object { tagAccessRight ReadAccess; number Value; };",
+                 "new NumParameter(2001, 8, 1, 125);", "new NumParameter(2002, 8, 3, 70);"}));
 
     // The report comes 5 s after the configuration, once the serial number
     // is known, and no second one follows.
@@ -147,7 +158,10 @@ TEST(MailProcess, AlarmsAndStatusReportRoutedPerAccount) {
     ASSERT_EQ(1u, mails.size());
     std::string dump = m.env->Box().ReadFile("/home/service/statusdump.xml");
     dump = std::regex_replace(dump, std::regex("\r\n"), "\n");  // as the sink writes it
-    EXPECT_NE(std::string::npos, dump.find("<HMEmailStatus")) << dump;
+    EXPECT_EQ(
+        "<HMEmailStatus>\n<Info ver=\"1.0\" name=\"\" serial=\"4711-42\"/>\n"
+        "<NumPar id=\"2001\" val=\"125\" />\n</HMEmailStatus>\n",
+        dump);
     EXPECT_EQ(fs::perms(0664),
               fs::status(m.env->Box().Path("/home/service/statusdump.xml")).permissions());
     EXPECT_EQ(
@@ -159,9 +173,11 @@ TEST(MailProcess, AlarmsAndStatusReportRoutedPerAccount) {
     // A burst: three alarms and one of another account in one frame, queued
     // first and delivered by one queue run.
     int runs = CountOccurrences(m.BoardLog(), "omta -q");
-    ASSERT_TRUE(m.ctl->Send(NewAlarm(502, 6, "Pump dry") + '\0' + NewAlarm(503, 2, "Belt") + '\0' +
-                            NewAlarm(504, 5, "Door") + '\0' + NewAlarm(505, 9, "None") + '\0' +
-                            NewAlarm(506, 7, "Heat") + '\0'));
+    std::string burst;
+    for (auto [type, text] :
+         {std::pair{6, "Pump dry"}, {2, "Belt"}, {5, "Door"}, {9, "None"}, {7, "Heat"}})
+        burst += m.NewAlarm(type, text) + '\0';
+    ASSERT_TRUE(m.ctl->Send(burst));
     mails = sink.Mails(5);
     ASSERT_EQ(5u, mails.size());
     EXPECT_EQ(runs + 1, CountOccurrences(m.BoardLog(), "omta -q"));
@@ -195,7 +211,7 @@ TEST(MailProcess, UndeliveredMailStaysQueuedAndNeverHoldsUpClients) {
     MailGateway m(1);
     ASSERT_NO_FATAL_FAILURE(
         m.Start(1, Account(m.smtp, "ops@plant;", "1-9", "emailType=\"Alarm\" dialUp=\"true\"")));
-    ASSERT_TRUE(m.ctl->SendFrame(NewAlarm(502, 6, "Pump dry")));
+    ASSERT_TRUE(m.ctl->SendFrame(m.NewAlarm(6, "Pump dry")));
     ASSERT_TRUE(WaitForBoard(m, "repareQueue", 1)) << m.BoardLog();
     EXPECT_EQ(1u, m.Queued());
     // The queue is trimmed after the failed run (and at start, where the
@@ -209,7 +225,7 @@ TEST(MailProcess, UndeliveredMailStaysQueuedAndNeverHoldsUpClients) {
 
     {
         SmtpSink sink(m.env->Box(), m.env->Ip(), m.smtpPort);
-        ASSERT_TRUE(m.ctl->SendFrame(NewAlarm(503, 4, "Door")));
+        ASSERT_TRUE(m.ctl->SendFrame(m.NewAlarm(4, "Door")));
         std::vector<std::string> mails = sink.Mails(2);
         ASSERT_EQ(2u, mails.size());
         EXPECT_NE(std::string::npos, mails[0].find("Subject: Alarm 6 on 4711-42\n"));
@@ -231,9 +247,9 @@ TEST(MailProcess, UndeliveredMailStaysQueuedAndNeverHoldsUpClients) {
     ASSERT_NO_FATAL_FAILURE(ConnectPort(client));
     ASSERT_NO_FATAL_FAILURE(LogOn(client, "level=\"Service\" userId=\"u\"", nullptr));
     int runs = CountOccurrences(m.BoardLog(), "omta -q");
-    ASSERT_TRUE(m.ctl->SendFrame(NewAlarm(504, 3, "Stalled")));
+    ASSERT_TRUE(m.ctl->SendFrame(m.NewAlarm(3, "Stalled")));
     ASSERT_TRUE(WaitForBoard(m, "omta -q", runs + 1));
-    ASSERT_TRUE(m.ctl->SendFrame(NewAlarm(505, 8, "Meanwhile")));
+    ASSERT_TRUE(m.ctl->SendFrame(m.NewAlarm(8, "Meanwhile")));
     std::string line;
     ASSERT_TRUE(SkipTo(client, "<Message><AlarmEvent event=\"Activated\" type=\"8\"", line));
     EXPECT_EQ(1u, m.Queued()) << "the queue run is still waiting for the server";
@@ -250,7 +266,7 @@ TEST(MailProcess, UndeliveredMailStaysQueuedAndNeverHoldsUpClients) {
 TEST(MailProcess, NoAccountsNothingQueued) {
     MailGateway m(1);
     ASSERT_NO_FATAL_FAILURE(m.Start(1, ""));
-    ASSERT_TRUE(m.ctl->SendFrame(NewAlarm(502, 6, "Pump dry")));
+    ASSERT_TRUE(m.ctl->SendFrame(m.NewAlarm(6, "Pump dry")));
     ASSERT_TRUE(WaitForLog(*m.env, "SendMail...", kWaitMs));
     EXPECT_EQ(std::string::npos, DebugLog(*m.env).find("OxEMailTask: enqueued"));
     EXPECT_EQ(std::string::npos, m.BoardLog().find("omta"));

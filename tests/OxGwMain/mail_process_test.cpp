@@ -197,6 +197,7 @@ TEST(MailProcess, AlarmsAndStatusReportRoutedPerAccount) {
         EXPECT_NE(std::string::npos, mails[i + 2].find(routed[i][1])) << mails[i + 2];
     }
     EXPECT_EQ(0u, m.Queued());
+    EXPECT_EQ(1, CountOccurrences(DebugLog(*m.env), "OxEMailTask: Email #2 status dump"));
     // The server's line of the queue's configuration names the account's.
     EXPECT_EQ("# queue of the board\nSMTPserver = " + m.smtp + "\n",
               m.env->Box().ReadFile("/etc/omta.conf"));

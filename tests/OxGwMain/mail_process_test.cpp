@@ -204,14 +204,16 @@ TEST(MailProcess, AlarmsAndStatusReportRoutedPerAccount) {
     StopGateway(*m.gw);
 }
 
-// An account that dials up first. No server takes the mail: the queue keeps
+// An account that dials up first, and a status account that waits for its
+// machine. No server takes the mail: the queue keeps
 // it, is trimmed and repaired, and the next run after the next alarm
 // delivers both. Then the server stalls:
 // clients still get their events while the queue run waits.
 TEST(MailProcess, UndeliveredMailStaysQueuedAndNeverHoldsUpClients) {
     MailGateway m(1);
     ASSERT_NO_FATAL_FAILURE(
-        m.Start(1, Account(m.smtp, "ops@plant;", "1-9", "emailType=\"Alarm\" dialUp=\"true\"")));
+        m.Start(1, Account(m.smtp, "ops@plant;", "1-9", "emailType=\"Alarm\" dialUp=\"true\"") +
+                       Account(m.smtp, "status@plant;", "", "emailType=\"Status\"")));
     ASSERT_TRUE(m.ctl->SendFrame(m.NewAlarm(6, "Pump dry")));
     ASSERT_TRUE(WaitForBoard(m, "repareQueue", 1)) << m.BoardLog();
     EXPECT_EQ(1u, m.Queued());
@@ -261,6 +263,9 @@ TEST(MailProcess, UndeliveredMailStaysQueuedAndNeverHoldsUpClients) {
     // The account dialled up for each of its four alarms and hung up behind.
     EXPECT_EQ(4, CountOccurrences(m.BoardLog(), "wvdial hmras\nifconfig ppp0\n"));
     EXPECT_EQ(4, CountOccurrences(m.BoardLog(), "wvdial hung up\n"));
+    // Without the machine on port 3 the status timer waits, every 5 s.
+    EXPECT_LE(2, CountOccurrences(DebugLog(*m.env), "OxEMailTask: Email #1 wating for serialno"));
+    EXPECT_EQ(std::string::npos, DebugLog(*m.env).find("status dump"));
 }
 
 // Without accounts an alarm queues nothing.

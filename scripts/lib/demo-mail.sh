@@ -13,14 +13,16 @@ demo_mail_start() {
     ln -sf "$PWD/tools/board/repareQueue" "$root/usr/bin/repareQueue"
     timeout $(($3 + 20)) /usr/bin/python3 tools/smtpsink.py "$ip" "$port" "$demo_mail_dir" \
         >"$root/smtpsink.log" 2>&1 &
+    demo_mail_pid=$!
     local account="<Email SMTP=\"$ip:$port\" Name=\"Line 4\" From=\"line4@plant\" To=\"shift@plant;service@plant;\" Subject=\"Alarm !ALARMTYPE on line 4 (!SERNO)\" Message=\"!ALARMTEXT!NLat !TIME on !COMPUTERNAME, gateway !VERSION\" MAPI=\"\" AlarmType=\"201-202\" accessLevel=\"User\" dialUp=\"false\" active=\"true\" emailType=\"Alarm\" updateTime=\"0\"/>"
     sed -i "s|</Configuration>|$account</Configuration>|" "$root/etc/torc2/oxgwcfg.xml"
     echo "== SMTP server (tools/smtpsink.py) on $ip:$port; alarm types 201-202 are mailed there"
 }
 
-# demo_mail_show: prints the first mail the server received.
+# demo_mail_show: stops the server and prints the first mail it received.
 demo_mail_show() {
     local first
+    kill "$demo_mail_pid" 2>/dev/null
     first=$(ls "$demo_mail_dir"/*.eml 2>/dev/null | head -n 1)
     if [ -z "$first" ]; then
         echo "== no mail arrived at the SMTP server"

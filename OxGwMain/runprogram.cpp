@@ -165,6 +165,24 @@ bool RunProgram::WaitForTermination(unsigned int seconds, int* exitCode) {
     }
 }
 
+bool RunProgram::WaitForEnd(unsigned int seconds, int* exitCode) {
+    for (unsigned long step = 0;; ++step) {
+        ACE_exitcode status = 0;
+        pid_t pid = getpid() == ACE_INVALID_PID ? -1 : wait(&status, WNOHANG);
+        if (pid == -1)
+            return false;
+        if (pid != 0) {
+            if (exitCode != nullptr)
+                *exitCode = status;
+            child_id_ = ACE_INVALID_PID;
+            return true;
+        }
+        if (step >= static_cast<unsigned long>(seconds) * 10)
+            return false;
+        SleepMs(100);
+    }
+}
+
 bool RunProgram::WriteStdin(const char* text) {
     ssize_t written = ACE_OS::write(stdin_[1], text, strlen(text));
     if (written == -1) {

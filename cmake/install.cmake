@@ -109,6 +109,13 @@ endif()
 find_program(OXGW_DPKG_SHLIBDEPS dpkg-shlibdeps)
 if(OXGW_DPKG_SHLIBDEPS AND NOT CMAKE_CROSSCOMPILING)
   set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS ON)
+else()
+  # Cross-built: the board's libraries are not known to dpkg here. ACE's
+  # package is named for the version of the library linked (libACE-7.0.8.so).
+  get_filename_component(oxgw_ace_real ${ACE_LIBRARY} REALPATH)
+  get_filename_component(oxgw_ace_real ${oxgw_ace_real} NAME)
+  string(REGEX MATCH "[0-9]+\\.[0-9]+\\.[0-9]+" oxgw_ace_version "${oxgw_ace_real}")
+  set(CPACK_DEBIAN_PACKAGE_DEPENDS "libace-${oxgw_ace_version}, libc6, libgcc-s1, libstdc++6")
 endif()
 # The configuration is the operator's: an upgrade keeps a changed file.
 file(WRITE ${CMAKE_BINARY_DIR}/packaging/conffiles "${OXGW_INSTALL_CONFDIR}/oxgwcfg.xml\n")

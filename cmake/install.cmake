@@ -63,7 +63,9 @@ endforeach()
 file(MAKE_DIRECTORY ${CMAKE_BINARY_DIR}/man)
 add_custom_target(manpages ALL DEPENDS ${oxgw_man_pages})
 
-# Everything the package holds, without the tests: scripts/package builds this.
+# Everything the package holds, without the tests: scripts/package builds this,
+# and installing (or packaging, which installs) builds no more than that.
+set(CMAKE_SKIP_INSTALL_ALL_DEPENDENCY ON)
 add_custom_target(installables DEPENDS oxgw manpages)
 foreach(tool torcsim oxclient gwayclient)
   if(TARGET ${tool})

@@ -1,9 +1,7 @@
 #!/usr/bin/env bash
-# Builds the Debian package from a build tree, unpacks it with dpkg -x into a
-# scratch root, checks what it holds and starts the gateway found there on the
-# packaged configuration: it must listen, and stop cleanly on SIGINT, the
-# unit's stop signal. Usage: install_test.sh BUILD_DIR [TRUE if cross-built,
-# then the programs are not run] (exit 77: no dpkg-deb).
+# Packs a build tree with CPack, unpacks the .deb with dpkg -x into a scratch root, checks
+# its files and runs its gateway on the packaged configuration, stopped by SIGINT as the
+# unit does. install_test.sh BUILD_DIR [TRUE: cross-built, run nothing] (77: no dpkg-deb)
 set -uo pipefail
 command -v dpkg-deb >/dev/null && command -v cpack >/dev/null || exit 77
 build=$1 scratch=$(mktemp -d /tmp/oxgw-package-XXXXXX) gw= failures=0
@@ -15,12 +13,12 @@ deb=$(echo "$scratch"/out/*.deb) root=$scratch/root
 dpkg-deb -x "$deb" "$root" && dpkg-deb -e "$deb" "$scratch/control" || exit 1
 
 # kind (x program, f file, d folder, z manual page) and path
-expect=(x usr/sbin/oxgw x usr/bin/torcsim x usr/bin/oxclient f etc/torc2/oxgwcfg.xml
-    f lib/systemd/system/oxgw.service d var/log/debug d var/log/oxgw f usr/share/oxgw/worlds/line.oxw
-    f usr/share/oxgw/worlds/line.oxs f usr/share/oxgw/languages/oxgw_english.ucs
-    z usr/share/man/man8/oxgw.8.gz z usr/share/man/man1/torcsim.1.gz
-    z usr/share/man/man1/oxclient.1.gz f usr/share/doc/oxgw/README.md)
-[ -x "$build/gwayclient" ] && expect+=(x usr/bin/gwayclient z usr/share/man/man1/gwayclient.1.gz)
+s=usr/share m=usr/share/man
+expect=(x usr/sbin/oxgw x usr/bin/torcsim x usr/bin/oxclient f etc/torc2/oxgwcfg.xml d var/log/debug
+    d var/log/oxgw f lib/systemd/system/oxgw.service f $s/oxgw/worlds/line.oxw f $s/oxgw/worlds/line.oxs
+    f $s/oxgw/languages/oxgw_english.ucs f $s/doc/oxgw/README.md z $m/man8/oxgw.8.gz
+    z $m/man1/torcsim.1.gz z $m/man1/oxclient.1.gz)
+[ -x "$build/gwayclient" ] && expect+=(x usr/bin/gwayclient z $m/man1/gwayclient.1.gz)
 for ((i = 0; i < ${#expect[@]}; i += 2)); do
     path=$root/${expect[i + 1]}
     case ${expect[i]} in
@@ -47,14 +45,13 @@ sed -i "s/<Network port=\"[0-9]*\"/<Network port=\"$port\"/" "$root/etc/torc2/ox
 OXGW_ROOT=$root OXGW_APPLICATION_IP=127.88.$(($$ / 250 % 250)).$(($$ % 250 + 2)) \
     "$root$exec" --silent >"$scratch/stdout" 2>"$scratch/stderr" &
 gw=$!
-for ((i = 0; i < 100; i++)); do grep -qs "Listening on socket port $port\." "$log" && break; sleep 0.1; done
-grep -qs "Listening on socket port $port\." "$log" || fail "no listening socket: $(cat "$log" 2>&1)"
+timeout 10 bash -c "until grep -qs 'Listening on socket port $port\.' $log; do sleep 0.1; done" ||
+    fail "no listening socket: $(cat "$log" 2>&1)"
 (exec 3<>"/dev/tcp/127.0.0.1/$port") 2>/dev/null || fail "client port $port takes no connection"
-kill -INT $gw
-wait $gw
+kill -INT $gw && wait $gw
 code=$? gw=
 [ $code -eq 0 ] || fail "gateway ended with $code on SIGINT: $(cat "$scratch/stderr")"
 grep -q "SIGINT received, shutting down!" "$log" || fail "no orderly stop in the log"
-# --silent keeps the debug print off stdout; the print task's farewell is all there is.
+# --silent: no debug print on stdout, only the print task's farewell.
 grep -qvx "Testprint task terminates\." "$scratch/stdout" && fail "stdout: $(head -c 300 "$scratch/stdout")"
 [ $failures -eq 0 ] && echo "${deb##*/}: all checks passed"

@@ -64,7 +64,7 @@ oxgw_arm_ace() {
 
 oxgw_arm_configure() {  # oxgw_arm_configure DIR
     cmake -S . -B "$1" -DCMAKE_TOOLCHAIN_FILE="$PWD/cmake/armhf-toolchain.cmake" \
-        -DOXGW_ARMHF_SYSROOT="$OXGW_ARM_SYSROOT" -DCMAKE_BUILD_TYPE=RelWithDebInfo \
+        -DOXGW_ARMHF_SYSROOT="$OXGW_ARM_SYSROOT" -DCMAKE_BUILD_TYPE=RelWithDebInfo -DCMAKE_INSTALL_PREFIX=/usr \
         -DOXGW_BENCH=OFF >/dev/null
 }
 

@@ -12,13 +12,16 @@ cpack -G DEB --config "$build/CPackConfig.cmake" -B "$scratch/out" >"$scratch/lo
 deb=$(echo "$scratch"/out/*.deb) root=$scratch/root
 dpkg-deb -x "$deb" "$root" && dpkg-deb -e "$deb" "$scratch/control" || exit 1
 
+# The unit starts the packaged server: the prefix of the rest (/usr, or what the build chose).
+unit=$root/lib/systemd/system/oxgw.service
+exec=$(sed -n 's/^ExecStart=\([^ ]*\).*/\1/p' "$unit" 2>/dev/null)
+p=${exec#/} p=${p%/sbin/oxgw} s=${p}/share m=${p}/share/man
 # kind (x program, f file, d folder, z manual page) and path
-s=usr/share m=usr/share/man
-expect=(x usr/sbin/oxgw x usr/bin/torcsim x usr/bin/oxclient f etc/torc2/oxgwcfg.xml d var/log/debug
+expect=(x $p/sbin/oxgw x $p/bin/torcsim x $p/bin/oxclient f etc/torc2/oxgwcfg.xml d var/log/debug
     d var/log/oxgw f lib/systemd/system/oxgw.service f $s/oxgw/worlds/line.oxw f $s/oxgw/worlds/line.oxs
     f $s/oxgw/languages/oxgw_english.ucs f $s/doc/oxgw/README.md z $m/man8/oxgw.8.gz
     z $m/man1/torcsim.1.gz z $m/man1/oxclient.1.gz)
-[ -x "$build/gwayclient" ] && expect+=(x usr/bin/gwayclient z $m/man1/gwayclient.1.gz)
+[ -x "$build/gwayclient" ] && expect+=(x $p/bin/gwayclient z $m/man1/gwayclient.1.gz)
 for ((i = 0; i < ${#expect[@]}; i += 2)); do
     path=$root/${expect[i + 1]}
     case ${expect[i]} in
@@ -28,12 +31,9 @@ for ((i = 0; i < ${#expect[@]}; i += 2)); do
     z) gzip -dc "$path" 2>/dev/null | grep -q '^\.TH ' ;;
     esac || fail "missing or bad: ${expect[i + 1]}"
 done
-unit=$root/lib/systemd/system/oxgw.service
 for line in After=network-online.target KillSignal=SIGINT Restart=on-failure "LogsDirectory=debug oxgw"; do
     grep -qx "$line" "$unit" || fail "unit lacks $line"
 done
-exec=$(sed -n 's/^ExecStart=\([^ ]*\).*/\1/p' "$unit")
-[ -x "$root$exec" ] || fail "unit starts $exec, which the package does not hold"
 grep -qx /etc/torc2/oxgwcfg.xml "$scratch/control/conffiles" || fail "configuration is no conffile"
 grep -q '^Depends:.*libace' "$scratch/control/control" || fail "no dependency on ACE"
 

@@ -40,7 +40,8 @@ grep -q '^Depends:.*libace' "$scratch/control/control" || fail "no dependency on
 [ "${2:-}" = TRUE ] && { [ $failures -eq 0 ] && echo "${deb##*/}: files checked"; exit $failures; }
 # The gateway as the unit starts it, below OXGW_ROOT, with the client port
 # moved to a free one and the machine looked for on a loopback address of its own.
-port=$((20000 + $$ % 20000)) log=$root/var/log/debug/oxgw.log
+port=$(python3 -c 'import socket; s = socket.socket(); s.bind(("", 0)); print(s.getsockname()[1])')
+log=$root/var/log/debug/oxgw.log
 sed -i "s/<Network port=\"[0-9]*\"/<Network port=\"$port\"/" "$root/etc/torc2/oxgwcfg.xml"
 OXGW_ROOT=$root OXGW_APPLICATION_IP=127.88.$(($$ / 250 % 250)).$(($$ % 250 + 2)) \
     "$root$exec" --silent >"$scratch/stdout" 2>"$scratch/stderr" &

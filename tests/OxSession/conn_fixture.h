@@ -72,7 +72,7 @@ class RecordingSession : public OxSession {
     void UpdatedObject(const OXObject& object) override { events.push_back(Event("upd", object)); }
     void DeletedObject(const OXObject& object) override { events.push_back(Event("del", object)); }
     void DownloadProgress(OxDownload::tagDownloadState state) override {
-        downloads.push_back(OxDownload::GetStateText(state));
+        downloads.push_back(state);
     }
 
     static std::string Event(const std::string& kind, const OXObject& object) {
@@ -82,7 +82,7 @@ class RecordingSession : public OxSession {
     std::vector<tagOxConnState> modes;
     std::vector<std::string> prints;
     std::vector<std::string> events;
-    std::vector<std::string> downloads;
+    std::vector<OxDownload::tagDownloadState> downloads;
 };
 
 // Someone waiting for the result of an exe command.

@@ -25,9 +25,16 @@ SocketWriter::~SocketWriter() {
         reactor.cancel_timer(timerId);
     // Pending write notifications must not reach a destroyed writer.
     reactor.purge_pending_notifications(this);
-    delete[] current;
+    ReleaseAll();
+}
+
+void SocketWriter::ReleaseAll() {
+    ReleaseBuffer(current);
+    current = nullptr;
+    currentLength = 0;
     for (SocketTransmitData& entry : list)
         ReleaseBuffer(entry.data);
+    list.clear();
 }
 
 void SocketWriter::SetSocketId(int id, const std::string& name) {
@@ -51,16 +58,23 @@ void SocketWriter::Send(const void* data, unsigned length) {
 }
 
 void SocketWriter::SendData(char* data, unsigned length) {
-    list.push_back({data, length});
-    if (list.size() == 1 && current == nullptr) {
+    bool first;
+    size_t queued;
+    {
+        std::lock_guard<std::mutex> guard(queueMutex);
+        list.push_back({data, length});
+        queued = list.size();
+        first = queued == 1 && current == nullptr;
+    }
+    if (first) {
         // The first buffer asks for a write turn; later ones ride on it.
         if (reactor.notify(this, ACE_Event_Handler::WRITE_MASK) == -1) {
-            TestPrintF(4, "%.40s(%d): Internal initial notification error!\n", socketName.c_str(),
+            TestPrintF(4, "%s(%d): Internal initial notification error!\n", socketName.c_str(),
                        socketId);
             reactor.remove_handler(this, ACE_Event_Handler::WRITE_MASK);
         }
-    } else if (listMax != 0 && list.size() >= listMax) {
-        TestPrintF(4, "%.40s(%d): Connection slow, restart connection ListMax=%d!\n",
+    } else if (listMax != 0 && queued >= listMax) {
+        TestPrintF(4, "%s(%d): Connection slow, restart connection ListMax=%d!\n",
                    socketName.c_str(), socketId, static_cast<int>(listMax));
         reactor.remove_handler(this, ACE_Event_Handler::WRITE_MASK);
     }
@@ -78,72 +92,82 @@ int SocketWriter::handle_output(ACE_HANDLE) {
         return -1;
     if (timerId != -1)
         return 0;
-    if (list.empty() && current == nullptr) {
-        TestPrintF(debugMask, "%.40s(%d): SocketWriter::handle_output(empty)\n", socketName.c_str(),
-                   socketId);
-        return 0;
-    }
-    if (current == nullptr) {
-        current = list.front().data;
-        currentLength = list.front().length;
-        list.pop_front();
+    {
+        std::lock_guard<std::mutex> guard(queueMutex);
+        if (list.empty() && current == nullptr) {
+            TestPrintF(debugMask, "%s(%d): SocketWriter::handle_output(empty)\n",
+                       socketName.c_str(), socketId);
+            return 0;
+        }
+        if (current == nullptr) {
+            current = list.front().data;
+            currentLength = list.front().length;
+            list.pop_front();
+        }
     }
     ssize_t sent = socket.send(current, currentLength, MSG_NOSIGNAL | MSG_DONTWAIT);
     if (sent < 0) {
         ++retryCount;
         if (errno == EWOULDBLOCK)
-            TestPrintF(debugMask, "%.40s(%d): SocketWriter::handle_output(EWOULDBLOCK)\n",
+            TestPrintF(debugMask, "%s(%d): SocketWriter::handle_output(EWOULDBLOCK)\n",
                        socketName.c_str(), socketId);
         else
-            TestPrintF(debugMask, "%.40s(%d): Client is not responding %d times!\n",
+            TestPrintF(debugMask, "%s(%d): Client is not responding %d times!\n",
                        socketName.c_str(), socketId, retryCount);
         if (retryInterval * retryCount <= timeout) {
             timerId = reactor.schedule_timer(this, nullptr, ACE_Time_Value(retryInterval),
                                              ACE_Time_Value::zero);
             if (timerId == -1) {
-                TestPrintF(4, "%.40s(%d): can't register timer with reactor!\n", socketName.c_str(),
+                TestPrintF(4, "%s(%d): can't register timer with reactor!\n", socketName.c_str(),
                            socketId);
                 closed = true;
                 return -1;
             }
             return 0;
         }
-        TestPrintF(4, "%.40s(%d): Client is not responding. Closing connection!\n",
-                   socketName.c_str(), socketId);
+        TestPrintF(4, "%s(%d): Client is not responding. Closing connection!\n", socketName.c_str(),
+                   socketId);
         reactor.remove_handler(this, ACE_Event_Handler::WRITE_MASK);
         closed = true;
         return -1;
     }
     retryCount = 0;
     sentBytes += currentLength;
-    if (static_cast<unsigned>(sent) == currentLength) {
-        ReleaseBuffer(current);
-        current = nullptr;
-        currentLength = 0;
-    } else {
-        memmove(current, current + sent, currentLength - static_cast<unsigned>(sent));
-        currentLength -= static_cast<unsigned>(sent);
+    bool more;
+    {
+        std::lock_guard<std::mutex> guard(queueMutex);
+        if (static_cast<unsigned>(sent) == currentLength) {
+            ReleaseBuffer(current);
+            current = nullptr;
+            currentLength = 0;
+        } else {
+            memmove(current, current + sent, currentLength - static_cast<unsigned>(sent));
+            currentLength -= static_cast<unsigned>(sent);
+        }
+        more = !list.empty() || current != nullptr;
     }
-    if (!list.empty() || current != nullptr)
-        Notify("%.40s(%d): Internal re-notification error!\n");
+    if (more)
+        Notify("%s(%d): Internal re-notification error!\n");
     return 0;
 }
 
 int SocketWriter::handle_timeout(const ACE_Time_Value&, const void*) {
     timerId = -1;
-    Notify("%.40s(%d): Internal timeout notification error!\n");
+    Notify("%s(%d): Internal timeout notification error!\n");
     return 0;
 }
 
 int SocketWriter::handle_close(ACE_HANDLE handle, ACE_Reactor_Mask mask) {
-    TestPrintF(debugMask, "%.40s(%d): SocketWriter::handle_close\n", socketName.c_str(), socketId);
+    TestPrintF(debugMask, "%s(%d): SocketWriter::handle_close\n", socketName.c_str(), socketId);
     closed = true;
     owner.handle_close(handle, mask);
     return -1;
 }
 
 void SocketWriter::Reset() {
-    ReleaseBuffer(current);
+    // The buffer in mid-send is dropped, not released: after a reset in
+    // mid-send a pooled writer's count of blocks in use stays one higher.
+    std::lock_guard<std::mutex> guard(queueMutex);
     current = nullptr;
     currentLength = 0;
     for (SocketTransmitData& entry : list)

@@ -11,6 +11,7 @@
 #include <ace/SOCK_Stream.h>
 
 #include <list>
+#include <mutex>
 #include <sstream>
 #include <string>
 
@@ -50,7 +51,8 @@ class SocketWriter : public SocketWriterInterface, public ACE_Event_Handler {
     void SetTail(const std::string& text) override { tail = text; }
     void SetDebugMask(unsigned long mask) override { debugMask = mask; }
     void SetDetailMask(unsigned long mask) override { detailMask = mask; }
-    // Forgets all queued output.
+    // Forgets all queued output; the buffer in mid-send is dropped without
+    // being released.
     virtual void Reset();
     virtual void ReleaseBuffer(void* buffer);
 
@@ -67,6 +69,11 @@ class SocketWriter : public SocketWriterInterface, public ACE_Event_Handler {
     int handle_close(ACE_HANDLE handle, ACE_Reactor_Mask mask) override;
     ACE_HANDLE get_handle() const override { return socket.get_handle(); }
 
+  protected:
+    int GetSocketId() const { return socketId; }
+    // Releases the current buffer and every queued one through ReleaseBuffer.
+    void ReleaseAll();
+
   private:
     // Asks the reactor for a write turn; on failure gives up the socket.
     void Notify(const char* failure);
@@ -74,6 +81,9 @@ class SocketWriter : public SocketWriterInterface, public ACE_Event_Handler {
     ACE_Reactor& reactor;
     ACE_Event_Handler& owner;
     ACE_SOCK_Stream& socket;
+    // Guards the queue and the buffer in flight: a client session's telnet
+    // relay queues from a thread of its own. No reactor call is made under it.
+    std::mutex queueMutex;
     std::list<SocketTransmitData> list;
     char* current = nullptr;
     unsigned currentLength = 0;

@@ -88,8 +88,11 @@ bool RunProgram::Run(const char* command) {
 
     // The command line is kept in the options for ACE's bookkeeping; the
     // child itself runs it through the shell (see child()).
+    // ACE splits it into words and fails on a line without one: a blank
+    // line, which the shell runs as a no-op, is kept as "sh".
+    bool blank = strspn(command, " \t\r\n") == strlen(command);
     pid_t result = -1;
-    if (options_.command_line("%s", command) == 0)
+    if (options_.command_line("%s", blank ? "sh" : command) == 0)
         result = spawn(options_);
     if (result == -1 || result == -2) {
         TestPrintF(8, "Spawn %.80s failed!\n", command);

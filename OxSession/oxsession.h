@@ -49,6 +49,8 @@ class OxSession : public OXObjectHandler {
     // An object met by a walk over the store at logon; typeInfo: the pass
     // that sends type information, else the pass that sends events.
     virtual void VisitedObject(const OXObject& /*object*/, bool /*typeInfo*/) {}
+    // The download of the connection moved, or was told again.
+    virtual void DownloadProgress(OxDownload::tagDownloadState /*state*/) {}
 
     // Attaches to the connection of a machine port (made if needed).
     void Connect(int port);
@@ -105,8 +107,12 @@ class OxSocketSession : public OxSession, public ACE_Event_Handler, public OxXml
     void DeletedObject(const OXObject& object) override;
     void VisitedObject(const OXObject& object, bool typeInfo) override;
     void TestPrintReceived(const std::string& text) override;
-    // The download state of the connection, as a client sees it at connect.
+    // The download state of the connection, as a client sees it at connect
+    // and at every move of the download.
     void SendDownloadMsg();
+    void DownloadProgress(OxDownload::tagDownloadState state) override;
+    // <Download command="..."/> other than a file copy (oxsession_download.cpp).
+    void OxDownloadMsg(const std::string& command) override;
     // Each message goes out at once: without this, the second of two small
     // messages waits for the client's delayed acknowledgement of the first.
     void SendWithoutDelay();

@@ -95,10 +95,13 @@ TEST_F(Connection, SessionsHearTheStateAtOnceAndAtEveryChange) {
 TEST_F(Connection, RestoringParametersHoldsBackTheRequestForAllObjects) {
     FakeController ctl(ip_, 2001);
     OxConnection conn(1);
-    conn.GetDownload().SetState(OxDownload::DLS_RESTOREPARMS);
+    // A download waiting for the machine's return restores at Connecting.
+    conn.GetDownload().SetRestoreParameters(true);
+    conn.GetDownload().SetState(OxDownload::DLS_WAITCONNECTED2);
     ASSERT_TRUE(ctl.Accept(3000));
     Pump(1500);
     EXPECT_EQ(OXCS_CONNECTING, conn.GetState());
+    EXPECT_EQ(OxDownload::DLS_RESTOREPARMS, conn.GetDownload().GetState());
     EXPECT_TRUE(Quiet(ctl));
 }
 

@@ -2,6 +2,7 @@
 
 #include "oxconf.h"
 #include "oxconn.h"
+#include "oxgway_service.h"
 #include "oxsession.h"
 #include "testprint.h"
 
@@ -55,10 +56,13 @@ void OxService::StartOxService() {
         if (cfg->GetConnectionCfg(port, true).used && connections_[port - 1] == nullptr)
             connections_[port - 1] = OxConnectionMan::Instance()->OxGetConnection(port, true);
     }
-    // The plant host gateway service is started here once it exists.
+    // The gateway service decides for itself whether it is enabled.
+    gwayService = new OxGWayService();
 }
 
 void OxService::StopOxService() {
+    delete gwayService;
+    gwayService = nullptr;
     OxSessionManager::Instance()->DestroyAll();
     for (int i = 0; i < kPorts; ++i) {
         if (connections_[i] != nullptr)

@@ -8,6 +8,7 @@
 
 class OxConfiguration;
 class OxConnection;
+class OxGWayService;
 
 class OxService : public ACE_Event_Handler {
   public:
@@ -22,10 +23,13 @@ class OxService : public ACE_Event_Handler {
     int handle_timeout(const ACE_Time_Value& now, const void* act) override;
 
     OxConnection* GetConnection(int port) const;
+    OxGWayService* GetGWayService() const { return gwayService; }
 
   private:
     OxService();
     OxConnection** connections_;
+    // The plant host gateway; null while the service is stopped.
+    OxGWayService* gwayService = nullptr;
 };
 
 // All open connections, one per port, shared by reference count.

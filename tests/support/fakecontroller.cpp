@@ -27,7 +27,8 @@ bool WaitReadable(int fd, int timeoutMs) {
 }  // namespace
 
 FakeController::FakeController(const std::string& ip, int port) {
-    listenFd_ = socket(AF_INET, SOCK_STREAM, 0);
+    // Not inherited by the gateway a test starts after it.
+    listenFd_ = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
     int on = 1;
     setsockopt(listenFd_, SOL_SOCKET, SO_REUSEADDR, &on, sizeof on);
     sockaddr_in addr = Address(ip, port);

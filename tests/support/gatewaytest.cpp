@@ -20,6 +20,7 @@ GatewayTestEnv::GatewayTestEnv(const GatewayOptions& options)
     for (int port : options.ports)
         config_ += "<ConnectCom port=\"" + std::to_string(port) +
                    "\"><EventLog maxAgeDays=\"30\" logAlarms=\"true\"/></ConnectCom>";
+    config_ += options.gway;
     config_ += options.extraConfig;
     config_ += "</Configuration>";
     if (options.writeConfig)

@@ -17,6 +17,9 @@ struct GatewayOptions {
     // machine text on the console, where a text under nine characters is fatal.
     unsigned long stdoutMask = 0xefff;
     unsigned long logFileMask = 0xffff;
+    // The gateway element, as an installed machine has it (disabled); empty:
+    // none, so that the gateway service adds its default to the file.
+    std::string gway = "<GWay port=\"59355\" enabled=\"false\"/>";
     std::string extraConfig;  // more elements inside <Configuration>
     // Elements at the very start of <Configuration>: an element whose port=
     // must win over the others' stands there.

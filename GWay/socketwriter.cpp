@@ -58,15 +58,22 @@ void SocketWriter::Send(const void* data, unsigned length) {
 }
 
 void SocketWriter::SendData(char* data, unsigned length) {
-    list.push_back({data, length});
-    if (list.size() == 1 && current == nullptr) {
+    bool first;
+    size_t queued;
+    {
+        std::lock_guard<std::mutex> guard(queueMutex);
+        list.push_back({data, length});
+        queued = list.size();
+        first = queued == 1 && current == nullptr;
+    }
+    if (first) {
         // The first buffer asks for a write turn; later ones ride on it.
         if (reactor.notify(this, ACE_Event_Handler::WRITE_MASK) == -1) {
             TestPrintF(4, "%s(%d): Internal initial notification error!\n", socketName.c_str(),
                        socketId);
             reactor.remove_handler(this, ACE_Event_Handler::WRITE_MASK);
         }
-    } else if (listMax != 0 && list.size() >= listMax) {
+    } else if (listMax != 0 && queued >= listMax) {
         TestPrintF(4, "%s(%d): Connection slow, restart connection ListMax=%d!\n",
                    socketName.c_str(), socketId, static_cast<int>(listMax));
         reactor.remove_handler(this, ACE_Event_Handler::WRITE_MASK);
@@ -85,15 +92,18 @@ int SocketWriter::handle_output(ACE_HANDLE) {
         return -1;
     if (timerId != -1)
         return 0;
-    if (list.empty() && current == nullptr) {
-        TestPrintF(debugMask, "%s(%d): SocketWriter::handle_output(empty)\n", socketName.c_str(),
-                   socketId);
-        return 0;
-    }
-    if (current == nullptr) {
-        current = list.front().data;
-        currentLength = list.front().length;
-        list.pop_front();
+    {
+        std::lock_guard<std::mutex> guard(queueMutex);
+        if (list.empty() && current == nullptr) {
+            TestPrintF(debugMask, "%s(%d): SocketWriter::handle_output(empty)\n",
+                       socketName.c_str(), socketId);
+            return 0;
+        }
+        if (current == nullptr) {
+            current = list.front().data;
+            currentLength = list.front().length;
+            list.pop_front();
+        }
     }
     ssize_t sent = socket.send(current, currentLength, MSG_NOSIGNAL | MSG_DONTWAIT);
     if (sent < 0) {
@@ -123,15 +133,20 @@ int SocketWriter::handle_output(ACE_HANDLE) {
     }
     retryCount = 0;
     sentBytes += currentLength;
-    if (static_cast<unsigned>(sent) == currentLength) {
-        ReleaseBuffer(current);
-        current = nullptr;
-        currentLength = 0;
-    } else {
-        memmove(current, current + sent, currentLength - static_cast<unsigned>(sent));
-        currentLength -= static_cast<unsigned>(sent);
+    bool more;
+    {
+        std::lock_guard<std::mutex> guard(queueMutex);
+        if (static_cast<unsigned>(sent) == currentLength) {
+            ReleaseBuffer(current);
+            current = nullptr;
+            currentLength = 0;
+        } else {
+            memmove(current, current + sent, currentLength - static_cast<unsigned>(sent));
+            currentLength -= static_cast<unsigned>(sent);
+        }
+        more = !list.empty() || current != nullptr;
     }
-    if (!list.empty() || current != nullptr)
+    if (more)
         Notify("%s(%d): Internal re-notification error!\n");
     return 0;
 }
@@ -152,6 +167,7 @@ int SocketWriter::handle_close(ACE_HANDLE handle, ACE_Reactor_Mask mask) {
 void SocketWriter::Reset() {
     // The buffer in mid-send is dropped, not released: after a reset in
     // mid-send a pooled writer's count of blocks in use stays one higher.
+    std::lock_guard<std::mutex> guard(queueMutex);
     current = nullptr;
     currentLength = 0;
     for (SocketTransmitData& entry : list)

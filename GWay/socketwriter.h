@@ -11,6 +11,7 @@
 #include <ace/SOCK_Stream.h>
 
 #include <list>
+#include <mutex>
 #include <sstream>
 #include <string>
 
@@ -80,6 +81,9 @@ class SocketWriter : public SocketWriterInterface, public ACE_Event_Handler {
     ACE_Reactor& reactor;
     ACE_Event_Handler& owner;
     ACE_SOCK_Stream& socket;
+    // Guards the queue and the buffer in flight: a client session's telnet
+    // relay queues from a thread of its own. No reactor call is made under it.
+    std::mutex queueMutex;
     std::list<SocketTransmitData> list;
     char* current = nullptr;
     unsigned currentLength = 0;

@@ -15,6 +15,7 @@
 
 #include <ace/INET_Addr.h>
 
+#include <sstream>
 #include <string>
 #include <vector>
 
@@ -71,6 +72,23 @@ class OxConfiguration : public OxXmlParser {
     void OxDialUpCfg(const std::string& phoneBookEntry, const std::string& user,
                      const std::string& password) override;
     void ErrorUpdate(const std::string& text) override;
+
+    // Settings of the board itself, kept outside the configuration file: the
+    // boot environment, resolv.conf, the dial-up files and the clock. The
+    // readers write one message and are false when a needed value cannot be
+    // had; the writers check every value first and change nothing if one is
+    // malformed, and leave a debug line when a step fails.
+    bool ReadIpConfig(std::ostringstream& out);
+    bool ReadLinuxNetConfig(std::ostringstream& out);
+    bool GetTime(std::ostringstream& out);
+    void OxIpCfg(const std::string& ethaddr, const std::string& tftpip, const std::string& ipaddr,
+                 const std::string& netmask, const std::string& gatewayip, const std::string& dhcp,
+                 const std::string& unused1, const std::string& unused2, const std::string& unused3,
+                 const std::string& hostname, const std::string& domain, const std::string& autoDns,
+                 const std::string& primaryDns, const std::string& alternateDns) override;
+    void OxLinuxNetCfg(const std::string& domain, const std::string& nameserver) override;
+    void OxTimeMsg(const std::string& timezone, int year, int month, int day, int hour, int min,
+                   int sec) override;
 
     // Empties the mail accounts before a new set is applied.
     void ClearEmail();

@@ -110,6 +110,8 @@ int OxGwMain(int argc, char** argv) {
         Pause();
         return 1;
     }
+    // The mail thread, and its status timers, before the configuration is read.
+    OxEMailTask::Instance()->open(nullptr);
     // 7.
     OxActiveSessionMan activeSessionMan;
     activeSessionMan.SetPollTimer(1);
@@ -164,8 +166,8 @@ int OxGwMain(int argc, char** argv) {
         reactor->remove_handler(sig, &fallback);
     delete acceptHandler;
     delete TestPrintTask::Instance();
+    OxEMailTask::DeleteInstance();
     OxConfiguration::DeleteInstance();
     OxConnectionMan::DeleteInstance();
-    OxEMailTask::DeleteInstance();
     exit(0);
 }

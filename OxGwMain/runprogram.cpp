@@ -88,8 +88,11 @@ bool RunProgram::Run(const char* command) {
 
     // The command line is kept in the options for ACE's bookkeeping; the
     // child itself runs it through the shell (see child()).
+    // ACE splits it into words and fails on a line without one: a blank
+    // line, which the shell runs as a no-op, is kept as "sh".
+    bool blank = strspn(command, " \t\r\n") == strlen(command);
     pid_t result = -1;
-    if (options_.command_line("%s", command) == 0)
+    if (options_.command_line("%s", blank ? "sh" : command) == 0)
         result = spawn(options_);
     if (result == -1 || result == -2) {
         TestPrintF(8, "Spawn %.80s failed!\n", command);
@@ -159,6 +162,24 @@ bool RunProgram::WaitForTermination(unsigned int seconds, int* exitCode) {
             Terminate();
             return false;
         }
+    }
+}
+
+bool RunProgram::WaitForEnd(unsigned int seconds, int* exitCode) {
+    for (unsigned long step = 0;; ++step) {
+        ACE_exitcode status = 0;
+        pid_t pid = getpid() == ACE_INVALID_PID ? -1 : wait(&status, WNOHANG);
+        if (pid == -1)
+            return false;
+        if (pid != 0) {
+            if (exitCode != nullptr)
+                *exitCode = status;
+            child_id_ = ACE_INVALID_PID;
+            return true;
+        }
+        if (step >= static_cast<unsigned long>(seconds) * 10)
+            return false;
+        SleepMs(100);
     }
 }
 

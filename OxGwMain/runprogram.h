@@ -31,6 +31,9 @@ class RunProgram : public ACE_Process {
     // running then is terminated and the result is false. exitCode gets the
     // raw waitpid status.
     bool WaitForTermination(unsigned int seconds, int* exitCode);
+    // Waits up to seconds for the child's end, in 100 ms steps, and leaves
+    // it running if it has not ended: true (and reaped) when it ended.
+    bool WaitForEnd(unsigned int seconds, int* exitCode);
     // Sends the signal, closes the pipes, lets the next Run make new ones.
     // Non-zero if the signal could not be sent.
     int Kill(int signal);

@@ -12,7 +12,8 @@
 //
 // OxConnection's member functions span files: oxconn.cpp holds the state,
 // the start conversation and what the parser reports, oxconn_commands.cpp
-// the commands to the machine, and oxconn_params.cpp the parameter files.
+// the commands to the machine, oxconn_params.cpp the parameter files and
+// oxconn_download.cpp the software download.
 #pragma once
 
 #include "eventlog.h"
@@ -118,6 +119,18 @@ class OxConnection : public OXObjectHandler {
     void SaveParms(std::string name, std::string where, OxSocketSession* session);
     bool RestoreParms(OXObjectHandler* handler, const char* file);
     bool RestoreParmsCommand(const char* file);
+
+    // The software download (oxconn_download.cpp). A board's report goes to
+    // the board the download is working on; every move of the download is
+    // told to each session. The link of a socket has no part in the transfer:
+    // its bootload control and stop do nothing.
+    void DownloadProgress(int progress, OXPackage::tagPackageUnitId unit,
+                          OXPackage::tagPackageStatus status);
+    void Download();
+    void UpdateSessionDownload(OxDownload::tagDownloadState downloadState);
+    std::string GetBinFilePath(OXPackage::tagPackageUnitId unit) const;
+    void ControlBootload(bool on);
+    void StopDownload();
 
     void SetAutoAttachOnConnect(bool on) { autoAttachOnConnect = on; }
     void SetTestMode(bool on) { testMode = on; }

@@ -102,6 +102,8 @@ OxSocketSession::OxSocketSession()
 }
 
 OxSocketSession::~OxSocketSession() {
+    // The relay's worker writes through this session's writer.
+    EndTransfers();
     if (deleteTimerId != -1)
         ACE_Reactor::instance()->cancel_timer(deleteTimerId);
     delete[] input;

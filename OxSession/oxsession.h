@@ -13,8 +13,9 @@
 // information, the shared checks), oxsession_devices.cpp (devices, outputs,
 // motors), oxsession_functions.cpp (functions, alarm replies, the alarm
 // events of a day), oxsession_files.cpp (parameter files,
-// configuration) and oxsession_setup.cpp (users, processors, session setup,
-// languages).
+// configuration), oxsession_setup.cpp (users, processors, session setup,
+// languages) and oxsession_transfer.cpp (file upload, system commands, the
+// telnet relay).
 #pragma once
 
 #include "oxconn.h"
@@ -25,11 +26,14 @@
 #include <ace/Event_Handler.h>
 #include <ace/SOCK_Stream.h>
 
+#include <fstream>
 #include <list>
 #include <sstream>
 #include <string>
+#include <vector>
 
 class OxActiveSessionMan;
+class Telnet;
 
 class OxSession : public OXObjectHandler {
   public:
@@ -45,6 +49,8 @@ class OxSession : public OXObjectHandler {
     // An object met by a walk over the store at logon; typeInfo: the pass
     // that sends type information, else the pass that sends events.
     virtual void VisitedObject(const OXObject& /*object*/, bool /*typeInfo*/) {}
+    // The download of the connection moved, or was told again.
+    virtual void DownloadProgress(OxDownload::tagDownloadState /*state*/) {}
 
     // Attaches to the connection of a machine port (made if needed).
     void Connect(int port);
@@ -101,8 +107,12 @@ class OxSocketSession : public OxSession, public ACE_Event_Handler, public OxXml
     void DeletedObject(const OXObject& object) override;
     void VisitedObject(const OXObject& object, bool typeInfo) override;
     void TestPrintReceived(const std::string& text) override;
-    // The download state of the connection, as a client sees it at connect.
+    // The download state of the connection, as a client sees it at connect
+    // and at every move of the download.
     void SendDownloadMsg();
+    void DownloadProgress(OxDownload::tagDownloadState state) override;
+    // <Download command="..."/> other than a file copy (oxsession_download.cpp).
+    void OxDownloadMsg(const std::string& command) override;
     // Each message goes out at once: without this, the second of two small
     // messages waits for the client's delayed acknowledgement of the first.
     void SendWithoutDelay();
@@ -133,8 +143,17 @@ class OxSocketSession : public OxSession, public ACE_Event_Handler, public OxXml
     void OxSaveParmsMsg(const std::string& destination, const std::string& file) override;
     void OxRestoreParmsMsg(const std::string& file) override;
     void OxGetConfigMsg() override;
+    // The board's own settings (oxsession_board.cpp).
     void OxGetIpConfigMsg() override;
     void OxGetTimeMsg() override;
+    void OxIpCfg(const std::string& ethaddr, const std::string& tftpip, const std::string& ipaddr,
+                 const std::string& netmask, const std::string& gatewayip, const std::string& dhcp,
+                 const std::string& unused1, const std::string& unused2, const std::string& unused3,
+                 const std::string& hostname, const std::string& domain, const std::string& autoDns,
+                 const std::string& primaryDns, const std::string& alternateDns) override;
+    void OxLinuxNetCfg(const std::string& domain, const std::string& nameserver) override;
+    void OxTimeMsg(const std::string& timezone, int year, int month, int day, int hour, int min,
+                   int sec) override;
     // Configuration elements of a client's <Configuration> message.
     void OxConnectCfg(unsigned port, const std::string& name, unsigned maxAgeDays,
                       bool logAlarms) override;
@@ -143,6 +162,16 @@ class OxSocketSession : public OxSession, public ACE_Event_Handler, public OxXml
     void OxEMailCfg(const OxEMailAccountCfg& account) override;
     void OxDialUpCfg(const std::string& phoneBookEntry, const std::string& user,
                      const std::string& password) override;
+    // File upload, system commands and the telnet relay
+    // (oxsession_transfer.cpp).
+    void OxCopyFileMsg(const std::string& file) override;
+    void OxReadFileMsg(unsigned long position, unsigned long length, const std::string& file,
+                       bool eof, const std::string& data) override;
+    void OxSystemCommandMsg(const std::string& command, int timeout, char linefeed) override;
+    void OxTelnetCommandMsg(const std::string& command, const std::string& data) override;
+    // <Message><Telnet name="text" ></Message>, straight to the writer: the
+    // relay's worker thread calls it.
+    void SendTelnetData(const char* name, const char* text);
 
     // The type information of one parameter, for a client's request.
     void SendTypeInfo(int id);
@@ -201,6 +230,15 @@ class OxSocketSession : public OxSession, public ACE_Event_Handler, public OxXml
     bool fatalError = false;
     long deleteTimerId = -1;
     bool serialNoEnabled = true;
+    // The upload in progress (null when none) and its name.
+    std::ofstream* copyFile = nullptr;
+    std::string copyFileName;
+    Telnet* telnet = nullptr;
+    // Relays replaced by a new "run": no command reaches them any more, but
+    // they are stopped before the session goes.
+    std::vector<Telnet*> oldRelays;
+    // Stops every relay and drops the upload; before the session goes.
+    void EndTransfers();
 };
 
 // The session on a connection that this program opened itself.

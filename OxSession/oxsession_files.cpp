@@ -1,7 +1,6 @@
 // Client commands on files and configuration: save and restore parameter
-// files, read the configuration file, the board's network and time settings,
-// and the elements of a <Configuration> message, which go to the
-// configuration store.
+// files, read the configuration file, and the elements of a <Configuration>
+// message, which go to the configuration store.
 #include "oxconf.h"
 #include "oxsession.h"
 #include "testprint.h"
@@ -27,7 +26,14 @@ void OxSocketSession::OxGetConfigMsg() {
     if (IsClosing())
         return;
     TestPrintF(0, "OxSocketSession::OxGetConfigMsg\n");
-    // The board's network settings go first once the board settings exist.
+    // The board's network and dial-up settings go first; without them the
+    // configuration is not sent either.
+    std::ostringstream net;
+    if (!OxConfiguration::Instance()->ReadLinuxNetConfig(net)) {
+        SendError("Cannot send Linux network configuration!");
+        return;
+    }
+    Send(net);
     std::ifstream in(OxConfiguration::Instance()->MakeAbsPath("/etc/torc2/oxgwcfg.xml"));
     if (!in.is_open()) {
         SendError("Cannot open configuration!");
@@ -36,18 +42,6 @@ void OxSocketSession::OxGetConfigMsg() {
     std::ostringstream text;
     text << in.rdbuf();
     Send(text.str());
-}
-
-// The board's network and time settings are not read yet: the client gets
-// the failure reply of each.
-void OxSocketSession::OxGetIpConfigMsg() {
-    if (!IsClosing())
-        SendError("Get ip configuration failed!");
-}
-
-void OxSocketSession::OxGetTimeMsg() {
-    if (!IsClosing())
-        SendError("Get Time failed!");
 }
 
 void OxSocketSession::OxConnectCfg(unsigned port, const std::string& name, unsigned, bool) {

@@ -109,7 +109,9 @@ int TimerImpl::Instances() {
 
 void TimerImpl::Schedule() {
     // One-shot: no interval. A periodic user starts again from Update.
-    ACE_Time_Value delay(0, ms_ * 1000);  // normalised into seconds
+    // Seconds and microseconds apart: ms * 1000 would overflow a 32-bit long
+    // (the board's) from about 36 minutes on.
+    ACE_Time_Value delay(ms_ / 1000, (ms_ % 1000) * 1000);
     timerId_ = timerProactor_.schedule_timer(*this, nullptr, delay);
     if (timerId_ == -1) {
         TestPrintF(4, "Timer: schedule_timer failed\n");

@@ -190,9 +190,12 @@ void OxGWaySession::COMDisconnected(bool machineLost) {
     comConnected = false;
     runningTasks.clear();
     if (!machineLost) {
-        for (OXObject* observed : {systemState2, inputSensor1, inputSensor2})
-            if (observed != nullptr)
-                observed->Detach(this);
+        const std::pair<OXObject*, long> observed[] = {{systemState2, kSystemState2Id},
+                                                       {inputSensor1, kInputSensor1Id},
+                                                       {inputSensor2, kInputSensor2Id}};
+        for (const auto& entry : observed)
+            if (OXObject* object = Live(entry.first, entry.second))
+                object->Detach(this);
     } else {
         for (auto& entry : dataSets)
             entry.second->COMDisconnected();
@@ -217,10 +220,19 @@ void OxGWaySession::Reset() {
     }
 }
 
+OXObject* OxGWaySession::Live(OXObject* object, long id) const {
+    // A store that fell out of step is emptied before the connection leaves
+    // the state Connected: a pointer kept since then may name a gone object.
+    if (object == nullptr || GetConnection() == nullptr)
+        return nullptr;
+    return GetConnection()->GetObjectManager().Lookup(id) == object ? object : nullptr;
+}
+
 int OxGWaySession::GetMState() {
-    if (systemState == nullptr)
+    OXObject* state = Live(systemState, kSystemStateId);
+    if (state == nullptr)
         return 4;
-    switch (systemState->GetEnum("Value")) {
+    switch (state->GetEnum("Value")) {
         case 0:
             return 1;
         case 1:

@@ -83,6 +83,8 @@ class OxGWaySession : public OxSession,
 
   private:
     void AddHandlers();
+    // The object if the machine's store still holds it under its id.
+    OXObject* Live(OXObject* object, long id) const;
 
     OxGWayAcceptor* acceptor = nullptr;
     ACE_INET_Addr peerAddress;

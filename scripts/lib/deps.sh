@@ -1,7 +1,7 @@
 # Installs the Debian packages the project needs, when they are missing.
 # Sourced by scripts/test and scripts/demo.
 OXGW_PACKAGES=(cmake make g++ libace-dev libgtest-dev libgmock-dev libbenchmark-dev byacc clang python3
-               netcat-openbsd)
+               netcat-openbsd python3-aiosmtpd)
 
 oxgw_install_deps() {
     local missing=()

@@ -71,6 +71,9 @@ class RecordingSession : public OxSession {
     void NewObject(const OXObject& object) override { events.push_back(Event("new", object)); }
     void UpdatedObject(const OXObject& object) override { events.push_back(Event("upd", object)); }
     void DeletedObject(const OXObject& object) override { events.push_back(Event("del", object)); }
+    void DownloadProgress(OxDownload::tagDownloadState state) override {
+        downloads.push_back(state);
+    }
 
     static std::string Event(const std::string& kind, const OXObject& object) {
         return kind + " " + std::to_string(object.GetObjectId());
@@ -79,6 +82,7 @@ class RecordingSession : public OxSession {
     std::vector<tagOxConnState> modes;
     std::vector<std::string> prints;
     std::vector<std::string> events;
+    std::vector<OxDownload::tagDownloadState> downloads;
 };
 
 // Someone waiting for the result of an exe command.

@@ -10,8 +10,11 @@
 namespace fs = std::filesystem;
 
 Sandbox::Sandbox() {
-    char tmpl[] = "/tmp/oxgw-test-XXXXXX";
-    char* dir = mkdtemp(tmpl);
+    // Below $TMPDIR when it is set (the armhf tests under qemu-user use tmpfs).
+    const char* tmp = std::getenv("TMPDIR");
+    std::string tmpl =
+        std::string(tmp != nullptr && *tmp != '\0' ? tmp : "/tmp") + "/oxgw-test-XXXXXX";
+    char* dir = mkdtemp(tmpl.data());
     if (dir == nullptr)
         throw std::runtime_error("mkdtemp failed");
     root_ = dir;

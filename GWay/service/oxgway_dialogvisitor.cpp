@@ -17,10 +17,11 @@ constexpr long kMachineId = 100;
 }  // namespace
 
 OXDialogVisitor::OXDialogVisitor(OxGWayDataSet& staticSet, OxGWayDataSet& measure,
-                                 const OxGWayRunningTasks* runningTasks,
+                                 OXObjectManager& objects, const OxGWayRunningTasks* runningTasks,
                                  const std::string& serverIp, OxConnection* connection)
     : staticSet(staticSet),
       measure(measure),
+      objects(objects),
       runningTasks(runningTasks),
       serverIp(serverIp),
       connection(connection) {
@@ -84,14 +85,14 @@ void OXDialogVisitor::Visit(OXComplexObject* object) {
     staticSet.Insert(*help);
 
     snprintf(name, sizeof name, "Task %d Allowed", number);
-    measure.Insert(*new OxGWayParTaskAllowed(base, name, "-4.1", object, runningTasks));
+    measure.Insert(*new OxGWayParTaskAllowed(base, name, "-4.1", object, objects, runningTasks));
     snprintf(name, sizeof name, "Task %d Actions", number);
     auto* actions =
         new OxGWayParVariable(base + 1, name, "-4.1", "", "0 chars", "100 chars", "ASCII String");
     actions->SetValue(canAbort ? "Start,Stop" : "Start");
     measure.Insert(*actions);
     snprintf(name, sizeof name, "Task %d State", number);
-    auto* state = new OxGWayParTaskState(base + 2, name, "-4.1", object);
+    auto* state = new OxGWayParTaskState(base + 2, name, "-4.1", object, objects);
     measure.Insert(*state);
     snprintf(name, sizeof name, "Task %d Execute", number);
     measure.Insert(*new OxGWayParTaskExecute(

@@ -18,7 +18,7 @@ class OXDialogVisitor : public OXObjectVisitor {
     // The most tasks a table holds.
     static constexpr int kMaxTasks = 30;
 
-    OXDialogVisitor(OxGWayDataSet& staticSet, OxGWayDataSet& measure,
+    OXDialogVisitor(OxGWayDataSet& staticSet, OxGWayDataSet& measure, OXObjectManager& objects,
                     const OxGWayRunningTasks* runningTasks, const std::string& serverIp,
                     OxConnection* connection);
     void Visit(OXComplexObject* object) override;
@@ -33,6 +33,7 @@ class OXDialogVisitor : public OXObjectVisitor {
   private:
     OxGWayDataSet& staticSet;
     OxGWayDataSet& measure;
+    OXObjectManager& objects;
     const OxGWayRunningTasks* runningTasks;
     std::string serverIp;
     OxConnection* connection;

@@ -44,8 +44,12 @@ constexpr int kAccessCodeBase = 4;
 }  // namespace
 
 OxGWayParObserved::OxGWayParObserved(unsigned id, const std::string& name,
-                                     const std::string& access, OXObject* object)
-    : OxGWayParameter(id, name, access), object(object) {
+                                     const std::string& access, long objectId,
+                                     OXObjectManager& objects)
+    : OxGWayParameter(id, name, access),
+      object(objects.Lookup(objectId)),
+      objectId(objectId),
+      objects(objects) {
     if (object != nullptr)
         object->Attach(this);
     else
@@ -53,8 +57,13 @@ OxGWayParObserved::OxGWayParObserved(unsigned id, const std::string& name,
 }
 
 OxGWayParObserved::~OxGWayParObserved() {
-    if (object != nullptr)
-        object->Detach(this);
+    COMDisconnected();
+}
+
+OXObject* OxGWayParObserved::Live() {
+    if (object != nullptr && objects.Lookup(objectId) != object)
+        object = nullptr;
+    return object;
 }
 
 void OxGWayParObserved::Update(OXObject* subject) {
@@ -63,14 +72,17 @@ void OxGWayParObserved::Update(OXObject* subject) {
 }
 
 void OxGWayParObserved::COMDisconnected() {
-    if (object != nullptr)
+    if (Live() != nullptr)
         object->Detach(this);
     object = nullptr;
 }
 
 void OxGWayParObserved::ObjectGone(const OXObject& gone) {
+    // Told before the deleted object goes: it can still be detached from.
     if (&gone == object)
-        COMDisconnected();
+        object->Detach(this);
+    if (&gone == object)
+        object = nullptr;
 }
 
 void OxGWayParObserved::ReadLimits() {
@@ -86,8 +98,9 @@ void OxGWayParObserved::ReadLimits() {
     unit = GWayString(object->GetString("Unit"));
 }
 
-OxGWayParNumParameter::OxGWayParNumParameter(unsigned id, const std::string& name, OXObject* object)
-    : OxGWayParObserved(id, name, "-4.4", object) {
+OxGWayParNumParameter::OxGWayParNumParameter(unsigned id, const std::string& name, long objectId,
+                                             OXObjectManager& objects)
+    : OxGWayParObserved(id, name, "-4.4", objectId, objects) {
     ReadLimits();
     if (object != nullptr)
         UpdateValue();
@@ -99,7 +112,7 @@ void OxGWayParNumParameter::UpdateValue() {
 
 int OxGWayParNumParameter::Unserialize(const char* text, char*& output) {
     double number = 0;
-    if (!ReadNumber(text, number) || object == nullptr)
+    if (!ReadNumber(text, number) || Live() == nullptr)
         return -1;
     if (GWayNumber(number) == value)
         return 0;
@@ -116,7 +129,7 @@ OxGWayParameter* OxGWayParNumParameter::CreateFromStr(const char* line, OXObject
     long objectId;
     if (!ScanFormatC(line, pid, name, objectId))
         return nullptr;
-    return new OxGWayParNumParameter(pid, name, objects.Lookup(objectId));
+    return new OxGWayParNumParameter(pid, name, objectId, objects);
 }
 
 OxGWayParameter* OxGWayParTempDevice::CreateFromStr(const char* line, OXObjectManager& objects,
@@ -126,12 +139,12 @@ OxGWayParameter* OxGWayParTempDevice::CreateFromStr(const char* line, OXObjectMa
     long objectId;
     if (!ScanFormatC(line, pid, name, objectId))
         return nullptr;
-    return new OxGWayParTempDevice(pid, name, objects.Lookup(objectId));
+    return new OxGWayParTempDevice(pid, name, objectId, objects);
 }
 
 OxGWayParParameterSetEnum::OxGWayParParameterSetEnum(unsigned id, const std::string& name,
-                                                     OXObject* object)
-    : OxGWayParObserved(id, name, "-4.4", object) {
+                                                     long objectId, OXObjectManager& objects)
+    : OxGWayParObserved(id, name, "-4.4", objectId, objects) {
     ReadLimits();
     if (object != nullptr)
         UpdateValue();
@@ -151,12 +164,12 @@ OxGWayParameter* OxGWayParParameterSetEnum::CreateFromStr(const char* line,
     long objectId;
     if (!ScanFormatC(line, pid, name, objectId))
         return nullptr;
-    return new OxGWayParParameterSetEnum(pid, name, objects.Lookup(objectId));
+    return new OxGWayParParameterSetEnum(pid, name, objectId, objects);
 }
 
-OxGWayParParameterSet::OxGWayParParameterSet(unsigned id, const std::string& name, OXObject* object,
-                                             long firstId, int count)
-    : OxGWayParObserved(id, name, "-4.4", object), firstId(firstId), count(count) {
+OxGWayParParameterSet::OxGWayParParameterSet(unsigned id, const std::string& name, long objectId,
+                                             OXObjectManager& objects, long firstId, int count)
+    : OxGWayParObserved(id, name, "-4.4", objectId, objects), firstId(firstId), count(count) {
     ReadLimits();
     min = GWayNumber(static_cast<double>(firstId));
     max = GWayNumber(static_cast<double>(firstId + count - 1));
@@ -173,7 +186,7 @@ void OxGWayParParameterSet::UpdateValue() {
 
 int OxGWayParParameterSet::Unserialize(const char* text, char*& output) {
     double number = 0;
-    if (!ReadNumber(text, number) || object == nullptr)
+    if (!ReadNumber(text, number) || Live() == nullptr)
         return -1;
     if (object->GetEnum("Value") + firstId == number)
         return 0;
@@ -193,32 +206,23 @@ OxGWayParameter* OxGWayParParameterSet::CreateFromStr(const char* line, OXObject
     if (!ScanFormatE(line, pid, name, firstId, count))
         return nullptr;
     // The selecting enum object is the one numbered first id - 1.
-    return new OxGWayParParameterSet(pid, name, objects.Lookup(firstId - 1), firstId, count);
+    return new OxGWayParParameterSet(pid, name, firstId - 1, objects, firstId, count);
 }
 
-OxGWayParOLPProgram::OxGWayParOLPProgram(unsigned id, const std::string& name, OXObject* object,
-                                         long firstId, int count, OXObject* programs)
-    : OxGWayParParameterSet(id, name, object, firstId, count), programs(programs) {}
+OxGWayParOLPProgram::OxGWayParOLPProgram(unsigned id, const std::string& name, long objectId,
+                                         OXObjectManager& objects, long firstId, int count,
+                                         long programsId)
+    : OxGWayParParameterSet(id, name, objectId, objects, firstId, count), programsId(programsId) {}
 
 int OxGWayParOLPProgram::Unserialize(const char* text, char*& output) {
     double number = 0;
+    OXObject* programs = Live() != nullptr ? objects.Lookup(programsId) : nullptr;
     if (programs != nullptr && ReadNumber(text, number) &&
         number - firstId + 1 > programs->GetNumber("Value")) {
         TestPrintF(4, "GWay(_): Program not defined; %d\n", static_cast<int>(number));
         return -1;
     }
     return OxGWayParParameterSet::Unserialize(text, output);
-}
-
-void OxGWayParOLPProgram::COMDisconnected() {
-    programs = nullptr;
-    OxGWayParParameterSet::COMDisconnected();
-}
-
-void OxGWayParOLPProgram::ObjectGone(const OXObject& gone) {
-    if (&gone == programs)
-        programs = nullptr;
-    OxGWayParParameterSet::ObjectGone(gone);
 }
 
 OxGWayParameter* OxGWayParOLPProgram::CreateFromStr(const char* line, OXObjectManager& objects,
@@ -230,6 +234,5 @@ OxGWayParameter* OxGWayParOLPProgram::CreateFromStr(const char* line, OXObjectMa
     if (!ScanFormatE(line, pid, name, firstId, count))
         return nullptr;
     // The count of defined programs follows the selecting object.
-    return new OxGWayParOLPProgram(pid, name, objects.Lookup(firstId - 1), firstId, count,
-                                   objects.Lookup(firstId - 2));
+    return new OxGWayParOLPProgram(pid, name, firstId - 1, objects, firstId, count, firstId - 2);
 }

@@ -8,8 +8,9 @@
 
 class OxGWayParObserved : public OxGWayParameter, public Observer<OXObject> {
   public:
+    // Follows the object of that id, if the store has it.
     OxGWayParObserved(unsigned id, const std::string& name, const std::string& access,
-                      OXObject* object);
+                      long objectId, OXObjectManager& objects);
     ~OxGWayParObserved() override;
     void Update(OXObject* subject) override;
     OXObject* GetOXObject() override { return object; }
@@ -21,14 +22,20 @@ class OxGWayParObserved : public OxGWayParameter, public Observer<OXObject> {
     virtual void UpdateValue() = 0;
     // Default, limits, unit and access of a "Parameter" object in wire form.
     void ReadLimits();
+    // The object while the store still holds it under its id: a store that
+    // fell out of step is emptied before the machine's state changes.
+    OXObject* Live();
 
     OXObject* object;
+    long objectId;
+    OXObjectManager& objects;
 };
 
 // A number parameter of the machine.
 class OxGWayParNumParameter : public OxGWayParObserved {
   public:
-    OxGWayParNumParameter(unsigned id, const std::string& name, OXObject* object);
+    OxGWayParNumParameter(unsigned id, const std::string& name, long objectId,
+                          OXObjectManager& objects);
     int Unserialize(const char* value, char*& output) override;
     static OxGWayParameter* CreateFromStr(const char* line, OXObjectManager& objects,
                                           OXClassManager& classes);
@@ -49,7 +56,8 @@ class OxGWayParTempDevice : public OxGWayParNumParameter {
 // An enum parameter, shown by its text.
 class OxGWayParParameterSetEnum : public OxGWayParObserved {
   public:
-    OxGWayParParameterSetEnum(unsigned id, const std::string& name, OXObject* object);
+    OxGWayParParameterSetEnum(unsigned id, const std::string& name, long objectId,
+                              OXObjectManager& objects);
     static OxGWayParameter* CreateFromStr(const char* line, OXObjectManager& objects,
                                           OXClassManager& classes);
 
@@ -61,8 +69,8 @@ class OxGWayParParameterSetEnum : public OxGWayParObserved {
 // first id + the enum value.
 class OxGWayParParameterSet : public OxGWayParObserved {
   public:
-    OxGWayParParameterSet(unsigned id, const std::string& name, OXObject* object, long firstId,
-                          int count);
+    OxGWayParParameterSet(unsigned id, const std::string& name, long objectId,
+                          OXObjectManager& objects, long firstId, int count);
     int Unserialize(const char* value, char*& output) override;
     static OxGWayParameter* CreateFromStr(const char* line, OXObjectManager& objects,
                                           OXClassManager& classes);
@@ -78,14 +86,12 @@ class OxGWayParParameterSet : public OxGWayParObserved {
 // object behind the set's own, bounds what the host may select.
 class OxGWayParOLPProgram : public OxGWayParParameterSet {
   public:
-    OxGWayParOLPProgram(unsigned id, const std::string& name, OXObject* object, long firstId,
-                        int count, OXObject* programs);
+    OxGWayParOLPProgram(unsigned id, const std::string& name, long objectId,
+                        OXObjectManager& objects, long firstId, int count, long programsId);
     int Unserialize(const char* value, char*& output) override;
-    void COMDisconnected() override;
-    void ObjectGone(const OXObject& gone) override;
     static OxGWayParameter* CreateFromStr(const char* line, OXObjectManager& objects,
                                           OXClassManager& classes);
 
   private:
-    OXObject* programs;
+    long programsId;
 };

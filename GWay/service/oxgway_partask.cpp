@@ -3,6 +3,7 @@
 #include "oxconn.h"
 #include "oxlanguage.h"
 #include "oxobject.h"
+#include "oxobjectmanager.h"
 #include "testprint.h"
 
 #include <ace/Reactor.h>
@@ -18,12 +19,18 @@ constexpr int kStartedText = 99;
 constexpr int kStateClearSeconds = 15;
 }  // namespace
 
+OXObject* LiveFunction(OXObject* function, long id, OXObjectManager& objects) {
+    return function != nullptr && objects.Lookup(id) == function ? function : nullptr;
+}
+
 OxGWayParTaskAllowed::OxGWayParTaskAllowed(unsigned id, const std::string& name,
                                            const std::string& access, OXComplexObject* function,
+                                           OXObjectManager& objects,
                                            const OxGWayRunningTasks* runningTasks)
     : OxGWayParVariable(id, name, access, "+0.0", "+0.0", "+2.0", "free"),
       function(function),
       functionId(function != nullptr ? function->GetObjectId() : 0),
+      objects(objects),
       runningTasks(runningTasks) {
     if (function != nullptr) {
         function->Attach(this);
@@ -40,14 +47,17 @@ OXObject* OxGWayParTaskAllowed::GetOXObject() {
 }
 
 void OxGWayParTaskAllowed::COMDisconnected() {
-    if (function != nullptr)
-        GetOXObject()->Detach(this);
+    if (LiveFunction(function, functionId, objects) != nullptr)
+        function->Detach(this);
     function = nullptr;
 }
 
 void OxGWayParTaskAllowed::ObjectGone(const OXObject& gone) {
-    if (&gone == GetOXObject())
-        COMDisconnected();
+    // Told before the deleted object goes: it can still be detached from.
+    if (&gone == function) {
+        function->Detach(this);
+        function = nullptr;
+    }
 }
 
 void OxGWayParTaskAllowed::Update(OXObject* subject) {
@@ -89,10 +99,12 @@ const std::string& OxGWayParTaskAllowed::GetValue() {
 }
 
 OxGWayParTaskState::OxGWayParTaskState(unsigned id, const std::string& name,
-                                       const std::string& access, OXComplexObject* function)
+                                       const std::string& access, OXComplexObject* function,
+                                       OXObjectManager& objects)
     : OxGWayParVariable(id, name, access, "", "0 chars", "100 chars", "ASCII String"),
       function(function),
-      functionId(function != nullptr ? function->GetObjectId() : 0) {
+      functionId(function != nullptr ? function->GetObjectId() : 0),
+      objects(objects) {
     if (function != nullptr)
         function->Attach(this);
 }
@@ -136,14 +148,16 @@ int OxGWayParTaskState::handle_timeout(const ACE_Time_Value&, const void*) {
 }
 
 void OxGWayParTaskState::COMDisconnected() {
-    if (function != nullptr)
+    if (LiveFunction(function, functionId, objects) != nullptr)
         function->Detach(this);
     function = nullptr;
 }
 
 void OxGWayParTaskState::ObjectGone(const OXObject& gone) {
-    if (&gone == function)
-        COMDisconnected();
+    if (&gone == function) {
+        function->Detach(this);
+        function = nullptr;
+    }
 }
 
 OxGWayParTaskExecute::OxGWayParTaskExecute(unsigned id, const std::string& name,

@@ -12,6 +12,11 @@
 #include <string>
 
 class OXComplexObject;
+class OXObjectManager;
+
+// The function object while the store still holds it under its id (a store
+// that fell out of step is emptied before the machine's state changes).
+OXObject* LiveFunction(OXObject* function, long id, OXObjectManager& objects);
 
 // The tasks the session has started and that have not ended yet, by
 // function id.
@@ -21,7 +26,8 @@ class OxGWayParTaskAllowed : public OxGWayParVariable, public Observer<OXObject>
   public:
     // runningTasks may be null where no session is at hand.
     OxGWayParTaskAllowed(unsigned id, const std::string& name, const std::string& access,
-                         OXComplexObject* function, const OxGWayRunningTasks* runningTasks);
+                         OXComplexObject* function, OXObjectManager& objects,
+                         const OxGWayRunningTasks* runningTasks);
     ~OxGWayParTaskAllowed() override;
     void Update(OXObject* subject) override;
     const std::string& GetValue() override;
@@ -34,6 +40,7 @@ class OxGWayParTaskAllowed : public OxGWayParVariable, public Observer<OXObject>
 
     OXObject* function;
     long functionId;
+    OXObjectManager& objects;
     int state = -1;
     const OxGWayRunningTasks* runningTasks;
 };
@@ -43,7 +50,7 @@ class OxGWayParTaskState : public OxGWayParVariable,
                            public ACE_Event_Handler {
   public:
     OxGWayParTaskState(unsigned id, const std::string& name, const std::string& access,
-                       OXComplexObject* function);
+                       OXComplexObject* function, OXObjectManager& objects);
     ~OxGWayParTaskState() override;
     // Shows the text, and clears it again 15 seconds after the last change.
     void SetStateValue(const std::string& text);
@@ -57,6 +64,7 @@ class OxGWayParTaskState : public OxGWayParVariable,
 
     OXObject* function;
     long functionId;
+    OXObjectManager& objects;
     long timerId = -1;
 };
 

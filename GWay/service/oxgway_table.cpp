@@ -230,8 +230,8 @@ void OxGWayTable::CreateAlarmParameters() {
 
 int OxGWayTable::CreateFunctionParameters(const std::map<long, OXObject*>* runningTasks,
                                           const std::string& serverIp) {
-    OXDialogVisitor visitor(*DataSet("static"), *DataSet("measure"), runningTasks, serverIp,
-                            connection);
+    OXDialogVisitor visitor(*DataSet("static"), *DataSet("measure"), objects, runningTasks,
+                            serverIp, connection);
     objects.Visit(visitor);
     return visitor.GetTaskCount();
 }

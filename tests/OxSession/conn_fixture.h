@@ -17,6 +17,7 @@
 
 #include <chrono>
 #include <cstdlib>
+#include <fstream>
 #include <initializer_list>
 #include <string>
 #include <thread>
@@ -57,6 +58,18 @@ inline void Receive(OXCommandParser& parser, const std::vector<std::string>& tex
 inline void Receive(OxConnection& conn, const std::vector<std::string>& texts) {
     Receive(conn.GetLink()->GetParser(), texts);
 }
+// The controller texts of a world kept in tests/OxSession/golden/, one a
+// line; blank lines and lines starting with '#' are left out.
+inline std::vector<std::string> WorldFile(const std::string& name) {
+    std::ifstream in(std::string(OXGW_SOURCE_DIR) + "/tests/OxSession/golden/" + name);
+    EXPECT_TRUE(in.good()) << name;
+    std::vector<std::string> texts;
+    for (std::string line; std::getline(in, line);)
+        if (!line.empty() && line[0] != '#')
+            texts.push_back(line);
+    return texts;
+}
+
 // Defines the classes, then makes the objects.
 inline void Machine(OxConnection& conn, const std::vector<std::string>& objects) {
     Receive(conn, MachineClasses());

@@ -9,18 +9,15 @@
 #include "oxconn.h"
 #include "oxsession.h"
 #include "proactor.h"
+#include "sandbox.h"
 
 #include <ace/Proactor.h>
 #include <ace/Reactor.h>
 
 #include <gtest/gtest.h>
 
-#include <chrono>
 #include <cstdlib>
-#include <fstream>
-#include <initializer_list>
 #include <string>
-#include <thread>
 #include <vector>
 
 namespace conntest {
@@ -58,18 +55,6 @@ inline void Receive(OXCommandParser& parser, const std::vector<std::string>& tex
 inline void Receive(OxConnection& conn, const std::vector<std::string>& texts) {
     Receive(conn.GetLink()->GetParser(), texts);
 }
-// The controller texts of a world kept in tests/OxSession/golden/, one a
-// line; blank lines and lines starting with '#' are left out.
-inline std::vector<std::string> WorldFile(const std::string& name) {
-    std::ifstream in(std::string(OXGW_SOURCE_DIR) + "/tests/OxSession/golden/" + name);
-    EXPECT_TRUE(in.good()) << name;
-    std::vector<std::string> texts;
-    for (std::string line; std::getline(in, line);)
-        if (!line.empty() && line[0] != '#')
-            texts.push_back(line);
-    return texts;
-}
-
 // Defines the classes, then makes the objects.
 inline void Machine(OxConnection& conn, const std::vector<std::string>& objects) {
     Receive(conn, MachineClasses());

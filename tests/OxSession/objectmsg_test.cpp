@@ -19,7 +19,7 @@ class ObjectMsgTest : public ::testing::Test {
   protected:
     void SetUp() override {
         ASSERT_TRUE(parser.Create(nullptr));
-        conntest::Receive(parser, conntest::WorldFile("objectmsg_world.txt"));
+        conntest::Receive(parser, SourceLines("OxSession/golden/objectmsg_world.txt"));
         context.accessLevel = 5;
         context.protocol = 1;
         context.classes = &parser.GetClassManager();
@@ -50,7 +50,7 @@ class ObjectMsgTest : public ::testing::Test {
 
 // The golden file holds names from the language, types, contexts by owner and
 // by Parent, and overrides; here the edge of the own-name range, a context
-// not wanted, and the test print.
+// not wanted, the test print and a motor's output event.
 TEST_F(ObjectMsgTest, Fragments) {
     OxTextMap language{{"p31000", "not this"}};
     std::ostringstream out;
@@ -59,9 +59,13 @@ TEST_F(ObjectMsgTest, Fragments) {
     OxObjectMsg_ToXml(out, &language, Object(30999), true);
     OxContextObjectMsg_ToXml(out, Object(20), false);
     OxTestPrintMsg_ToXml(out, "boot 3");
+    // The output event of a motor carries its number.
+    OxOutputEvent_ToXml(out, context, Object(50));
     EXPECT_EQ(out.str(),
               "<Object id=\"31000\" name=\"Spare input\"/><Object id=\"30999\" name=\"p30999\"/>"
-              "<Message><TestPrint text=\"boot 3\"/></Message>");
+              "<Message><TestPrint text=\"boot 3\"/></Message>"
+              "<Message><OutputEvent value=\"1200\" override=\"false\"><Object id=\"50\"/>"
+              "</OutputEvent></Message>");
 }
 
 // ---------------------------------------------------------------- events and type information
@@ -97,15 +101,6 @@ TEST_F(ObjectMsgTest, EventAndTypeInfoOfEachClassAsTheGoldenFileHolds) {
         ++checked;
     }
     EXPECT_EQ(checked, 46);
-}
-
-// The output event of a motor carries its number.
-TEST_F(ObjectMsgTest, OutputEventOfAMotor) {
-    std::ostringstream out;
-    OxOutputEvent_ToXml(out, context, Object(50));
-    EXPECT_EQ(out.str(),
-              "<Message><OutputEvent value=\"1200\" override=\"false\"><Object id=\"50\"/>"
-              "</OutputEvent></Message>");
 }
 
 TEST_F(ObjectMsgTest, VisitsNewAndDeletedObjects) {
@@ -159,18 +154,15 @@ TEST_F(ObjectMsgTest, ReadRuleForUpdatesAndVisits) {
     }
 }
 
-// Without the class table the values of an enum are not known.
-TEST_F(ObjectMsgTest, EnumValuesNeedTheClassTable) {
-    context.classes = nullptr;
-    std::string text = TypeInfo(31);
-    EXPECT_NE(text.find("<EnumDefinition></EnumDefinition>"), std::string::npos) << text;
-}
-
-TEST_F(ObjectMsgTest, TypeRequestAnswersParametersOnly) {
+TEST_F(ObjectMsgTest, TypeRequestAnswersParametersOnlyAndEnumsNeedTheClassTable) {
     for (long id : {10L, 50L, 20L, 500L, 30L})
         EXPECT_EQ(Text(OxParameterTypeInfo_ToXml, id).substr(0, 27),
                   id == 30 ? "<Message><NumParameterType " : "-")
             << id;
+    // Without the class table the values of an enum are not known.
+    context.classes = nullptr;
+    std::string text = TypeInfo(31);
+    EXPECT_NE(text.find("<EnumDefinition></EnumDefinition>"), std::string::npos) << text;
 }
 
 // ---------------------------------------------------------------- historic alarms

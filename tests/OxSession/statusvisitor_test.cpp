@@ -71,7 +71,7 @@ class StatusReport : public ::testing::Test {
   protected:
     void SetUp() override {
         ASSERT_TRUE(parser.Create(nullptr));
-        conntest::Receive(parser, conntest::WorldFile("statusvisitor_world.txt"));
+        conntest::Receive(parser, SourceLines("OxSession/golden/statusvisitor_world.txt"));
     }
 
     std::string Report(const OXStatusVisitor::Filter& filter) {

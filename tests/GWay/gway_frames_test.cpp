@@ -167,3 +167,30 @@ TEST_F(GWayFramesTest, FullWriterQueueClosesAndResetEmptiesThePool) {
     EXPECT_TRUE(Logged("GWay(7): OxGWayTransmitter::Reset;100;0\n"));
     EXPECT_EQ(0u, gw_->tx.BuffersInUse());
 }
+
+// A host that stops reading: once its socket is full every send fails, each
+// failure waits 5 s, and the seventh, about 30 s after the first, closes.
+TEST_F(GWayFramesTest, HostThatStopsReadingIsClosedAfterThirtySeconds) {
+    int small = 4096;
+    ASSERT_EQ(0, setsockopt(gw_->stream.get_handle(), SOL_SOCKET, SO_SNDBUF, &small, sizeof small));
+    auto pump = [this](int seconds) {
+        auto end = std::chrono::steady_clock::now() + std::chrono::seconds(seconds);
+        while (gw_->owner.closes == 0 && std::chrono::steady_clock::now() < end) {
+            ACE_Time_Value tv(0, 20000);
+            reactor_.handle_events(tv);
+        }
+    };
+    for (int i = 0; i < 60; ++i) {
+        char* block = gw_->tx.GetMessageBuffer();
+        ASSERT_NE(nullptr, block);
+        memset(block, 'x', 1000);
+        gw_->tx.SendGWayMessage(block, 1000);
+        ACE_Time_Value tv(0, 1000);
+        reactor_.handle_events(tv);
+    }
+    pump(24);
+    EXPECT_EQ(0, gw_->owner.closes);
+    pump(16);
+    EXPECT_LE(1, gw_->owner.closes);
+    EXPECT_TRUE(Logged("GWay(7): Client is not responding. Closing connection!\n"));
+}

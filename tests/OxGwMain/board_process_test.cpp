@@ -8,7 +8,6 @@
 #include <gtest/gtest.h>
 
 #include <ctime>
-#include <map>
 #include <string>
 
 namespace {
@@ -50,10 +49,7 @@ struct Board {
     std::unique_ptr<XmlClient> client;
     explicit Board(const std::string& failing = "") {
         SeedBoard(env.Box());
-        gw = std::make_unique<GatewayProcess>(
-            env.Box().Root(), std::vector<std::string>{},
-            std::map<std::string, std::string>{{"OXGW_APPLICATION_IP", env.Ip()},
-                                               {"OXGW_BOARD_FAIL", failing}});
+        gw = env.Start({}, {{"OXGW_BOARD_FAIL", failing}});
         EXPECT_TRUE(gw->WaitForStdout(Shown("Listening on socket port"), 10000)) << gw->Stdout();
         client = std::make_unique<XmlClient>(env.ClientPort());
         EXPECT_TRUE(client->Connected());

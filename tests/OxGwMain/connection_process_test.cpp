@@ -62,16 +62,14 @@ TEST(ConnectionProcess, StartConversationByteForByteAndInOrderAndAgainAfterALost
     EXPECT_TRUE(Quiet(ctl));
 
     std::string log = DebugLog(env);
-    std::vector<std::string> inOrder = {
-        "COM 1: Open\n",
-        "COM 1: Connecting\n",
-        "Connection port 2001, requesting complete information.\n",
-        "Port 1, Requesting Date and Time\n",
-        "Time not handled!",
-        "COM 1: Connected\n",
-        "Serial Number: 4711-42\n",
-        "Port 1, attached to objects\n",
-    };
+    std::vector<std::string> inOrder = {"COM 1: Open\n",
+                                        "COM 1: Connecting\n",
+                                        "Connection port 2001, requesting complete information.\n",
+                                        "Port 1, Requesting Date and Time\n",
+                                        "Time not handled!",
+                                        "COM 1: Connected\n",
+                                        "Serial Number: 4711-42\n",
+                                        "Port 1, attached to objects\n"};
     size_t at = 0;
     for (const std::string& line : inOrder) {
         size_t found = log.find(line, at);
@@ -131,15 +129,9 @@ TEST(ConnectionProcess, StrayResultsAndExceptionsDoNotDisturbTheConversation) {
     ASSERT_NO_FATAL_FAILURE(SendAll(ctl, MachineWorld(42)));
     // Results nobody asked for, exceptions nobody waits for and values of the
     // wrong kind: each is dropped or answered by the parser's message.
-    ASSERT_NO_FATAL_FAILURE(SendAll(ctl, {
-                                             "res 0 : 0;",
-                                             "res 1500 : 0;",
-                                             "res 3 : 0;",
-                                             "res 1 : \"text\";",
-                                             "exc 1500 : (7, \"no such function\");",
-                                             "exc 2 : 5;",
-                                             "res 2 : 0;",
-                                         }));
+    ASSERT_NO_FATAL_FAILURE(
+        SendAll(ctl, {"res 0 : 0;", "res 1500 : 0;", "res 3 : 0;", "res 1 : \"text\";",
+                      "exc 1500 : (7, \"no such function\");", "exc 2 : 5;", "res 2 : 0;"}));
     ASSERT_TRUE(WaitForLog(env, "internal! (OxConnection::ExceptionReceived exeId=1500)\n"));
     ASSERT_TRUE(WaitForLog(env, "Port 1, attached to objects\n"));
     EXPECT_TRUE(Quiet(ctl));

@@ -7,11 +7,9 @@
 
 #include <gtest/gtest.h>
 
-#include <chrono>
 #include <string>
 #include <sys/stat.h>
 #include <sys/time.h>
-#include <thread>
 #include <vector>
 
 namespace {
@@ -42,9 +40,7 @@ void SetAge(const std::string& path, int days) {
 }
 
 bool WaitIdle(DeleteFiles& job) {
-    for (int i = 0; i < 500 && job.IsRunning(); ++i)
-        std::this_thread::sleep_for(std::chrono::milliseconds(10));
-    return !job.IsRunning();
+    return WaitUntil([&] { return !job.IsRunning(); }, 5000, 10);
 }
 
 class EventLogTest : public ::testing::Test {
@@ -182,9 +178,8 @@ TEST_F(EventLogTest, RetentionRunsAtOpenAndAgainAtTheChangeOfDay) {
         log.Open("4711");
         log.Log("<a/>\n");
         // The job of the constructor has trimmed the oldest file.
-        for (int i = 0; i < 500 && box.Exists("/var/log/oxgw/eventLog_1_250101.txt"); ++i)
-            std::this_thread::sleep_for(std::chrono::milliseconds(10));
-        EXPECT_FALSE(box.Exists("/var/log/oxgw/eventLog_1_250101.txt"));
+        EXPECT_TRUE(WaitUntil([&] { return !box.Exists("/var/log/oxgw/eventLog_1_250101.txt"); },
+                              5000, 10));
         EXPECT_TRUE(box.Exists("/var/log/oxgw/eventLog_1_250102.txt"));
 
         // Another old file; the first entry after midnight starts the job again.
@@ -192,9 +187,8 @@ TEST_F(EventLogTest, RetentionRunsAtOpenAndAgainAtTheChangeOfDay) {
         SetAge(dir + "eventLog_1_250103.txt", 18);
         clock.now = Noon(2026, 2, 4);
         log.Log("<b/>\n");
-        for (int i = 0; i < 500 && box.Exists("/var/log/oxgw/eventLog_1_250102.txt"); ++i)
-            std::this_thread::sleep_for(std::chrono::milliseconds(10));
-        EXPECT_FALSE(box.Exists("/var/log/oxgw/eventLog_1_250102.txt"));
+        EXPECT_TRUE(WaitUntil([&] { return !box.Exists("/var/log/oxgw/eventLog_1_250102.txt"); },
+                              5000, 10));
     }
     EXPECT_EQ(box.ReadFile(Day(4)), "<b/>\n");
 }

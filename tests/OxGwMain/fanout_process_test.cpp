@@ -20,26 +20,9 @@ constexpr int kWaitMs = 15000;
 
 const std::string kAliveAck = "<Message><AliveAck mode=\"Connected\"></AliveAck></Message>";
 
-// Levels as the clients name them: Guest 0, User 1, Admin 2, 3, Service 4, RAD 5.
-const char* const kDefinitions[] = {
-    "enum tagLevel { \"Guest\"=0, \"User\"=1, \"Admin\"=2, \"L3\"=3, \"Service\"=4, \"RAD\"=5, };",
-    "enum tagConfigState { \"NotConfigured\"=0, \"Configured\"=1, };",
-    "class Exception { number Code; string Text; };",
-    "class Object { const number Id; const string Name; const tagLevel ReadAccess; "
-    "const tagLevel WriteAccess; };",
-    "class Machine : Object { number ObjectCount; };",
-    "class ConfigState : Object { tagConfigState Value; };",
-    "class NumParameter : Object { number Enabled; number Value : \"bar\" * 1 / 100; "
-    "const number Minimum : \"bar\" * 1 / 100; const number Maximum : \"bar\" * 1 / 100; "
-    "const number Default : \"bar\" * 1 / 100; };",
-    "class Alarm : Object { number ObjectCount; const number AlarmType; const number Priority; "
-    "string Text; const Object Owner; const number Section; const list<number> ReplyIdList; "
-    "const list<string> ReplyStringList; const list<number> ReplyObjectList; };",
-};
-
-// The machine object (100), the configuration state (401) and parameters
-// from 2001. The first five are read from the levels Guest, User, Admin,
-// Service and RAD, the others by anyone.
+// The classes (golden/fanout_world.txt), the machine object (100), the
+// configuration state (401) and parameters from 2001. The first five are read
+// from the levels Guest, User, Admin, Service and RAD, the others by anyone.
 struct World {
     int parameters = 20;
 
@@ -52,7 +35,7 @@ struct World {
     static long InitialRaw(int i) { return 1000 + i; }
 
     std::vector<std::string> Texts() const {
-        std::vector<std::string> texts(std::begin(kDefinitions), std::end(kDefinitions));
+        std::vector<std::string> texts = SourceLines("OxGwMain/golden/fanout_world.txt");
         texts.push_back("new Machine(100, \"Machine\", 0, 5, " + std::to_string(Count()) + ");");
         texts.push_back("new ConfigState(401, \"Configuration\", 0, 5, 1);");
         for (int i = 0; i < parameters; ++i) {

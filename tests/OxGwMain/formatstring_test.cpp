@@ -4,7 +4,6 @@
 #include <gtest/gtest.h>
 
 #include <regex>
-#include <unistd.h>
 
 TEST(FormatString, PlaceholdersRepeatedAndSelfNaming) {
     char host[256] = {0};

@@ -12,12 +12,11 @@
 
 #include <algorithm>
 #include <arpa/inet.h>
-#include <chrono>
 #include <filesystem>
 #include <netinet/in.h>
 #include <regex>
+#include <set>
 #include <sys/socket.h>
-#include <thread>
 #include <unistd.h>
 
 namespace {
@@ -38,20 +37,17 @@ class SmtpSink {
     // The messages received so far, in order, once count have come.
     std::vector<std::string> Mails(size_t count) const {
         std::vector<std::string> mails;
-        auto end = std::chrono::steady_clock::now() + std::chrono::milliseconds(kWaitMs);
-        do {
+        auto arrived = [&] {
             mails.clear();
-            std::vector<fs::path> names;
+            std::set<fs::path> names;
             for (const auto& entry : fs::directory_iterator(dir_))
                 if (entry.path().extension() == ".eml")
-                    names.push_back(entry.path());
-            std::sort(names.begin(), names.end());
+                    names.insert(entry.path());
             for (const auto& name : names)
                 mails.push_back(ReadWholeFile(name));
-            if (mails.size() >= count)
-                break;
-            std::this_thread::sleep_for(std::chrono::milliseconds(50));
-        } while (std::chrono::steady_clock::now() < end);
+            return mails.size() >= count;
+        };
+        WaitUntil(arrived, kWaitMs, 50);
         return mails;
     }
 
@@ -124,13 +120,7 @@ struct MailGateway {
 
 // Waits until the board log holds the text count times.
 bool WaitForBoard(MailGateway& m, const std::string& text, int count) {
-    auto end = std::chrono::steady_clock::now() + std::chrono::milliseconds(kWaitMs);
-    while (CountOccurrences(m.BoardLog(), text) < count) {
-        if (std::chrono::steady_clock::now() > end)
-            return false;
-        std::this_thread::sleep_for(std::chrono::milliseconds(20));
-    }
-    return true;
+    return WaitUntil([&] { return CountOccurrences(m.BoardLog(), text) >= count; }, kWaitMs);
 }
 
 }  // namespace

@@ -5,7 +5,6 @@
 
 #include <cerrno>
 #include <chrono>
-#include <cstdlib>
 #include <csignal>
 #include <fstream>
 #include <iterator>

@@ -16,11 +16,8 @@ constexpr int kStartMs = 15000;
 
 std::unique_ptr<GatewayProcess> StartGateway(GatewayTestEnv& env, int telnetPort = 0) {
     env.Box().MakeDir("/home/service");
-    auto gw = std::make_unique<GatewayProcess>(
-        env.Box().Root(), std::vector<std::string>{},
-        std::map<std::string, std::string>{{"OXGW_APPLICATION_IP", env.Ip()},
-                                           {"OXGW_TELNET_HOST", env.Ip()},
-                                           {"OXGW_TELNET_PORT", std::to_string(telnetPort)}});
+    auto gw = env.Start(
+        {}, {{"OXGW_TELNET_HOST", env.Ip()}, {"OXGW_TELNET_PORT", std::to_string(telnetPort)}});
     EXPECT_TRUE(gw->WaitForStdout(Shown("Listening on socket port"), kStartMs)) << gw->Stdout();
     return gw;
 }

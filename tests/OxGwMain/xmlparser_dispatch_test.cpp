@@ -8,7 +8,6 @@
 #include <sstream>
 #include <stdexcept>
 #include <string>
-#include <utility>
 #include <vector>
 
 namespace {
@@ -114,53 +113,17 @@ class RecordingParser : public OxXmlParser {
     }
 };
 
-// A message and what it must dispatch to: one of each row the client command
-// process test does not send (it sends a sensor and a temperature with their
-// values), and the odd attribute forms of the device rows.
-const std::pair<const char*, const char*> kRows[] = {
-    {R"(<SetSensor id="6" sensor="auto"/>)", "SetDevice(6,0,0)"},
-    {R"(<SetTemperature id="8"/>)", "SetDevice(8,0,0)"},
-    {R"(<SetTemperature id="8" temperature="hot"/>)", "SetDevice(8,2,0)"},
-    // Without value the output attribute overrides.
-    {R"(<SetOutput id="4" output="On"/>)", "SetDevice(4,0,0)"},
-    {R"(<SetOutput id="4" value=""/>)", "SetOutput(4,F)"},
-    // Speed, with the override read from start as text.
-    {R"(<SetMotor id="3" value="x"/>)", "SetMotor(3,F,0)"},
-    {R"(<SetMotor id="3" start="true"/>)", "SetDevice(3,0,0)"},
-    {R"(<SetMotor id="3" speed="40" start="yes"/>)", "SetDevice(3,1,40)"},
-    // Arguments in document order, a present empty one reads as 0.
-    {R"(<ExecuteFunction id="1" argument="3" argument="" argument="4"/>)",
-     "ExecuteFunction(1,0,'[3 0 4]')"},
-    {R"(<ActionRequestAlarm id="3" replyId="1"/>)", "ReplyAlarm(3,1)"},
-    {R"(<Language name="deu"/>)", ""},
-    {R"(<Download command="CopyFile" file="x.bin"/>)", "CopyFile('x.bin')"},
-    {R"(<Download/>)", "Download('')"},
-    {R"(<CopyFile file="f" data="abc" position="0x10" length="010" eof="true"/>)",
-     "ReadFile(16,8,'f',T,'abc')"},
-    {R"(<LinuxNetConfig domain="d" nameserver="n"/>)", "LinuxNetCfg('d','n')"},
-    {R"(<Telnet cmd="open" data="ls"/>)", "Telnet('open','ls')"},
-    {R"(<SystemCommand cmd="ls -l" timeout="5" linefeed="n"/>)", "SystemCommand('ls -l',5,110)"},
-    {R"(<SystemCommand cmd="ls"/>)", "SystemCommand('ls',0,0)"},
-    {R"(<SystemCommand cmd="ls" linefeed=""/>)", "SystemCommand('ls',0,32)"},
-    {R"(<GetIpConfig/>)", "GetIpConfig()"},
-    {R"(<SetIpConfig ethaddr="e" tftpip="t" ipaddr="i" netmask="m" gatewayip="g" DHCP="no" )"
-     R"(hostname="h" domain="d" autoDNS="a" primaryDNS="p" alternateDNS="q"/>)",
-     "IpCfg('e','t','i','m','g','no','','','','h','d','a','p','q')"},
-    {R"(<GetServerTime/>)", "GetTime()"},
-    {R"(<SetServerTime timezone="CET" year="2026" month="11" day="23" hour="9" min="40" )"
-     R"(sec="5"/>)",
-     "TimeMsg('CET',2026,11,23,9,40,5)"},
-};
-
 }  // namespace
 
 TEST(XmlParserDispatch, EveryRowBareWrappedAndEmbeddedThenKeyTrapsAndHandlerErrors) {
     RecordingParser p;
-    for (const auto& row : kRows) {
-        std::string msg = row.first;
-        EXPECT_EQ(row.second, p.Run(msg)) << msg;
-        EXPECT_EQ(row.second, p.Run("<Message>" + msg + "</Message>")) << msg;
-        EXPECT_EQ(row.second, p.Run("some words " + msg + " and more")) << msg;
+    const std::vector<std::string> rows = SourceLines("OxGwMain/golden/xmldispatch.txt");
+    EXPECT_EQ(rows.size(), 23u);
+    for (const std::string& row : rows) {
+        std::string msg = row.substr(0, row.find('\t')), calls = row.substr(msg.size() + 1);
+        EXPECT_EQ(calls, p.Run(msg)) << msg;
+        EXPECT_EQ(calls, p.Run("<Message>" + msg + "</Message>")) << msg;
+        EXPECT_EQ(calls, p.Run("some words " + msg + " and more")) << msg;
     }
 
     // The connect key holds the closing bracket: an element with attributes

@@ -9,17 +9,15 @@
 #include "oxconn.h"
 #include "oxsession.h"
 #include "proactor.h"
+#include "sandbox.h"
 
 #include <ace/Proactor.h>
 #include <ace/Reactor.h>
 
 #include <gtest/gtest.h>
 
-#include <chrono>
 #include <cstdlib>
-#include <initializer_list>
 #include <string>
-#include <thread>
 #include <vector>
 
 namespace conntest {

@@ -9,7 +9,6 @@
 
 #include <gtest/gtest.h>
 
-#include <algorithm>
 #include <cstdlib>
 #include <string>
 #include <vector>
@@ -54,22 +53,17 @@ TEST_F(LanguageMapTest, LoadsFromTheServiceFolderAndLooksUpEachKind) {
 }
 
 TEST_F(LanguageMapTest, SearchOrderTakesTheFirstFileThatOpens) {
-    box.WriteFile("/usr/torc2/locale/french/oxgw_french.ucs", UcsFile(u"p1,locale\n"));
-    OxTextMap* french = OxLanguageMap::Instance("french");
-    ASSERT_NE(nullptr, french);
-    EXPECT_EQ("locale", OxLanguageMap::getParmName(1, french));
-    OxLanguageMap::RemoveLanguage(french);
-
     // The service folder comes before the locale folder, and the working
     // folder (the root here) before both.
-    WriteLanguage("french", u"p1,service\n");
-    french = OxLanguageMap::Instance("french");
-    EXPECT_EQ("service", OxLanguageMap::getParmName(1, french));
-    OxLanguageMap::RemoveLanguage(french);
-    box.WriteFile("/oxgw_french.ucs", UcsFile(u"p1,working\n"));
-    french = OxLanguageMap::Instance("french");
-    EXPECT_EQ("working", OxLanguageMap::getParmName(1, french));
-    OxLanguageMap::RemoveLanguage(french);
+    for (std::string dir : {"/usr/torc2/locale/french", "/home/service", ""}) {
+        std::string text = "at " + dir;
+        box.WriteFile(dir + "/oxgw_french.ucs",
+                      UcsFile(u"p1," + std::u16string(text.begin(), text.end()) + u"\n"));
+        OxTextMap* french = OxLanguageMap::Instance("french");
+        ASSERT_NE(nullptr, french) << dir;
+        EXPECT_EQ(text, OxLanguageMap::getParmName(1, french));
+        OxLanguageMap::RemoveLanguage(french);
+    }
 }
 
 TEST_F(LanguageMapTest, MissingLanguageGivesNull) {
@@ -79,9 +73,7 @@ TEST_F(LanguageMapTest, MissingLanguageGivesNull) {
     // A name that would leave the language folders is not looked for.
     box.WriteFile("/home/service/oxgw_x/oxgw_y.ucs", UcsFile(u"p1,out\n"));
     EXPECT_EQ(nullptr, OxLanguageMap::Instance("x/oxgw_y"));
-}
-
-TEST_F(LanguageMapTest, EmptyFileShortFileAndMarkOnlyGiveNull) {
+    // An empty file, a short one, a mark alone, no text lines: no map.
     const std::pair<const char*, std::string> files[] = {{"empty", ""},
                                                          {"half", "\xFF"},
                                                          {"mark", UcsFile(u"")},
@@ -93,53 +85,42 @@ TEST_F(LanguageMapTest, EmptyFileShortFileAndMarkOnlyGiveNull) {
     }
 }
 
-TEST_F(LanguageMapTest, MarkIsSkippedUnread) {
-    // Whatever the first two bytes are, they are not text: without a mark
-    // the first character is lost.
-    box.WriteFile("/home/service/oxgw_nomark.ucs", UcsFile(u"p1,eins\np2,zwei\n", false));
-    OxTextMap* map = OxLanguageMap::Instance("nomark");
-    ASSERT_NE(nullptr, map);
-    EXPECT_EQ(1u, map->count("1"));
-    EXPECT_EQ("eins", map->at("1"));
-    EXPECT_EQ("zwei", OxLanguageMap::getParmName(2, map));
-}
-
-TEST_F(LanguageMapTest, LineEndsQuotedKeysCommasAndOverrides) {
-    WriteLanguage("spanish",
-                  u"p1,uno\rp2,dos\np3,tres\r\n\n\rp4,a,b,c\r\n\"p5\",cinco\n\"\",nada\n"
-                  u"p6,viejo\np6,nuevo\n,sin clave\np7,\np8,\"citado\"");
-    OxTextMap* map = OxLanguageMap::Instance("spanish");
-    ASSERT_NE(nullptr, map);
-    EXPECT_EQ("uno", map->at("p1"));
-    EXPECT_EQ("dos", map->at("p2"));
-    EXPECT_EQ("tres", map->at("p3"));
-    // The key runs to the first comma; the text keeps the others.
-    EXPECT_EQ("a,b,c", map->at("p4"));
-    // A quoted key loses its quotes; an empty one is no key.
-    EXPECT_EQ("cinco", map->at("p5"));
-    EXPECT_EQ(0u, map->count("\"p5\""));
-    EXPECT_EQ(0u, map->count(""));
-    // A later line overrides the earlier one.
-    EXPECT_EQ("nuevo", map->at("p6"));
-    EXPECT_EQ("", map->at("p7"));
-    // Quotes of a text stay, and the last line needs no line end.
-    EXPECT_EQ("\"citado\"", map->at("p8"));
-    EXPECT_EQ(8u, map->size());
-}
-
-TEST_F(LanguageMapTest, TextsBecomeUtf8) {
-    // Latin, Cyrillic, a CJK character, a pair of surrogates, a lone
-    // surrogate and an odd last byte.
-    std::string bytes = UcsFile(
-                            u"p1,\u00fc\u0416\u4e2d\U0001F600\n"
-                            u"p2,a\xD800z\n") +
-                        "p";
-    box.WriteFile("/home/service/oxgw_utf.ucs", bytes);
-    OxTextMap* map = OxLanguageMap::Instance("utf");
-    ASSERT_NE(nullptr, map);
-    EXPECT_EQ("\xC3\xBC\xD0\x96\xE4\xB8\xAD\xF0\x9F\x98\x80", map->at("p1"));
-    EXPECT_EQ("a\xEF\xBF\xBDz", map->at("p2"));
-    EXPECT_EQ(2u, map->size());
+// Each file with the whole map it gives.
+TEST_F(LanguageMapTest, LineEndsQuotedKeysCommasOverridesMarkAndUtf8) {
+    const struct {
+        const char* name;
+        std::string bytes;
+        OxTextMap map;
+    } files[] = {
+        // The key runs to the first comma, the text keeps the others; a
+        // quoted key loses its quotes, an empty one is no key; a later line
+        // overrides; quotes of a text stay; the last line needs no line end.
+        {"spanish",
+         UcsFile(u"p1,uno\rp2,dos\np3,tres\r\n\n\rp4,a,b,c\r\n\"p5\",cinco\n\"\",nada\n"
+                 u"p6,viejo\np6,nuevo\n,sin clave\np7,\np8,\"citado\""),
+         {{"p1", "uno"},
+          {"p2", "dos"},
+          {"p3", "tres"},
+          {"p4", "a,b,c"},
+          {"p5", "cinco"},
+          {"p6", "nuevo"},
+          {"p7", ""},
+          {"p8", "\"citado\""}}},
+        // Whatever the first two bytes are, they are not text: without a
+        // mark the first character is lost.
+        {"nomark", UcsFile(u"p1,eins\np2,zwei\n", false), {{"1", "eins"}, {"p2", "zwei"}}},
+        // Latin, Cyrillic, a CJK character, a pair of surrogates, a lone
+        // surrogate and an odd last byte.
+        {"utf",
+         UcsFile(u"p1,\u00fc\u0416\u4e2d\U0001F600\np2,a\xD800z\n") + "p",
+         {{"p1", "\xC3\xBC\xD0\x96\xE4\xB8\xAD\xF0\x9F\x98\x80"}, {"p2", "a\xEF\xBF\xBDz"}}},
+    };
+    for (const auto& f : files) {
+        box.WriteFile(std::string("/home/service/oxgw_") + f.name + ".ucs", f.bytes);
+        OxTextMap* map = OxLanguageMap::Instance(f.name);
+        ASSERT_NE(nullptr, map) << f.name;
+        EXPECT_EQ(f.map, *map) << f.name;
+    }
 }
 
 TEST_F(LanguageMapTest, FileBeyondTheLimitIsRefusedNotFatal) {
@@ -184,6 +165,14 @@ TEST_F(LanguageMapTest, TextMarksAndEnglishFallback) {
     EXPECT_EQ("untouched", out);
     EXPECT_TRUE(OxLanguageMap::ParameterLookup("p3", german, out));
     EXPECT_EQ("=Halt", out);
+
+    // English stays loaded for the fallback when its last session goes.
+    OxTextMap* english = OxLanguageMap::Instance("english");
+    ASSERT_NE(nullptr, english);
+    EXPECT_EQ(2, OxLanguageMap::Instance()->GetUseCount("english"));
+    OxLanguageMap::RemoveLanguage(english);
+    EXPECT_EQ(1, OxLanguageMap::Instance()->GetUseCount("english"));
+    EXPECT_EQ("Pump", OxLanguageMap::getParmName(1, nullptr));
 }
 
 TEST_F(LanguageMapTest, SessionsShareALanguageAndTheLastFreesIt) {
@@ -208,16 +197,6 @@ TEST_F(LanguageMapTest, SessionsShareALanguageAndTheLastFreesIt) {
     EXPECT_EQ("Neu", OxLanguageMap::getParmName(1, third));
     EXPECT_EQ(1, languages->GetUseCount("german"));
     OxLanguageMap::RemoveLanguage(third);
-}
-
-TEST_F(LanguageMapTest, EnglishStaysLoadedForTheFallback) {
-    WriteLanguage("english", u"p1,Pump\n");
-    OxTextMap* english = OxLanguageMap::Instance("english");
-    ASSERT_NE(nullptr, english);
-    EXPECT_EQ(2, OxLanguageMap::Instance()->GetUseCount("english"));
-    OxLanguageMap::RemoveLanguage(english);
-    EXPECT_EQ(1, OxLanguageMap::Instance()->GetUseCount("english"));
-    EXPECT_EQ("Pump", OxLanguageMap::getParmName(1, nullptr));
 }
 
 TEST_F(LanguageMapTest, TextMappingReplacesInEveryTextAndIsRedoneAfterAReset) {
@@ -296,7 +275,6 @@ TEST_F(LanguageMapTest, CustomLanguageFromTheServiceFolderElseTheStick) {
         // Other languages never touch the stick.
         OxLanguageMap::Instance("german");
         EXPECT_EQ(c.board, ReadWholeFile(fresh.Path("/var/log/board.log"))) << c.board;
-        unsetenv("OXGW_BOARD_FAIL");
     }
 }
 

@@ -15,75 +15,11 @@
 
 namespace {
 
-// Levels as the session numbers them: Guest 0 ... RAD 5.
-const char* const kDefinitions[] = {
-    "enum tagLevel { \"Guest\"=0, \"User\"=1, \"Admin\"=2, \"L3\"=3, \"Service\"=4, \"RAD\"=5, };",
-    "enum tagOnOff { \"Off\"=0, \"On\"=1, };",
-    "enum tagMode { \"Auto\"=0, \"Manual\"=1, \"NT_SERVICE\"=2, };",
-    "enum e98 { \"Idle\"=0, \"Rts\"=1, \"Rts+Out2\"=9, };",
-    "class Object { const number Id; string Name; tagLevel ReadAccess; tagLevel WriteAccess; };",
-    "class Group : Object { number Enabled; };",
-    "class Device : Object { Object Owner; number Section; number Type; number DeviceType; "
-    "string Tag; };",
-    "class Sensor : Device { number Value; number RawValue; number Override; };",
-    "class Temperature : Device { number Value : \"C\" * 1 / 10; number Override; };",
-    "class CondProbe : Device { number Cond : \"mS\" * 1 / 100; number Temp : \"C\" * 1 / 10; };",
-    "class NumParameter : Device { number Value : \"bar\" * 1 / 100; "
-    "number Minimum : \"bar\" * 1 / 100; number Maximum : \"bar\" * 1 / 100; "
-    "number Default : \"bar\" * 1 / 100; number Enabled; };",
-    "class SetParameter : Device { tagMode Value; tagMode Default; number Enabled; };",
-    "class Function : Device { number Enabled; number State; number AutoStarted; "
-    "number AutoExecute; string StateText; number DialogFunctionType; number DeviceId; };",
-    "class FunctionNum : Device { number dId; number Enabled; number Value : \"s\" * 1 / 10; "
-    "number Minimum : \"s\" * 1 / 10; number Maximum : \"s\" * 1 / 10; "
-    "number Default : \"s\" * 1 / 10; string Text; };",
-    "class FunctionAct : Device { number dId; number Enabled; string Text; };",
-    "class Motor : Device { number Value; number Override; number Minimum; number Maximum; "
-    "string Unit; };",
-    "class Dose : Device { tagOnOff Value; number Override; };",
-    "class Indicator : Dose { };",
-    // A device whose owner is named by a number in Parent.
-    "class Heater : Object { number Parent; number Section; tagOnOff Value; number Override; "
-    "number DeviceType; string Tag; };",
-    "class Setter : Device { e98 Value; number rts; number dtr; number out1; number out2; };",
-    "class Media : Object { string SerialNo; number PathId; number Length; number MediaState; "
-    "number StartTime; };",
-    "class Link : Device { number TargetId; };",
-    "class Valve : Device { };",
-    "class Alarm : Object { number AlarmType; string Text; number Priority; };",
-};
-
-// Objects: Id, Name, ReadAccess, WriteAccess, then for devices Owner,
-// Section, Type, DeviceType, Tag, then the class's own values.
-const char* const kObjects[] = {
-    "new Group(10, \"Line\", 0, 2, 1);",
-    "new Sensor(20, \"\", 1, 2, @10, 3, 0, 7, \"S1\", 1, 512, 2);",
-    "new Temperature(21, \"\", 0, 2, @10, 0, 0, 5, \"T1\", 235, 1);",
-    "new CondProbe(22, \"\", 0, 2, @10, 0, 0, 5, \"C1\", 1234, 250);",
-    "new NumParameter(30, \"\", 1, 4, @10, 2, 4, 0, \"\", 150, 0, 1000, 125, 1);",
-    "new SetParameter(31, \"\", 0, 2, @10, 0, 0, 0, \"\", 1, 0, 1);",
-    "new Function(40, \"\", 0, 2, @10, 0, 0, 0, \"\", 1, 3, 0, 1, \"Rinse\", 7, 20);",
-    "new FunctionNum(41, \"\", 0, 2, @40, 0, 0, 0, \"\", 12, 1, 305, 0, 600, 100, \"Rinse\");",
-    "new FunctionAct(42, \"\", 0, 2, @40, 0, 0, 0, \"\", 13, 0, \"Stop\");",
-    "new Motor(50, \"\", 0, 2, @10, 1, 0, 3, \"M1\", 1200, 1, 100, 3000, \"rpm\");",
-    "new Dose(51, \"\", 0, 2, @10, 0, 0, 2, \"D1\", 1, 0);",
-    "new Heater(52, \"\", 0, 2, 10, 4, 0, 2, 6, \"H1\");",
-    "new Setter(53, \"\", 0, 2, @10, 0, 0, 8, \"V1\", 9, 1, 0, 0, 1);",
-    "new Indicator(54, \"\", 0, 2, @10, 0, 0, 9, \"I1\", 0, 0);",
-    "new Media(60, \"\", 0, 2, \"P-17\", 2, 450, 1, 1700000000);",
-    "new Link(70, \"\", 0, 2, @10, 0, 0, 0, \"\", 50);",
-    "new Valve(80, \"\", 0, 2, @10, 0, 0, 0, \"\");",
-    "new Sensor(30999, \"Own name\", 0, 2, null, 0, 0, 1, \"X0\", 0, -1, 0);",
-    "new Sensor(31000, \"Spare input\", 0, 2, null, 0, 0, 1, \"X1\", 0, -1, 0);",
-    "new Alarm(500, \"\", 5, 5, 3, \"Low level\", 1);",
-};
-
 class ObjectMsgTest : public ::testing::Test {
   protected:
     void SetUp() override {
         ASSERT_TRUE(parser.Create(nullptr));
-        conntest::Receive(parser, {std::begin(kDefinitions), std::end(kDefinitions)});
-        conntest::Receive(parser, {std::begin(kObjects), std::end(kObjects)});
+        conntest::Receive(parser, SourceLines("OxSession/golden/objectmsg_world.txt"));
         context.accessLevel = 5;
         context.protocol = 1;
         context.classes = &parser.GetClassManager();
@@ -114,7 +50,7 @@ class ObjectMsgTest : public ::testing::Test {
 
 // The golden file holds names from the language, types, contexts by owner and
 // by Parent, and overrides; here the edge of the own-name range, a context
-// not wanted, and the test print.
+// not wanted, the test print and a motor's output event.
 TEST_F(ObjectMsgTest, Fragments) {
     OxTextMap language{{"p31000", "not this"}};
     std::ostringstream out;
@@ -123,9 +59,13 @@ TEST_F(ObjectMsgTest, Fragments) {
     OxObjectMsg_ToXml(out, &language, Object(30999), true);
     OxContextObjectMsg_ToXml(out, Object(20), false);
     OxTestPrintMsg_ToXml(out, "boot 3");
+    // The output event of a motor carries its number.
+    OxOutputEvent_ToXml(out, context, Object(50));
     EXPECT_EQ(out.str(),
               "<Object id=\"31000\" name=\"Spare input\"/><Object id=\"30999\" name=\"p30999\"/>"
-              "<Message><TestPrint text=\"boot 3\"/></Message>");
+              "<Message><TestPrint text=\"boot 3\"/></Message>"
+              "<Message><OutputEvent value=\"1200\" override=\"false\"><Object id=\"50\"/>"
+              "</OutputEvent></Message>");
 }
 
 // ---------------------------------------------------------------- events and type information
@@ -161,15 +101,6 @@ TEST_F(ObjectMsgTest, EventAndTypeInfoOfEachClassAsTheGoldenFileHolds) {
         ++checked;
     }
     EXPECT_EQ(checked, 46);
-}
-
-// The output event of a motor carries its number.
-TEST_F(ObjectMsgTest, OutputEventOfAMotor) {
-    std::ostringstream out;
-    OxOutputEvent_ToXml(out, context, Object(50));
-    EXPECT_EQ(out.str(),
-              "<Message><OutputEvent value=\"1200\" override=\"false\"><Object id=\"50\"/>"
-              "</OutputEvent></Message>");
 }
 
 TEST_F(ObjectMsgTest, VisitsNewAndDeletedObjects) {
@@ -223,18 +154,15 @@ TEST_F(ObjectMsgTest, ReadRuleForUpdatesAndVisits) {
     }
 }
 
-// Without the class table the values of an enum are not known.
-TEST_F(ObjectMsgTest, EnumValuesNeedTheClassTable) {
-    context.classes = nullptr;
-    std::string text = TypeInfo(31);
-    EXPECT_NE(text.find("<EnumDefinition></EnumDefinition>"), std::string::npos) << text;
-}
-
-TEST_F(ObjectMsgTest, TypeRequestAnswersParametersOnly) {
+TEST_F(ObjectMsgTest, TypeRequestAnswersParametersOnlyAndEnumsNeedTheClassTable) {
     for (long id : {10L, 50L, 20L, 500L, 30L})
         EXPECT_EQ(Text(OxParameterTypeInfo_ToXml, id).substr(0, 27),
                   id == 30 ? "<Message><NumParameterType " : "-")
             << id;
+    // Without the class table the values of an enum are not known.
+    context.classes = nullptr;
+    std::string text = TypeInfo(31);
+    EXPECT_NE(text.find("<EnumDefinition></EnumDefinition>"), std::string::npos) << text;
 }
 
 // ---------------------------------------------------------------- historic alarms

@@ -13,7 +13,6 @@
 #include <chrono>
 #include <cstdlib>
 #include <sys/socket.h>
-#include <thread>
 #include <unistd.h>
 
 namespace {
@@ -66,10 +65,7 @@ class ParamFiles : public ConnectionTest {
 };
 
 const std::string kSaved =
-    "#HMP Version 1.0\n"
-    "2001,125, # Temp (1/10 C)  [Def: 10]\n"
-    "2002,7, # Level (1/10 mm) \n"
-    "#Checksum: 4135\n";
+    ReadWholeFile(std::string(OXGW_SOURCE_DIR) + "/tests/OxSession/golden/paramfiles.hmp");
 
 TEST_F(ParamFiles, SaveWritesTheFileAndMovesItWithSaveparams) {
     FakeController ctl(ip_, 2001);

@@ -16,25 +16,7 @@ namespace {
 TEST(SaveParms, WritesNumberAndEnumParametersWithChecksum) {
     OXCommandParser parser;
     ASSERT_TRUE(parser.Create(nullptr));
-    conntest::Receive(
-        parser, {
-                    "class Object { const number Id; };",
-                    "enum Mode { \"Manual\"=0, \"Auto\"=1, \"Service\"=2, };",
-                    "class NumParameter : Object { number Section; string Name; string Unit; "
-                    "number Value : Unit * 1 / 10; number Default : Unit * 1 / 10; };",
-                    "class RawParameter : Object { string Name; string Unit; number Value; number "
-                    "Default; };",
-                    "class SetParameter : Object { number Section; string Name; Mode Value; Mode "
-                    "Default; };",
-                    "class Motor : Object { number Value; };",
-                    "new NumParameter(2001, 3, \"Tank temperature\", \"C\", 125, 100);",
-                    "new NumParameter(2002, 0, \"Level\", \"mm\", -5, -5);",
-                    "new SetParameter(2003, 1, \"Mode\", 1, 0);",
-                    "new SetParameter(2004, 0, \"Start\", 2, 2);",
-                    "new Motor(2005, 7);",
-                    "class NumParameterBig : NumParameter { };",
-                    "new NumParameter(2006, 0, \"Big\", \"\", 1234567890123, 0);",
-                });
+    conntest::Receive(parser, SourceLines("OxSession/golden/saveparms_world.txt"));
     Sandbox box;
     std::string path = box.Path("/save.hmp");
     double checksum;
@@ -44,13 +26,7 @@ TEST(SaveParms, WritesNumberAndEnumParametersWithChecksum) {
         checksum = visitor.GetChecksum();
     }
     const std::string expected =
-        "#HMP Version 1.0\n"
-        "2001,125, # S3 -> Tank temperature (1/10 C)  [Def: 10]\n"
-        "2002,-5, # Level (1/10 mm) \n"
-        "2003,1, # S1 -> Mode (Auto)  [Def: Manual (0)]\n"
-        "2004,2, # Start (Service) \n"
-        "2006,1234567890123, # Big (1/10 )  [Def: 0]\n"
-        "#Checksum: 1234567900262\n";
+        ReadWholeFile(std::string(OXGW_SOURCE_DIR) + "/tests/OxSession/golden/saveparms.hmp");
     EXPECT_EQ(box.ReadFile("/save.hmp"), expected);
     EXPECT_DOUBLE_EQ(checksum,
                      2001 + 125 + 2002 - 5 + 2003 + 1 + 2004 + 2 + 2006 + 1234567890123.0);

@@ -1,5 +1,6 @@
-// Status report: a small world that a real parser makes out of controller
-// texts, walked with every filter setting, the report compared in full.
+// Status report: a small world (golden/statusvisitor_world.txt) that a real
+// parser makes out of controller texts, walked with every filter setting, the report compared in
+// full.
 #include "conn_fixture.h"
 #include "oxstatusvisitor.h"
 
@@ -13,50 +14,6 @@
 #include <vector>
 
 namespace {
-
-// Each reported class once, objects above the service level, a heater whose
-// Parent is a reference, an output without definitions, units in UTF-8 and
-// Latin-1, and classes the report does not know (Alarm, Function).
-const char* const kWorld[] = {
-    "enum tagAccessRight { \"AR_USER\"=0, \"AR_ADMIN\"=1, \"AR_SERVICE\"=2, \"AR_RAD\"=3, "
-    "\"AR_NON\"=4, };",
-    "enum tagOnOff { \"Off\"=0, \"On\"=1, };",
-    "enum tagBool { \"false\"=0, \"true\"=1, };",
-    "class Object { const number Id; tagAccessRight ReadAccess; };",
-    "class Device : Object { number Parent; number Section; string Name; };",
-    "class Group : Device { };",
-    "class SetParameter : Device { tagOnOff Value; tagOnOff Default; };",
-    "class NumParameter : Device { number Value : \"\xC2\xB0"
-    "C\" * 1 / 10; "
-    "number Default : \"\xC2\xB0"
-    "C\" * 1 / 10; };",
-    "class Temperature : Device { number Value : \"C\" * 1 / 100; };",
-    "class CondProbe : Device { number Cond : \"mS\" * 1 / 10; number Temp : \"C\"; };",
-    "class Sensor : Device { tagBool Value; };",
-    "class Alarm : Device { number Value; };",
-    "class Dose : Device { number Value : \"l\" * 1 / 10; };",
-    "class Heater : Object { Object Parent; string Name; number Value; };",
-    "class Motor : Device { number Value; string Unit; };",
-    "class DigitalOutput : Object { number Value; };",
-    "class Indicator : Device { number Value; };",
-    "class Setter : Device { number Value : \"\" * 1 / 100; };",
-    "class Function : Device { number Value; };",
-    "new Group(10, 0, 100, 0, \"Line\");",
-    "new SetParameter(2001, 1, 10, 3, \"Rinse\", 1, 0);",
-    "new NumParameter(2002, 2, 10, 3, \"Tank <T1>\", 125, 100);",
-    "new NumParameter(2003, 3, 10, 3, \"Factory trim\", 70, 70);",
-    "new Temperature(3001, 0, 10, 0, \"Tank\", 2325);",
-    "new CondProbe(3002, 0, 10, 1, \"Probe\", 15, 25);",
-    "new Sensor(3003, 1, 10, 2, \"Plate in\", 1);",
-    "new Alarm(5001, 0, 10, 0, \"Tank empty\", 1);",
-    "new Dose(4001, 0, 10, 0, \"Pump A&B\", 5);",
-    "new Heater(4002, 2, @10, \"Heater\", 1);",
-    "new Motor(4003, 0, 10, 4, \"Drive\", 1234567, \"\xB0/s\");",
-    "new DigitalOutput(4004, 0, 0);",
-    "new Indicator(4005, 4, 10, 0, \"Lamp\", 1);",
-    "new Setter(4006, 0, 10, 0, \"Valve\", -275);",
-    "new Function(6001, 0, 10, 0, \"Rinse now\", 3);",
-};
 
 const std::string kHead =
     "<HMEmailStatus>\r\n<Info ver=\"1.0\" name=\"OX-Line 4\" serial=\"1234-5678\"/>\r\n";
@@ -114,7 +71,7 @@ class StatusReport : public ::testing::Test {
   protected:
     void SetUp() override {
         ASSERT_TRUE(parser.Create(nullptr));
-        conntest::Receive(parser, {std::begin(kWorld), std::end(kWorld)});
+        conntest::Receive(parser, SourceLines("OxSession/golden/statusvisitor_world.txt"));
     }
 
     std::string Report(const OXStatusVisitor::Filter& filter) {

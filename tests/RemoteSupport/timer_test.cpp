@@ -5,6 +5,7 @@
 // proactor thread while the timer's expiry is taken out of the queue and
 // posted; the test then acts on the timer and lets the blocker go.
 #include "proactor.h"
+#include "sandbox.h"
 #include "timer.h"
 
 #include <gtest/gtest.h>
@@ -93,13 +94,6 @@ class TimerTest : public ::testing::Test {
         EXPECT_TRUE(blocker->WaitFor());
         return blocker;
     }
-    // Waits until every timer has left the queue: their expiries are posted.
-    bool WaitQueueEmpty() {
-        auto end = std::chrono::steady_clock::now() + kPatience;
-        while (!proactor_->timer_queue()->is_empty() && std::chrono::steady_clock::now() < end)
-            std::this_thread::sleep_for(1ms);
-        return proactor_->timer_queue()->is_empty();
-    }
     // Returns once the proactor has dispatched every expiry due within ms.
     void Flush(long ms = 0) {
         Counter sentinel;
@@ -174,7 +168,8 @@ TEST_F(TimerTest, RestartStopOrDeleteWithExpiryInFlightTellsObserversOnceAtMost)
     for (const auto& r : rounds) {
         auto blocker = Block();
         timer->Start(1);
-        ASSERT_TRUE(WaitQueueEmpty());
+        // Every timer has left the queue: their expiries are posted.
+        ASSERT_TRUE(WaitUntil([this] { return proactor_->timer_queue()->is_empty(); }, 10000, 1));
         if (r.stop)
             timer->Stop();
         if (r.restart)

@@ -2,11 +2,9 @@
 
 #include "sandbox.h"
 
-#include <chrono>
 #include <csignal>
 #include <fcntl.h>
 #include <sys/wait.h>
-#include <thread>
 #include <unistd.h>
 
 namespace {
@@ -75,18 +73,8 @@ int GatewayProcess::CountStdout(const std::string& text) const {
     return CountOccurrences(Stdout(), text);
 }
 
-static bool WaitForText(const std::string& path, const std::string& text, int timeoutMs) {
-    auto deadline = std::chrono::steady_clock::now() + std::chrono::milliseconds(timeoutMs);
-    do {
-        if (ReadWholeFile(path).find(text) != std::string::npos)
-            return true;
-        std::this_thread::sleep_for(std::chrono::milliseconds(20));
-    } while (std::chrono::steady_clock::now() < deadline);
-    return false;
-}
-
 bool GatewayProcess::WaitForStdout(const std::string& text, int timeoutMs) const {
-    return WaitForText(outPath_, text, timeoutMs);
+    return WaitUntil([&] { return Stdout().find(text) != std::string::npos; }, timeoutMs);
 }
 
 void GatewayProcess::Signal(int sig) const {
@@ -103,16 +91,9 @@ bool GatewayProcess::Running() {
 }
 
 int GatewayProcess::Wait(int timeoutMs) {
-    auto deadline = std::chrono::steady_clock::now() + std::chrono::milliseconds(timeoutMs);
-    while (!reaped_) {
-        if (waitpid(pid_, &status_, WNOHANG) == pid_) {
-            reaped_ = true;
-            break;
-        }
-        if (std::chrono::steady_clock::now() >= deadline)
-            return -1000;
-        std::this_thread::sleep_for(std::chrono::milliseconds(20));
-    }
+    if (!WaitUntil([&] { return reaped_ || (reaped_ = waitpid(pid_, &status_, WNOHANG) == pid_); },
+                   timeoutMs))
+        return -1000;
     if (WIFEXITED(status_))
         return WEXITSTATUS(status_);
     if (WIFSIGNALED(status_))

@@ -2,10 +2,8 @@
 
 #include <gtest/gtest.h>
 
-#include <chrono>
 #include <csignal>
 #include <cstdio>
-#include <thread>
 
 GatewayTestEnv::GatewayTestEnv(const GatewayOptions& options)
     : ip_(UniqueLoopbackIp()), clientPort_(FreeTcpPort()) {
@@ -29,9 +27,10 @@ GatewayTestEnv::GatewayTestEnv(const GatewayOptions& options)
         box_.WriteFile("/etc/torc2/omta.conf", std::string(100, '#'));
 }
 
-std::unique_ptr<GatewayProcess> GatewayTestEnv::Start(const std::vector<std::string>& args) {
-    return std::make_unique<GatewayProcess>(
-        box_.Root(), args, std::map<std::string, std::string>{{"OXGW_APPLICATION_IP", ip_}});
+std::unique_ptr<GatewayProcess> GatewayTestEnv::Start(
+    const std::vector<std::string>& args, std::map<std::string, std::string> environment) {
+    environment["OXGW_APPLICATION_IP"] = ip_;
+    return std::make_unique<GatewayProcess>(box_.Root(), args, environment);
 }
 
 std::string Shown(const std::string& text) {
@@ -43,13 +42,7 @@ std::string DebugLog(GatewayTestEnv& env) {
 }
 
 bool WaitForLog(GatewayTestEnv& env, const std::string& text, int ms, int count) {
-    auto end = std::chrono::steady_clock::now() + std::chrono::milliseconds(ms);
-    while (CountOccurrences(DebugLog(env), text) < count) {
-        if (std::chrono::steady_clock::now() > end)
-            return false;
-        std::this_thread::sleep_for(std::chrono::milliseconds(20));
-    }
-    return true;
+    return WaitUntil([&] { return CountOccurrences(DebugLog(env), text) >= count; }, ms);
 }
 
 std::unique_ptr<GatewayProcess> StartConnected(GatewayTestEnv& env, FakeController& ctl,

@@ -7,6 +7,7 @@
 #include "gatewayprocess.h"
 #include "sandbox.h"
 
+#include <map>
 #include <memory>
 #include <string>
 #include <vector>
@@ -37,7 +38,9 @@ class GatewayTestEnv {
     int ClientPort() const { return clientPort_; }
     std::string ConfigText() const { return config_; }
 
-    std::unique_ptr<GatewayProcess> Start(const std::vector<std::string>& args = {});
+    // Starts the gateway on the test's address, with more environment.
+    std::unique_ptr<GatewayProcess> Start(const std::vector<std::string>& args = {},
+                                          std::map<std::string, std::string> environment = {});
 
   private:
     Sandbox box_;

@@ -1,10 +1,14 @@
 #include "sandbox.h"
 
+#include <gtest/gtest.h>
+
+#include <chrono>
 #include <cstdlib>
 #include <fstream>
 #include <sstream>
 #include <stdexcept>
 #include <sys/stat.h>
+#include <thread>
 #include <filesystem>
 
 namespace fs = std::filesystem;
@@ -42,6 +46,26 @@ std::string ReadWholeFile(const std::string& path) {
     std::ostringstream ss;
     ss << in.rdbuf();
     return ss.str();
+}
+
+std::vector<std::string> SourceLines(const std::string& path) {
+    std::ifstream in(std::string(OXGW_SOURCE_DIR) + "/tests/" + path);
+    EXPECT_TRUE(in.good()) << path;
+    std::vector<std::string> lines;
+    for (std::string line; std::getline(in, line);)
+        if (!line.empty() && line[0] != '#')
+            lines.push_back(line);
+    return lines;
+}
+
+bool WaitUntil(const std::function<bool()>& done, int ms, int stepMs) {
+    auto end = std::chrono::steady_clock::now() + std::chrono::milliseconds(ms);
+    while (!done()) {
+        if (std::chrono::steady_clock::now() >= end)
+            return false;
+        std::this_thread::sleep_for(std::chrono::milliseconds(stepMs));
+    }
+    return true;
 }
 
 std::string Sandbox::ReadFile(const std::string& abs) const {

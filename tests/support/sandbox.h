@@ -2,7 +2,9 @@
 // the gateway writes to, removed again at the end.
 #pragma once
 
+#include <functional>
 #include <string>
+#include <vector>
 
 class Sandbox {
   public:
@@ -25,6 +27,14 @@ class Sandbox {
 };
 
 std::string ReadWholeFile(const std::string& path);
+
+// The lines of a text file below tests/ in the source tree (a world of
+// controller texts, a table of cases); blank lines and lines starting with
+// '#' are left out. A missing file fails the test.
+std::vector<std::string> SourceLines(const std::string& path);
+
+// Asks done every stepMs until it holds (true) or ms have passed (false).
+bool WaitUntil(const std::function<bool()>& done, int ms, int stepMs = 20);
 
 // The bytes of a language file: little-endian 16-bit text behind a byte
 // order mark (without it when mark is false).

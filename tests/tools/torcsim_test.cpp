@@ -210,17 +210,9 @@ TEST_F(TorcsimTest, SampleWorldIsTransferredAndCommandsEvenHostileOnesAreAnswere
 
 TEST_F(TorcsimTest, ScriptedActionsArriveAsCommands) {
     box_.WriteFile("/run.oxs",
-                   "# drive the line\n"
-                   "timeout 20000\n"
-                   "wait attached\n"
-                   "set 3102 Value 301\n"
-                   "raise 9002\n"
-                   "clear 9002\n"
-                   "wait recv exe 9 $ 4001\n"
-                   "update 134\n"
-                   "drop\n"
-                   "wait attached\n"
-                   "quit 7\n");
+                   "# drive the line\ntimeout 20000\nwait attached\nset 3102 Value 301\n"
+                   "raise 9002\nclear 9002\nwait recv exe 9 $ 4001\nupdate 134\ndrop\n"
+                   "wait attached\nquit 7\n");
     auto sim = Start({"--script", box_.Path("/run.oxs")});
     ASSERT_TRUE(Connect());
     ASSERT_NO_FATAL_FAILURE(StartConversation());

@@ -34,41 +34,7 @@ class GWayTableTest : public GWayLogTest {
                        UcsFile(u"p3005,Oven temperature\r\ng7,Line 1\r\ntagLevel-1,High level\r\n"
                                u"d5001,Rinse line\r\nd99,Started\r\n"));
         box_.WriteFile("/usr/torc2/gway_exclude.txt", ",4711,5002,\n");
-        for (const char* text : {
-                 "enum tagAccessRight { \"AR_USER\"=0, \"AR_ADMIN\"=1, \"AR_SERVICE\"=2, "
-                 "\"AR_RAD\"=3, \"AR_NON\"=4, };",
-                 "class Object { const number Id; };",
-                 "class Section : Object { number Kind; };",
-                 "class Parameter : Object { number Value; number Minimum; number Maximum; "
-                 "number Default; string Unit; tagAccessRight ReadAccess; "
-                 "tagAccessRight WriteAccess; };",
-                 "enum NTMode { \"Auto\"=0, \"Manual\"=1, };",
-                 "enum tagLevel { \"Low\"=0, \"High\"=1, };",
-                 "enum tagSet { \"A\"=0, \"B\"=1, \"C\"=2, \"D\"=3, };",
-                 "class ModeParameter : Object { NTMode Value; };",
-                 "class LevelParameter : Object { tagLevel Value; };",
-                 "class SetParameter : Object { tagSet Value; };",
-                 "class TextParameter : Object { string Value; };",
-                 "class Alarm : Object { number AlarmType; Section Owner; };",
-                 "new Section(2001, 1);",
-                 "new Section(2003, 2);",
-                 "new Parameter(3001, 12, 0, 100, 10, \"mm/s\", 0, 1);",
-                 "new Parameter(3002, 40, 0, 50, 20, \"mm/s\", 1, 2);",
-                 "new ModeParameter(3003, 1);",
-                 "new Parameter(3004, 3, 0, 10, 0, \"l\", 0, 4);",
-                 "new Parameter(3005, 65, 0, 200, 20, \"C\", 0, 3);",
-                 "new LevelParameter(3006, 1);",
-                 "new TextParameter(3007, \"(1;2)\");",
-                 "new SetParameter(4000, 2);",
-                 "new Alarm(600, 5, @2003);",
-                 "enum tagActionState { \"None\"=0, \"Own\"=1, \"Keep\"=2, \"Possible\"=3, };",
-                 "class Function : Object { number Enabled; tagActionState DefaultActionState; "
-                 "number CanDefaultActionAbort; tagAccessRight WriteAccess; number Parent; };",
-                 "new Function(5001, 1, 1, 1, 0, 100);",
-                 "new Function(5002, 1, 1, 1, 0, 100);",
-                 "new Function(5003, 1, 1, 1, 0, 2001);",
-                 "new Function(5004, 0, 3, 0, 0, 0);",
-             })
+        for (const std::string& text : SourceLines("GWay/golden/world.txt"))
             ASSERT_EQ(Run(text), 0) << text;
     }
     void TearDown() override {

@@ -7,7 +7,8 @@ OXAttribute::OXAttribute(const OXAttributeDeclInterface& attributeDecl,
       pAttributeDecl(&attributeDecl) {}
 
 OXAttribute::~OXAttribute() {
-    delete pClassDecl;
+    if (pClassDecl != nullptr)
+        pClassDecl->Release();
 }
 
 const std::string& OXAttribute::GetClassName() const {

@@ -11,7 +11,8 @@
 class OXAttribute {
   public:
     // The name is shared with the declaration, which outlives the attribute.
-    // Takes ownership of the class declaration of the value.
+    // Takes over one owner's hold of the class declaration of the value
+    // (given back with Release).
     OXAttribute(const OXAttributeDeclInterface& attributeDecl, OXClassDeclInterface* classDecl);
     OXAttribute(const OXAttribute&) = delete;
     OXAttribute& operator=(const OXAttribute&) = delete;

@@ -194,3 +194,18 @@ OXClassDeclaration* OXClassDeclaration::Specialize(
 OXClassDeclaration* OXClassDeclaration::Clone() const {
     return new OXClassDeclaration(nullptr, pClassName->Clone(), pTemplateParameterList->Clone());
 }
+
+OXClassDeclaration* OXClassDeclaration::Share() const {
+    if (shared) {
+        ++owners;
+        return const_cast<OXClassDeclaration*>(this);
+    }
+    OXClassDeclaration* copy = Clone();
+    copy->SetShared();
+    return copy;
+}
+
+void OXClassDeclaration::Release() {
+    if (!shared || --owners == 0)
+        delete this;
+}

@@ -71,8 +71,25 @@ class OXClassDeclaration : public OXParserNode, public OXClassDeclInterface {
     OXClassDeclaration* Specialize(const OXTemplateArgumentList& arguments,
                                    const OXTemplateParameterList& parameters) const;
     OXClassDeclaration* Clone() const override;
+    // A shared declaration is handed out again with its count raised; any
+    // other gives a shared copy.
+    OXClassDeclaration* Share() const override;
+    // A shared declaration goes with its last owner.
+    void Release() override;
+    // From now on the declaration does not change and counts its owners; the
+    // caller is the first one. Only for a declaration made after parsing
+    // (without a node manager) that nobody else destroys with delete.
+    void SetShared() {
+        shared = true;
+        owners = 1;
+    }
+    bool IsShared() const { return shared; }
 
   private:
     OXClassName* pClassName;
     OXTemplateParameterList* pTemplateParameterList;
+    // A store belongs to one port and is used from one thread at a time, so
+    // the count is a plain one.
+    bool shared = false;
+    mutable int owners = 0;
 };

@@ -64,13 +64,18 @@ class OXExpressionInterface {
 };
 
 // The class of a value (OXClassDeclaration): name and template parameters.
-// Objects and attributes own a private copy each.
+// Objects and attributes each hold one; a declaration that never changes is
+// shared between them rather than copied.
 class OXClassDeclInterface {
   public:
     virtual ~OXClassDeclInterface() = default;
     virtual const std::string& GetClassName() const = 0;
     // Deep copy, owned by the caller.
     virtual OXClassDeclInterface* Clone() const = 0;
+    // One more owner of the same declaration: a shared one is counted, any
+    // other is copied. Every owner gives it back with Release, never delete.
+    virtual OXClassDeclInterface* Share() const { return Clone(); }
+    virtual void Release() { delete this; }
     // Makes the value of an expression; out is set only on success and is null
     // for a null reference.
     virtual tagExecuteResult CreateInstance(OXObject*& out, OXClassManager& classes,

@@ -42,7 +42,8 @@ std::string OXNumberToString(double value) {
 OXObject::OXObject(OXClassDeclInterface* classDecl) : pClassDecl(classDecl) {}
 
 OXObject::~OXObject() {
-    delete pClassDecl;
+    if (pClassDecl != nullptr)
+        pClassDecl->Release();
 }
 
 OXAttribute* OXObject::GetAttribute(const std::string&) const {

@@ -33,7 +33,8 @@ class OXFunctionVisitor;
 
 class OXObject : public Subject<OXObject> {
   public:
-    // Takes ownership of the class declaration (a private copy).
+    // Takes over one owner's hold of the class declaration (given back with
+    // Release).
     explicit OXObject(OXClassDeclInterface* classDecl);
     OXObject(const OXObject&) = delete;
     OXObject& operator=(const OXObject&) = delete;

@@ -20,6 +20,11 @@ tagExecuteResult OXAttribute::Update(OXClassManager& classes, OXObjectManager& o
                                      const OXExpressionInterface& expression) {
     if (pClassDecl == nullptr)
         return OXExecuteResult::ER_UNKNOWN_CLASS;
+    // A value of our own that only changes its number or text is changed
+    // where it is instead of being made anew.
+    if (ownsValue && GetAttrObject() != nullptr &&
+        pClassDecl->UpdateInstance(*GetAttrObject(), expression))
+        return OXExecuteResult::ER_OK;
     OXObject* value = nullptr;
     tagExecuteResult result =
         pClassDecl->CreateInstance(value, classes, objects, expression, SO_STORE_IF_OBJECT);

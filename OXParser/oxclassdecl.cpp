@@ -7,6 +7,7 @@
 #include "oxobjectmanager.h"
 
 #include <cassert>
+#include <typeinfo>
 
 namespace {
 
@@ -208,4 +209,24 @@ OXClassDeclaration* OXClassDeclaration::Share() const {
 void OXClassDeclaration::Release() {
     if (!shared || --owners == 0)
         delete this;
+}
+
+bool OXClassDeclaration::UpdateInstance(OXObject& value,
+                                        const OXExpressionInterface& expression) const {
+    // Only a shared declaration is handed on unchanged to the values it
+    // makes, so a value that holds this very one was made by it.
+    if (!shared || value.GetClassDecl() != this)
+        return false;
+    // Exact types: a reference, a list or a tagged value takes the long way.
+    if (typeid(expression) == typeid(OXParserNumber) && typeid(value) == typeid(OXNumberObject)) {
+        static_cast<OXNumberObject&>(value).SetValue(
+            static_cast<const OXParserNumber&>(expression).GetValue());
+        return true;
+    }
+    if (typeid(expression) == typeid(OXParserString) && typeid(value) == typeid(OXStringObject)) {
+        static_cast<OXStringObject&>(value).SetValue(
+            static_cast<const OXParserString&>(expression).GetValue());
+        return true;
+    }
+    return false;
 }

@@ -76,6 +76,10 @@ class OXClassDeclaration : public OXParserNode, public OXClassDeclInterface {
     OXClassDeclaration* Share() const override;
     // A shared declaration goes with its last owner.
     void Release() override;
+    // A plain number or text for a number or string value that this shared
+    // declaration made: the class, its definition and the checks are the
+    // same as for the value in hand, so only the number or text changes.
+    bool UpdateInstance(OXObject& value, const OXExpressionInterface& expression) const override;
     // From now on the declaration does not change and counts its owners; the
     // caller is the first one. Only for a declaration made after parsing
     // (without a node manager) that nobody else destroys with delete.

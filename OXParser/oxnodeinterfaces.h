@@ -76,6 +76,13 @@ class OXClassDeclInterface {
     // other is copied. Every owner gives it back with Release, never delete.
     virtual OXClassDeclInterface* Share() const { return Clone(); }
     virtual void Release() { delete this; }
+    // Gives value, which this declaration made, the value of the expression
+    // in place where that ends the same as making a new value would; false
+    // (and nothing changed) otherwise.
+    virtual bool UpdateInstance(OXObject& /*value*/,
+                                const OXExpressionInterface& /*expression*/) const {
+        return false;
+    }
     // Makes the value of an expression; out is set only on success and is null
     // for a null reference.
     virtual tagExecuteResult CreateInstance(OXObject*& out, OXClassManager& classes,

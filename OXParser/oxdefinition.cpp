@@ -102,6 +102,7 @@ tagExecuteResult OXListDefinition::CreateInstance(OXObject*& out, OXClassManager
     assert(pClassDecl);
     auto* list = new OXListObject(ShareDecl(declaration), pClassDecl->GetClassName());
     // A single expression that is no list is a list of one element.
+    list->Reserve(static_cast<size_t>(expression.Count()));
     for (int i = 0; i < expression.Count(); ++i) {
         const OXExpression* pElementExpr = expression.Get(i);
         assert(pElementExpr);
@@ -213,6 +214,7 @@ tagExecuteResult OXClassDefinition::CreateInstance(OXObject*& out, OXClassManage
     // first values of the same list.
     long n0 = object->GetAttributeCount();
     long n = pMemberDeclarationList->GetAttributeCount();
+    object->Reserve(static_cast<size_t>(n));
     for (long i = n0; i < n0 + n && result == ER_OK; ++i) {
         const OXExpression* value = expression.Get(static_cast<int>(i));
         const OXAttributeDeclaration* attributeDecl =

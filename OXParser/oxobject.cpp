@@ -226,6 +226,11 @@ void OXComplexObject::ForgetReferencesTo(const OXObject& gone) {
         pBase->ForgetReferencesTo(gone);
 }
 
+void OXComplexObject::Reserve(size_t count) {
+    attributes.reserve(count);
+    attributeIndex.reserve(count);
+}
+
 void OXComplexObject::Add(OXAttribute& attribute) {
     attributes.push_back(&attribute);
     std::string_view name = attribute.GetAttrName();
@@ -308,6 +313,11 @@ void OXListObject::ForgetReferencesTo(const OXObject& gone) {
         else if (owned[i] && elements[i] != nullptr)
             elements[i]->ForgetReferencesTo(gone);
     }
+}
+
+void OXListObject::Reserve(size_t count) {
+    elements.reserve(count);
+    owned.reserve(count);
 }
 
 void OXListObject::Add(OXObject* element) {

@@ -98,6 +98,9 @@ class OXComplexObject : public OXObject {
     bool IsClass(const std::string& className) const override;
     void ForgetReferencesTo(const OXObject& gone) override;
 
+    // Room for count attributes of this level, so that adding them one by
+    // one does not grow the tables step by step.
+    void Reserve(size_t count);
     // Both take ownership.
     void Add(OXAttribute& attribute);
     void Add(OXFunctionDeclInterface& function);
@@ -138,6 +141,8 @@ class OXListObject : public OXObject {
     // object number is owned by the list; one with a number belongs to the
     // object table.
     void Add(OXObject* element);
+    // Room for count elements.
+    void Reserve(size_t count);
     const std::vector<OXObject*>* GetList() const { return &elements; }
     const std::string& GetElementClassName() const { return elementClassName; }
 

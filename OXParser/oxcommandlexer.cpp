@@ -256,9 +256,12 @@ bool ShortInteger(const char* text, double& value) {
         ++p;
     long long n = 0;
     int digits = 0;
-    for (; IsDigit(static_cast<unsigned char>(*p)); ++p, ++digits)
+    for (; IsDigit(static_cast<unsigned char>(*p)); ++p, ++digits) {
+        if (digits == 15)
+            return false;
         n = n * 10 + (*p - '0');
-    if (*p != '\0' || digits == 0 || digits > 15)
+    }
+    if (*p != '\0' || digits == 0)
         return false;
     value = static_cast<double>(n);
     if (negative)

@@ -228,5 +228,36 @@ bool OXClassDeclaration::UpdateInstance(OXObject& value,
             static_cast<const OXParserString&>(expression).GetValue());
         return true;
     }
+    if (typeid(expression) == typeid(OXExpressionList) && typeid(value) == typeid(OXListObject))
+        return UpdateNumberList(static_cast<OXListObject&>(value),
+                                static_cast<const OXExpressionList&>(expression));
     return false;
+}
+
+bool OXClassDeclaration::UpdateNumberList(OXListObject& list,
+                                          const OXExpressionList& expression) const {
+    // An untagged list of plain numbers, as many as the list holds, for a
+    // list whose elements are all numbers of the element class: making the
+    // list anew would give the same elements with the new numbers.
+    if (expression.GetClassDecl() != nullptr || pTemplateParameterList->Count() != 1)
+        return false;
+    const OXClassDeclaration* element = pTemplateParameterList->Get(0);
+    if (!element->pTemplateParameterList->IsEmpty())
+        return false;
+    const std::vector<OXObject*>& elements = *list.GetList();
+    if (elements.size() != static_cast<size_t>(expression.Count()))
+        return false;
+    for (size_t i = 0; i < elements.size(); ++i) {
+        const OXObject* old = elements[i];
+        const OXExpression* given = expression.Get(static_cast<int>(i));
+        if (old == nullptr || typeid(*old) != typeid(OXNumberObject) || given == nullptr ||
+            typeid(*given) != typeid(OXParserNumber) ||
+            old->GetClassName() != element->GetClassName())
+            return false;
+    }
+    for (size_t i = 0; i < elements.size(); ++i)
+        static_cast<OXNumberObject*>(elements[i])
+            ->SetValue(static_cast<const OXParserNumber*>(expression.Get(static_cast<int>(i)))
+                           ->GetValue());
+    return true;
 }

@@ -11,6 +11,7 @@
 class OXAttribute;
 class OXAttributeDeclaration;
 class OXClassManager;
+class OXListObject;
 class OXObject;
 class OXObjectManager;
 
@@ -90,6 +91,8 @@ class OXClassDeclaration : public OXParserNode, public OXClassDeclInterface {
     bool IsShared() const { return shared; }
 
   private:
+    bool UpdateNumberList(OXListObject& list, const OXExpressionList& expression) const;
+
     OXClassName* pClassName;
     OXTemplateParameterList* pTemplateParameterList;
     // A store belongs to one port and is used from one thread at a time, so

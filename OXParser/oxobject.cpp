@@ -165,14 +165,9 @@ tagExecuteResult OXComplexObject::AssignConstraints() {
 }
 
 OXAttribute* OXComplexObject::GetAttribute(const std::string& name) const {
-    if (pBase != nullptr) {
-        if (OXAttribute* attribute = pBase->GetAttribute(name))
-            return attribute;
-    }
-    for (OXAttribute* attribute : attributes)
-        if (attribute->GetAttrName() == name)
-            return attribute;
-    return nullptr;
+    // The name index of each level keeps the first declared of each name, as
+    // a walk in declaration order finds it.
+    return LookupAttribute(name);
 }
 
 OXAttribute* OXComplexObject::LookupAttribute(const std::string& name) const {

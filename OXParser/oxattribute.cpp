@@ -2,9 +2,7 @@
 
 OXAttribute::OXAttribute(const OXAttributeDeclInterface& attributeDecl,
                          OXClassDeclInterface* classDecl)
-    : name(&attributeDecl.GetAttributeName()),
-      pClassDecl(classDecl),
-      pAttributeDecl(&attributeDecl) {}
+    : pClassDecl(classDecl), pAttributeDecl(&attributeDecl) {}
 
 OXAttribute::~OXAttribute() {
     if (pClassDecl != nullptr)

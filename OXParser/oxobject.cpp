@@ -181,8 +181,13 @@ OXAttribute* OXComplexObject::LookupAttribute(const std::string& name) const {
 OXAttribute* OXComplexObject::FindIndexed(std::string_view name) const {
     auto it =
         std::lower_bound(attributeIndex.begin(), attributeIndex.end(), name,
-                         [](const auto& entry, std::string_view key) { return entry.first < key; });
-    return it != attributeIndex.end() && it->first == name ? it->second : nullptr;
+                         [this](uint32_t position, std::string_view key) {
+                             return std::string_view(attributes[position]->GetAttrName()) < key;
+                         });
+    if (it == attributeIndex.end())
+        return nullptr;
+    OXAttribute* attribute = attributes[*it];
+    return std::string_view(attribute->GetAttrName()) == name ? attribute : nullptr;
 }
 
 const OXFunctionDeclInterface* OXComplexObject::GetFunction(long functionId) const {
@@ -227,13 +232,16 @@ void OXComplexObject::Reserve(size_t count) {
 }
 
 void OXComplexObject::Add(OXAttribute& attribute) {
-    attributes.push_back(&attribute);
     std::string_view name = attribute.GetAttrName();
     auto it =
         std::lower_bound(attributeIndex.begin(), attributeIndex.end(), name,
-                         [](const auto& entry, std::string_view key) { return entry.first < key; });
-    if (it == attributeIndex.end() || it->first != name)
-        attributeIndex.insert(it, {name, &attribute});
+                         [this](uint32_t position, std::string_view key) {
+                             return std::string_view(attributes[position]->GetAttrName()) < key;
+                         });
+    bool known = it != attributeIndex.end() && attributes[*it]->GetAttrName() == name;
+    if (!known)
+        attributeIndex.insert(it, static_cast<uint32_t>(attributes.size()));
+    attributes.push_back(&attribute);
 }
 
 void OXComplexObject::Add(OXFunctionDeclInterface& function) {

@@ -14,6 +14,7 @@
 #include "observer.h"
 #include "oxnodeinterfaces.h"
 
+#include <cstdint>
 #include <string>
 #include <string_view>
 #include <utility>
@@ -123,7 +124,9 @@ class OXComplexObject : public OXObject {
     std::vector<OXAttribute*> attributes;
     // The same attributes sorted by name, one entry per name (the first
     // declared wins); its size is this level's attribute count.
-    std::vector<std::pair<std::string_view, OXAttribute*>> attributeIndex;
+    // Positions in attributes, four bytes an entry instead of a name and a
+    // pointer: every object of the store has one.
+    std::vector<uint32_t> attributeIndex;
     std::vector<OXFunctionDeclInterface*> functions;
 };
 

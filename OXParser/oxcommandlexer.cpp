@@ -128,7 +128,8 @@ size_t OXCommandLexer::MatchString(const char* start) {
 
 int OXCommandLexer::KeywordOf(const char* text, size_t length) {
     for (const Keyword& keyword : kKeywords) {
-        if (keyword.length == length && memcmp(keyword.text, text, length) == 0) {
+        if (keyword.length == length && keyword.text[0] == text[0] &&
+            memcmp(keyword.text, text, length) == 0) {
             return keyword.token;
         }
     }

@@ -152,7 +152,9 @@ class OXListObject : public OXObject {
   private:
     std::string elementClassName;
     std::vector<OXObject*> elements;
-    std::vector<bool> owned;
+    // One byte a flag: the vector of bits costs more in the list itself than
+    // it saves on a machine's short lists.
+    std::vector<unsigned char> owned;
 };
 
 class OXSimpleObject : public OXObject {

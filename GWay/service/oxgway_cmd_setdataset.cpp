@@ -58,7 +58,8 @@ void OxGWayCommandSetDataset::ResetTimers() {
 void OxGWayCommandSetDataset::DropWatched() {
     // The object may have gone with the machine's store meanwhile.
     if (watched != nullptr && connection.GetObjectManager().Lookup(watchedId) == watched)
-        DropWatched();
+        watched->Detach(this);
+    watched = nullptr;
 }
 
 bool OxGWayCommandSetDataset::ExecuteCommand(char* data, unsigned length) {

@@ -161,6 +161,20 @@ TEST_F(GWayTableTest, AMissingOrEmptyMapFileBuildsNothing) {
                        " parameter map file\n"));
     EXPECT_TRUE(Logged("GWay(7): Error: Parameter map file empty; " +
                        box_.Path("/etc/torc2/empty.txt") + "\n"));
+
+    // Without "#EndOfSections" the ids stay as written; a 31st task is
+    // reported and the first 30 stay.
+    box_.WriteFile("/etc/torc2/flat.txt",
+                   "static : SectionType ; 29141 ; \"S\" ; -3.3 ; 2003 ; 1 ;\n"
+                   "measure : NumParameter ; 29142 ; \"Speed\" ; 3002 ;\n");
+    ASSERT_TRUE(table.CreateParametersFromFile(box_.Path("/etc/torc2/flat.txt")));
+    EXPECT_EQ(measure.Find(29142)->GetValue(), "+40.0");
+    EXPECT_EQ(table.CollectSectionIds(), std::vector<unsigned>{29141});
+    for (int id = 5100; id < 5129; ++id)
+        ASSERT_EQ(Run("new Function(" + std::to_string(id) + ", 1, 1, 1, 0, 100);"), 0);
+    EXPECT_EQ(table.CreateFunctionParameters(nullptr, "10.0.0.1"), 30);
+    EXPECT_NE(measure.Find(29648), nullptr);
+    EXPECT_TRUE(Logged("GWay(_): Maximum number of tool/task definitions exceeded\n"));
 }
 
 TEST(GWayParameterText, NumbersTextsAndAccessInWireForm) {

@@ -9,6 +9,7 @@
 #include "oxgway_cmd_calldataset.h"
 #include "oxgway_cmd_callident.h"
 #include "oxgway_cmd_setdataset.h"
+#include "oxgway_cmd_userinfo.h"
 #include "oxobject.h"
 #include "oxobjectmanager.h"
 #include "testprint.h"
@@ -95,6 +96,7 @@ void OxGWaySession::AddHandlers() {
     interpreter.AddHandler(new OxGWayCommandCancel(blockTransmitter, *this));
     interpreter.AddHandler(new OxGWayCommandStatusCall(blockTransmitter, *this, interpreter));
     interpreter.AddHandler(new OxGWayCommandCallIdentification(blockTransmitter, dataSets));
+    interpreter.AddHandler(new OxGWayCommandCallUserInfo(blockTransmitter, *this, measure));
     static const struct {
         int code;
         const char* kind;

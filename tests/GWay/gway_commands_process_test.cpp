@@ -31,6 +31,9 @@ struct CommandsEnv {
             if (line[0] != '#')
                 world.push_back(line);
         world.push_back("class SystemState : Object { number Value; };");
+        world.push_back(
+            "class Replied : Alarm { number Priority; list<number> ReplyIdList; "
+            "list<string> ReplyStringList; };");
         world.push_back("new SystemState(130, 1);");
         std::string why;
         ASSERT_TRUE(ctl.HandOver(world, kWaitMs, why)) << why;
@@ -150,6 +153,26 @@ TEST(GWayCommandsProcess, EveryCodeAnswersAndADatasetWriteReachesTheMachine) {
     EXPECT_EQ(write, t.env.Box().ReadFile("/var/log/debug/gway_measure.log.1"));
     EXPECT_EQ("+2.0;+29102.0=+20.0;+29999.0=+1.0;",
               t.env.Box().ReadFile("/var/log/debug/gway_measure.log"));
+
+    // Alarms: the one of the machine's world and a new one in another
+    // section, each with its message id and slot; the host answers the new
+    // one through its slot, and its deletion frees the slot.
+    ASSERT_TRUE(t.ctl.SendFrame("new Replied(601, 9, @2001, 21, (3, 4), (\"Ack\", \"Retry\"));"));
+    EXPECT_TRUE(WaitForLog(t.env, "Command = new Replied(601"));
+    ASSERT_TRUE(Ask(host, 0x3007, "", reply));
+    EXPECT_EQ(1, reply.xmode);
+    EXPECT_EQ(0u, reply.data.find("userinfo{\r\n(+9009.0; :OLP:ERROR:")) << reply.data;
+    EXPECT_NE(std::string::npos, reply.data.find("; 9; 2001; ; ; ;);\r\n(+9205.0; :OLP:INFO:"));
+    ASSERT_TRUE(Ask(host, 0x4018, "", reply));
+    for (const char* slot : {"+29700.0=+9205.0;", "+29705.0=+9009.0;", "+29706.0=Ack,Retry;"})
+        EXPECT_NE(std::string::npos, reply.data.find(slot)) << slot;
+    ASSERT_TRUE(Ask(host, 0x4019, "+1.0;+29708.0=Retry;", reply));
+    EXPECT_EQ(1, reply.xmode);
+    EXPECT_EQ("exe 102 $601.100(4);", t.MachineText());
+    ASSERT_TRUE(t.ctl.SendFrame("del 601 ();"));
+    EXPECT_TRUE(WaitForLog(t.env, "Command = del 601"));
+    ASSERT_TRUE(Ask(host, 0x4018, "", reply));
+    EXPECT_NE(std::string::npos, reply.data.find("+29705.0=+0.0;"));
     StopGateway(*gw);
 }
 

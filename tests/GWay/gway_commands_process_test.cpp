@@ -176,4 +176,25 @@ TEST(GWayCommandsProcess, EveryCodeAnswersAndADatasetWriteReachesTheMachine) {
     StopGateway(*gw);
 }
 
+// The machine never answers: a second write overrides the wait for the
+// first, and only it gets its final reply, XMode 16 after 40 seconds.
+TEST(GWayCommandsProcess, AnUnansweredWriteFailsAfterTheTimeoutAndAnOverriddenOneStaysSilent) {
+    CommandsEnv t;
+    auto gw = t.env.Start();
+    ASSERT_TRUE(WaitForLog(t.env, "GWay: Ready on socket port", kWaitMs));
+    GWayHost host(t.port);
+    ASSERT_NO_FATAL_FAILURE(t.HandOver());
+    GWay::GWayMessage reply;
+    for (const char* value : {"+20.0;", "+30.0;"}) {
+        ASSERT_TRUE(Ask(host, 0x4019, std::string("+1.0;+29102.0=") + value, reply));
+        EXPECT_EQ(2, reply.xmode);
+    }
+    ASSERT_TRUE(host.Next(reply, 50000));
+    EXPECT_EQ(0x4019, reply.code);
+    EXPECT_EQ(16, reply.xmode);
+    EXPECT_TRUE(WaitForLog(t.env, "GWay(0, data): Error: Timeout changing data on the processor"));
+    EXPECT_FALSE(host.Next(reply, 1000));
+    StopGateway(*gw);
+}
+
 }  // namespace

@@ -1,9 +1,9 @@
 // Non-blocking, queued output to one socket, shared by the XML client
 // sessions and the gateway sessions. Messages are queued as buffers; the
-// reactor's write notification sends one buffer per turn, so no client can
-// hold up the reactor thread. A peer that does not take data for longer than
-// the timeout, or a queue that grows to its limit, closes the connection
-// through the owner's handle_close.
+// reactor's write notification makes one send per turn, of the buffers queued
+// at that time up to a bound, so no client can hold up the reactor thread. A
+// peer that does not take data for longer than the timeout, or a queue that
+// grows to its limit, closes the connection through the owner's handle_close.
 #pragma once
 
 #include <ace/Event_Handler.h>
@@ -75,6 +75,10 @@ class SocketWriter : public SocketWriterInterface, public ACE_Event_Handler {
     void ReleaseAll();
 
   private:
+    // At most this many buffers, and about this many bytes, go out in one send.
+    static constexpr size_t kMaxGather = 64;
+    static constexpr size_t kMaxGatherBytes = 64 * 1024;
+
     // Asks the reactor for a write turn; on failure gives up the socket.
     void Notify(const char* failure);
 

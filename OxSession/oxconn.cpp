@@ -5,6 +5,7 @@
 #include "oxalarmlogvisitor.h"
 #include "oxconf.h"
 #include "oxemailtask.h"
+#include "oxeventmemo.h"
 #include "oxlanguage.h"
 #include "oxobject.h"
 #include "oxservice.h"
@@ -288,6 +289,8 @@ void OxConnection::UpdatedObject(const OXObject& object) {
             TestPrintF(0, "SystemStateRemote = %d\n", systemStateRemote);
         }
     }
+    // Sessions alike in level, protocol and language share one formatting.
+    OxEventMemo memo(object);
     for (size_t i = 0; i < sessions.size(); ++i)
         sessions[i]->UpdatedObject(object);
 }

@@ -2,6 +2,7 @@
 
 #include "oxactivesessionman.h"
 #include "oxconf.h"
+#include "oxeventmemo.h"
 #include "eventlog.h"
 #include "oxgwmain.h"
 #include "oxlanguage.h"
@@ -434,9 +435,22 @@ void OxSocketSession::NewObject(const OXObject& object) {
 void OxSocketSession::UpdatedObject(const OXObject& object) {
     if (!loggedOn || deleteTimerId != -1)
         return;
+    OxMsgContext context = MessageContext(false);
+    // Other sessions with the same context may have written this event.
+    OxEventMemo* memo = OxEventMemo::For(object);
+    if (memo != nullptr) {
+        if (const std::string* text = memo->Find(context)) {
+            Send(*text);
+            return;
+        }
+    }
     std::ostringstream out;
-    if (OxObjectEvent_ToXml(out, MessageContext(false), object))
-        Send(out);
+    if (OxObjectEvent_ToXml(out, context, object)) {
+        std::string text = out.str();
+        if (memo != nullptr)
+            memo->Keep(context, text);
+        Send(text);
+    }
 }
 
 void OxSocketSession::DeletedObject(const OXObject& object) {

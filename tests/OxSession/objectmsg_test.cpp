@@ -2,6 +2,7 @@
 // worlds that a real parser makes out of controller texts.
 #include "conn_fixture.h"
 #include "oxcommandparser.h"
+#include "oxeventmemo.h"
 #include "oxobject.h"
 #include "oxobjectmanager.h"
 #include "oxobjectmsg.h"
@@ -242,6 +243,41 @@ TEST(ObjectMsgOddTest, MissingAttributesAreHarmless) {
               "<Object id=\"3\"/></TemperatureEvent></Message>"
               "<Message><SensorEvent value=\"false\" raw=\"0\"><Object id=\"1\"/>"
               "</SensorEvent></Message>");
+}
+
+// ---------------------------------------------------------------- shared events
+
+// While a memo of an object's event lives, a text is found again only for
+// the very context it was kept for, and only for that object; nested memos
+// hide the outer one until they end.
+TEST_F(ObjectMsgTest, EventMemoSharesATextOnlyWithinItsContextAndObject) {
+    const OXObject& sensor = Object(20);
+    const OXObject& group = Object(10);
+    EXPECT_EQ(nullptr, OxEventMemo::For(sensor));
+    OxTextMap german{{"p20", "Fuehler"}};
+    {
+        OxEventMemo memo(sensor);
+        ASSERT_EQ(&memo, OxEventMemo::For(sensor));
+        EXPECT_EQ(nullptr, OxEventMemo::For(group));
+        memo.Keep(context, "kept");
+        OxMsgContext other[5] = {context, context, context, context, context};
+        other[0].accessLevel = 4;
+        other[1].lastLevel = 2;
+        other[2].protocol = 0;
+        other[3].language = &german;
+        other[4].visit = true;
+        for (const OxMsgContext& c : other)
+            EXPECT_EQ(nullptr, memo.Find(c));
+        ASSERT_NE(nullptr, memo.Find(context));
+        EXPECT_EQ("kept", *memo.Find(context));
+        {
+            OxEventMemo inner(group);
+            EXPECT_EQ(nullptr, OxEventMemo::For(sensor));
+            EXPECT_EQ(&inner, OxEventMemo::For(group));
+        }
+        EXPECT_EQ(&memo, OxEventMemo::For(sensor));
+    }
+    EXPECT_EQ(nullptr, OxEventMemo::For(sensor));
 }
 
 }  // namespace

@@ -35,6 +35,9 @@ struct CommandsEnv {
             "class Replied : Alarm { number Priority; list<number> ReplyIdList; "
             "list<string> ReplyStringList; };");
         world.push_back("new SystemState(130, 1);");
+        world.push_back("class Flag : Object { number Value; };");
+        world.push_back("class Exception { number Code; string Text; };");
+        world.push_back("new Flag(2005, 0);");
         std::string why;
         ASSERT_TRUE(ctl.HandOver(world, kWaitMs, why)) << why;
         ASSERT_TRUE(WaitForLog(env, "COM 1: Connected", kWaitMs));
@@ -153,6 +156,19 @@ TEST(GWayCommandsProcess, EveryCodeAnswersAndADatasetWriteReachesTheMachine) {
     EXPECT_EQ(write, t.env.Box().ReadFile("/var/log/debug/gway_measure.log.1"));
     EXPECT_EQ("+2.0;+29102.0=+20.0;+29999.0=+1.0;",
               t.env.Box().ReadFile("/var/log/debug/gway_measure.log"));
+
+    // The machine refuses a write: the second reply fails. A write of the
+    // application set raises the machine's flag after its command.
+    ASSERT_TRUE(Ask(host, 0x4019, "+1.0;+29102.0=+16.0;", reply));
+    EXPECT_EQ(2, reply.xmode);
+    text = t.MachineText();
+    ASSERT_TRUE(t.ctl.SendFrame("exc " + text.substr(4, text.find('l') - 4) + " : (7, \"no\");"));
+    ASSERT_TRUE(host.Next(reply));
+    EXPECT_EQ(16, reply.xmode);
+    ASSERT_TRUE(Ask(host, 0x4011, "+1.0;+29011.0=+4002.0;", reply));
+    EXPECT_EQ(2, reply.xmode);
+    EXPECT_NE(std::string::npos, t.MachineText().find("l 100.105(4000, 1);"));
+    EXPECT_NE(std::string::npos, t.MachineText().find("l 100.105(2005, 1);"));
 
     // Alarms: the one of the machine's world and a new one in another
     // section, each with its message id and slot; the host answers the new

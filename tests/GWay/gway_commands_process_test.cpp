@@ -8,6 +8,7 @@
 
 #include <gtest/gtest.h>
 
+#include <map>
 #include <memory>
 
 namespace {
@@ -192,9 +193,11 @@ TEST(GWayCommandsProcess, EveryCodeAnswersAndADatasetWriteReachesTheMachine) {
     StopGateway(*gw);
 }
 
-// The machine never answers: a second write overrides the wait for the
-// first, and only it gets its final reply, XMode 16 after 40 seconds.
-TEST(GWayCommandsProcess, AnUnansweredWriteFailsAfterTheTimeoutAndAnOverriddenOneStaysSilent) {
+// The machine never answers a write of "measure": a second write overrides
+// the wait for the first, and only it gets its final reply, XMode 16 after 40
+// seconds. Meanwhile the machine takes a write of "application" but never
+// reports the change: XMode 1 after the 40 seconds of the update wait.
+TEST(GWayCommandsProcess, UnansweredWritesEndAfterTheirTimeouts) {
     CommandsEnv t;
     auto gw = t.env.Start();
     ASSERT_TRUE(WaitForLog(t.env, "GWay: Ready on socket port", kWaitMs));
@@ -205,10 +208,18 @@ TEST(GWayCommandsProcess, AnUnansweredWriteFailsAfterTheTimeoutAndAnOverriddenOn
         ASSERT_TRUE(Ask(host, 0x4019, std::string("+1.0;+29102.0=") + value, reply));
         EXPECT_EQ(2, reply.xmode);
     }
-    ASSERT_TRUE(host.Next(reply, 50000));
-    EXPECT_EQ(0x4019, reply.code);
-    EXPECT_EQ(16, reply.xmode);
+    ASSERT_TRUE(Ask(host, 0x4011, "+1.0;+29011.0=+4002.0;", reply));
+    EXPECT_EQ(2, reply.xmode);
+    std::string text;
+    while ((text = t.MachineText()).find("100.105(4000") == std::string::npos)
+        ASSERT_FALSE(text.empty());
+    ASSERT_TRUE(t.ctl.SendFrame("res " + text.substr(4, text.find('l') - 4) + " : 0;"));
+    std::map<int, int> finals;
+    while (finals.size() < 2 && host.Next(reply, 50000))
+        finals[reply.code] = reply.xmode;
+    EXPECT_EQ((std::map<int, int>{{0x4011, 1}, {0x4019, 16}}), finals);
     EXPECT_TRUE(WaitForLog(t.env, "GWay(0, data): Error: Timeout changing data on the processor"));
+    EXPECT_TRUE(WaitForLog(t.env, "GWay(0, data): Error: TORC Update Timeout"));
     EXPECT_FALSE(host.Next(reply, 1000));
     StopGateway(*gw);
 }

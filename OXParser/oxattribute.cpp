@@ -2,12 +2,11 @@
 
 OXAttribute::OXAttribute(const OXAttributeDeclInterface& attributeDecl,
                          OXClassDeclInterface* classDecl)
-    : name(&attributeDecl.GetAttributeName()),
-      pClassDecl(classDecl),
-      pAttributeDecl(&attributeDecl) {}
+    : pClassDecl(classDecl), pAttributeDecl(&attributeDecl) {}
 
 OXAttribute::~OXAttribute() {
-    delete pClassDecl;
+    if (pClassDecl != nullptr)
+        pClassDecl->Release();
 }
 
 const std::string& OXAttribute::GetClassName() const {
@@ -19,6 +18,11 @@ tagExecuteResult OXAttribute::Update(OXClassManager& classes, OXObjectManager& o
                                      const OXExpressionInterface& expression) {
     if (pClassDecl == nullptr)
         return OXExecuteResult::ER_UNKNOWN_CLASS;
+    // A value of our own that only changes its number or text is changed
+    // where it is instead of being made anew.
+    if (ownsValue && GetAttrObject() != nullptr &&
+        pClassDecl->UpdateInstance(*GetAttrObject(), expression))
+        return OXExecuteResult::ER_OK;
     OXObject* value = nullptr;
     tagExecuteResult result =
         pClassDecl->CreateInstance(value, classes, objects, expression, SO_STORE_IF_OBJECT);

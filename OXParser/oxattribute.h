@@ -10,8 +10,9 @@
 
 class OXAttribute {
   public:
-    // The name is shared with the declaration, which outlives the attribute.
-    // Takes ownership of the class declaration of the value.
+    // The name is the declaration's, which outlives the attribute.
+    // Takes over one owner's hold of the class declaration of the value
+    // (given back with Release).
     OXAttribute(const OXAttributeDeclInterface& attributeDecl, OXClassDeclInterface* classDecl);
     OXAttribute(const OXAttribute&) = delete;
     OXAttribute& operator=(const OXAttribute&) = delete;
@@ -34,7 +35,7 @@ class OXAttribute {
     // Decimals to show for a value scaled by unitDiv: 1 -> 0, 10 -> 1, 250 -> 2.
     int GetNoOfDecimals() const;
 
-    const std::string& GetAttrName() const { return *name; }
+    const std::string& GetAttrName() const { return pAttributeDecl->GetAttributeName(); }
     const std::string& GetClassName() const;
     const OXClassDeclInterface* GetClassDecl() const { return pClassDecl; }
     const OXAttributeDeclInterface* GetAttributeDecl() const { return pAttributeDecl; }
@@ -58,10 +59,10 @@ class OXAttribute {
     bool ownsValue = false;
 
   private:
-    const std::string* name;
+    // Next to ownsValue, so that the two flags share one word.
+    bool isConst = false;
     OXClassDeclInterface* pClassDecl;
     const OXAttributeDeclInterface* pAttributeDecl;
-    bool isConst = false;
     std::string unitStr;
     long unitMul = 1;
     long unitDiv = 1;

@@ -7,6 +7,7 @@
 #include "oxobjectmanager.h"
 
 #include <cassert>
+#include <typeinfo>
 
 namespace {
 
@@ -193,4 +194,70 @@ OXClassDeclaration* OXClassDeclaration::Specialize(
 
 OXClassDeclaration* OXClassDeclaration::Clone() const {
     return new OXClassDeclaration(nullptr, pClassName->Clone(), pTemplateParameterList->Clone());
+}
+
+OXClassDeclaration* OXClassDeclaration::Share() const {
+    if (shared) {
+        ++owners;
+        return const_cast<OXClassDeclaration*>(this);
+    }
+    OXClassDeclaration* copy = Clone();
+    copy->SetShared();
+    return copy;
+}
+
+void OXClassDeclaration::Release() {
+    if (!shared || --owners == 0)
+        delete this;
+}
+
+bool OXClassDeclaration::UpdateInstance(OXObject& value,
+                                        const OXExpressionInterface& expression) const {
+    // Only a shared declaration is handed on unchanged to the values it
+    // makes, so a value that holds this very one was made by it.
+    if (!shared || value.GetClassDecl() != this)
+        return false;
+    // Exact types: a reference, a list or a tagged value takes the long way.
+    if (typeid(expression) == typeid(OXParserNumber) && typeid(value) == typeid(OXNumberObject)) {
+        static_cast<OXNumberObject&>(value).SetValue(
+            static_cast<const OXParserNumber&>(expression).GetValue());
+        return true;
+    }
+    if (typeid(expression) == typeid(OXParserString) && typeid(value) == typeid(OXStringObject)) {
+        static_cast<OXStringObject&>(value).SetValue(
+            static_cast<const OXParserString&>(expression).GetValue());
+        return true;
+    }
+    if (typeid(expression) == typeid(OXExpressionList) && typeid(value) == typeid(OXListObject))
+        return UpdateNumberList(static_cast<OXListObject&>(value),
+                                static_cast<const OXExpressionList&>(expression));
+    return false;
+}
+
+bool OXClassDeclaration::UpdateNumberList(OXListObject& list,
+                                          const OXExpressionList& expression) const {
+    // An untagged list of plain numbers, as many as the list holds, for a
+    // list whose elements are all numbers of the element class: making the
+    // list anew would give the same elements with the new numbers.
+    if (expression.GetClassDecl() != nullptr || pTemplateParameterList->Count() != 1)
+        return false;
+    const OXClassDeclaration* element = pTemplateParameterList->Get(0);
+    if (!element->pTemplateParameterList->IsEmpty())
+        return false;
+    const std::vector<OXObject*>& elements = *list.GetList();
+    if (elements.size() != static_cast<size_t>(expression.Count()))
+        return false;
+    for (size_t i = 0; i < elements.size(); ++i) {
+        const OXObject* old = elements[i];
+        const OXExpression* given = expression.Get(static_cast<int>(i));
+        if (old == nullptr || typeid(*old) != typeid(OXNumberObject) || given == nullptr ||
+            typeid(*given) != typeid(OXParserNumber) ||
+            old->GetClassName() != element->GetClassName())
+            return false;
+    }
+    for (size_t i = 0; i < elements.size(); ++i)
+        static_cast<OXNumberObject*>(elements[i])
+            ->SetValue(static_cast<const OXParserNumber*>(expression.Get(static_cast<int>(i)))
+                           ->GetValue());
+    return true;
 }

@@ -11,6 +11,7 @@
 class OXAttribute;
 class OXAttributeDeclaration;
 class OXClassManager;
+class OXListObject;
 class OXObject;
 class OXObjectManager;
 
@@ -71,8 +72,31 @@ class OXClassDeclaration : public OXParserNode, public OXClassDeclInterface {
     OXClassDeclaration* Specialize(const OXTemplateArgumentList& arguments,
                                    const OXTemplateParameterList& parameters) const;
     OXClassDeclaration* Clone() const override;
+    // A shared declaration is handed out again with its count raised; any
+    // other gives a shared copy.
+    OXClassDeclaration* Share() const override;
+    // A shared declaration goes with its last owner.
+    void Release() override;
+    // A plain number or text for a number or string value that this shared
+    // declaration made: the class, its definition and the checks are the
+    // same as for the value in hand, so only the number or text changes.
+    bool UpdateInstance(OXObject& value, const OXExpressionInterface& expression) const override;
+    // From now on the declaration does not change and counts its owners; the
+    // caller is the first one. Only for a declaration made after parsing
+    // (without a node manager) that nobody else destroys with delete.
+    void SetShared() {
+        shared = true;
+        owners = 1;
+    }
+    bool IsShared() const { return shared; }
 
   private:
+    bool UpdateNumberList(OXListObject& list, const OXExpressionList& expression) const;
+
     OXClassName* pClassName;
     OXTemplateParameterList* pTemplateParameterList;
+    // A store belongs to one port and is used from one thread at a time, so
+    // the count is a plain one.
+    bool shared = false;
+    mutable int owners = 0;
 };

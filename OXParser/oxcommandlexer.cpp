@@ -128,7 +128,8 @@ size_t OXCommandLexer::MatchString(const char* start) {
 
 int OXCommandLexer::KeywordOf(const char* text, size_t length) {
     for (const Keyword& keyword : kKeywords) {
-        if (keyword.length == length && memcmp(keyword.text, text, length) == 0) {
+        if (keyword.length == length && keyword.text[0] == text[0] &&
+            memcmp(keyword.text, text, length) == 0) {
             return keyword.token;
         }
     }
@@ -244,9 +245,39 @@ int OXCommandLexer::Lex(OXParserNode*& value) {
     }
 }
 
+namespace {
+
+// The value of an optionally signed integer of at most 15 digits, which a
+// double holds exactly, so that strtod would give the same; false for any
+// other text.
+bool ShortInteger(const char* text, double& value) {
+    const char* p = text;
+    bool negative = *p == '-';
+    if (*p == '-' || *p == '+')
+        ++p;
+    long long n = 0;
+    int digits = 0;
+    for (; IsDigit(static_cast<unsigned char>(*p)); ++p, ++digits) {
+        if (digits == 15)
+            return false;
+        n = n * 10 + (*p - '0');
+    }
+    if (*p != '\0' || digits == 0)
+        return false;
+    value = static_cast<double>(n);
+    if (negative)
+        value = -value;
+    return true;
+}
+
+}  // namespace
+
 OXParserNode* OXCommandLexer::ConvertNumber(const char* text, bool) {
+    double value;
+    if (ShortInteger(text, value))
+        return new OXParserNumber(&GetNodeManager(), value);
     errno = 0;
-    double value = strtod(text, nullptr);
+    value = strtod(text, nullptr);
     if ((value == HUGE_VAL || value == -HUGE_VAL) && errno == ERANGE)
         printf("number too big\n");
     return new OXParserNumber(&GetNodeManager(), value);

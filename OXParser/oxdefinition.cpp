@@ -15,7 +15,19 @@ OXDefinition::OXDefinition(OXParserNodeManager* manager, OXClassName* className)
 }
 
 OXDefinition::~OXDefinition() {
+    if (pSelfDecl != nullptr)
+        pSelfDecl->Release();
     delete pClassName;
+}
+
+OXClassDeclInterface* OXDefinition::ShareDecl(const OXClassDeclaration& declaration) {
+    if (declaration.IsShared())
+        return declaration.Share();
+    if (!declaration.GetParameterList()->IsEmpty() || declaration.GetClassName() != GetClassName())
+        return declaration.Share();
+    if (pSelfDecl == nullptr)
+        pSelfDecl = declaration.Share();
+    return pSelfDecl->Share();
 }
 
 void OXDefinition::Rollback() {
@@ -53,15 +65,14 @@ bool HasTemplateParameters(const OXClassDeclaration& declaration) {
     return !declaration.GetParameterList()->IsEmpty();
 }
 
-// Makes a number object for "number" and "void".
-tagExecuteResult CreateNumber(OXObject*& out, const OXClassDeclaration& declaration,
-                              const OXExpression& expression) {
+// The number of "number" and "void": null if the expression is none.
+tagExecuteResult NumberValue(const OXParserNumber*& number, const OXClassDeclaration& declaration,
+                             const OXExpression& expression) {
     if (HasTemplateParameters(declaration))
         return OXCommand::ER_UNEXCPETED_TEMPLATE_PARAMETERS;
-    const OXParserNumber* number = SimpleValue<OXParserNumber>(expression);
+    number = SimpleValue<OXParserNumber>(expression);
     if (number == nullptr)
         return OXCommand::ER_INVALID_EXPRESSION_TYPE;
-    out = new OXNumberObject(declaration.Clone(), number->GetValue());
     return OXCommand::ER_OK;
 }
 
@@ -89,8 +100,9 @@ tagExecuteResult OXListDefinition::CreateInstance(OXObject*& out, OXClassManager
         return ER_UNEXCPETED_TEMPLATE_PARAMETERS;
     const OXClassDeclaration* pClassDecl = parameters->Get(0);
     assert(pClassDecl);
-    auto* list = new OXListObject(declaration.Clone(), pClassDecl->GetClassName());
+    auto* list = new OXListObject(ShareDecl(declaration), pClassDecl->GetClassName());
     // A single expression that is no list is a list of one element.
+    list->Reserve(static_cast<size_t>(expression.Count()));
     for (int i = 0; i < expression.Count(); ++i) {
         const OXExpression* pElementExpr = expression.Get(i);
         assert(pElementExpr);
@@ -111,7 +123,11 @@ tagExecuteResult OXNumberDefinition::CreateInstance(OXObject*& out, OXClassManag
                                                     OXObjectManager&,
                                                     const OXClassDeclaration& declaration,
                                                     const OXExpression& expression) {
-    return CreateNumber(out, declaration, expression);
+    const OXParserNumber* number = nullptr;
+    tagExecuteResult result = NumberValue(number, declaration, expression);
+    if (result == ER_OK)
+        out = new OXNumberObject(ShareDecl(declaration), number->GetValue());
+    return result;
 }
 
 tagExecuteResult OXStringDefinition::CreateInstance(OXObject*& out, OXClassManager&,
@@ -123,7 +139,7 @@ tagExecuteResult OXStringDefinition::CreateInstance(OXObject*& out, OXClassManag
     const OXParserString* text = SimpleValue<OXParserString>(expression);
     if (text == nullptr)
         return ER_INVALID_EXPRESSION_TYPE;
-    out = new OXStringObject(declaration.Clone(), text->GetValue());
+    out = new OXStringObject(ShareDecl(declaration), text->GetValue());
     return ER_OK;
 }
 
@@ -139,6 +155,9 @@ OXClassDefinition::OXClassDefinition(OXParserNodeManager* manager, OXClassName* 
 }
 
 OXClassDefinition::~OXClassDefinition() {
+    for (OXClassDeclaration* classDecl : attributeClasses)
+        if (classDecl != nullptr)
+            classDecl->Release();
     delete pTemplateArgumentList;
     delete pBaseClass;
     delete pMemberDeclarationList;
@@ -190,11 +209,12 @@ tagExecuteResult OXClassDefinition::CreateInstance(OXObject*& out, OXClassManage
     if (result != ER_OK)
         return result;
 
-    auto* object = new OXComplexObject(declaration.Clone(), static_cast<OXComplexObject*>(base));
+    auto* object = new OXComplexObject(ShareDecl(declaration), static_cast<OXComplexObject*>(base));
     // Positions are absolute over the class chain: the base levels took the
     // first values of the same list.
     long n0 = object->GetAttributeCount();
     long n = pMemberDeclarationList->GetAttributeCount();
+    object->Reserve(static_cast<size_t>(n));
     for (long i = n0; i < n0 + n && result == ER_OK; ++i) {
         const OXExpression* value = expression.Get(static_cast<int>(i));
         const OXAttributeDeclaration* attributeDecl =
@@ -203,8 +223,8 @@ tagExecuteResult OXClassDefinition::CreateInstance(OXObject*& out, OXClassManage
             result = ER_INVALID_EXPRESSION_COUNT;
             break;
         }
-        OXClassDeclaration* classDecl = attributeDecl->GetClassDecl()->Specialize(
-            *pTemplateArgumentList, *declaration.GetParameterList());
+        OXClassDeclaration* classDecl =
+            AttributeClass(static_cast<int>(i - n0), *attributeDecl, declaration);
         if (classDecl == nullptr) {
             result = ER_INVALID_TEMPLATE_PARAMETER_COUNT;
             break;
@@ -213,7 +233,7 @@ tagExecuteResult OXClassDefinition::CreateInstance(OXObject*& out, OXClassManage
         result =
             classDecl->CreateInstance(attributeValue, classes, objects, *value, SO_STORE_IF_OBJECT);
         if (result != ER_OK) {
-            delete classDecl;
+            classDecl->Release();
             break;
         }
         OXAttribute* attribute =
@@ -222,7 +242,7 @@ tagExecuteResult OXClassDefinition::CreateInstance(OXObject*& out, OXClassManage
             // A value of the table (a reference) stays where it is.
             if (attributeValue != nullptr && attributeValue->GetObjectId() == 0)
                 delete attributeValue;
-            delete classDecl;
+            classDecl->Release();
             result = ER_UNKNOWN_CLASS;
             break;
         }
@@ -234,6 +254,27 @@ tagExecuteResult OXClassDefinition::CreateInstance(OXObject*& out, OXClassManage
     }
     out = object;
     return ER_OK;
+}
+
+OXClassDeclaration* OXClassDefinition::AttributeClass(int index,
+                                                      const OXAttributeDeclaration& attributeDecl,
+                                                      const OXClassDeclaration& declaration) {
+    const bool fixed = pTemplateArgumentList->IsEmpty();
+    if (fixed && index < static_cast<int>(attributeClasses.size()) &&
+        attributeClasses[static_cast<size_t>(index)] != nullptr)
+        return attributeClasses[static_cast<size_t>(index)]->Share();
+    OXClassDeclaration* classDecl = attributeDecl.GetClassDecl()->Specialize(
+        *pTemplateArgumentList, *declaration.GetParameterList());
+    if (classDecl == nullptr)
+        return nullptr;
+    classDecl->SetShared();
+    if (fixed) {
+        if (index >= static_cast<int>(attributeClasses.size()))
+            attributeClasses.resize(static_cast<size_t>(index) + 1, nullptr);
+        attributeClasses[static_cast<size_t>(index)] = classDecl;
+        return classDecl->Share();
+    }
+    return classDecl;
 }
 
 OXAttribute* OXClassDefinition::CreateAttribute(const OXAttributeDeclaration& declaration,
@@ -266,7 +307,7 @@ tagExecuteResult OXEnumDefinition::CreateInstance(OXObject*& out, OXClassManager
         return ER_INVALID_EXPRESSION_TYPE;
     // A value the enum does not have is no error; it has no text.
     int value = OXDoubleToInt(number->GetValue());
-    out = new OXEnumObject(declaration.Clone(), value, LookupEnumStr(value));
+    out = new OXEnumObject(ShareDecl(declaration), value, LookupEnumStr(value));
     return ER_OK;
 }
 

@@ -7,6 +7,7 @@
 #include "oxdeclaration.h"
 
 #include <string>
+#include <vector>
 
 class OXListObject;
 class OXNumberObject;
@@ -35,10 +36,16 @@ class OXDefinition : public OXCommand, public OXDefinitionInterface {
                                          OXClassDeclaration& classDecl, OXObject* value) = 0;
 
   protected:
+    // The declaration a new value of this definition holds: the one given,
+    // shared. A declaration of this class without template parameters is
+    // always the same, so one shared copy serves every such value.
+    OXClassDeclInterface* ShareDecl(const OXClassDeclaration& declaration);
+
     tagExecuteResult executeResult = ER_OK;
 
   private:
     OXClassName* pClassName;
+    OXClassDeclaration* pSelfDecl = nullptr;
 };
 
 // The four built-in definitions, made without a node manager. Each makes the
@@ -115,9 +122,16 @@ class OXClassDefinition : public OXDefinition {
     }
 
   private:
+    // The class of the attribute at index, shared, for this definition's
+    // parameters; null when the substitution fails. Without template
+    // arguments it is the same for every object, made once and kept.
+    OXClassDeclaration* AttributeClass(int index, const OXAttributeDeclaration& attributeDecl,
+                                       const OXClassDeclaration& declaration);
+
     OXTemplateArgumentList* pTemplateArgumentList;
     OXClassDeclaration* pBaseClass;
     OXMemberDeclarationList* pMemberDeclarationList;
+    std::vector<OXClassDeclaration*> attributeClasses;
 };
 
 // "enum Name { "Text"=value, ... };"

@@ -64,13 +64,25 @@ class OXExpressionInterface {
 };
 
 // The class of a value (OXClassDeclaration): name and template parameters.
-// Objects and attributes own a private copy each.
+// Objects and attributes each hold one; a declaration that never changes is
+// shared between them rather than copied.
 class OXClassDeclInterface {
   public:
     virtual ~OXClassDeclInterface() = default;
     virtual const std::string& GetClassName() const = 0;
     // Deep copy, owned by the caller.
     virtual OXClassDeclInterface* Clone() const = 0;
+    // One more owner of the same declaration: a shared one is counted, any
+    // other is copied. Every owner gives it back with Release, never delete.
+    virtual OXClassDeclInterface* Share() const { return Clone(); }
+    virtual void Release() { delete this; }
+    // Gives value, which this declaration made, the value of the expression
+    // in place where that ends the same as making a new value would; false
+    // (and nothing changed) otherwise.
+    virtual bool UpdateInstance(OXObject& /*value*/,
+                                const OXExpressionInterface& /*expression*/) const {
+        return false;
+    }
     // Makes the value of an expression; out is set only on success and is null
     // for a null reference.
     virtual tagExecuteResult CreateInstance(OXObject*& out, OXClassManager& classes,

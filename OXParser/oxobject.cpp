@@ -42,7 +42,8 @@ std::string OXNumberToString(double value) {
 OXObject::OXObject(OXClassDeclInterface* classDecl) : pClassDecl(classDecl) {}
 
 OXObject::~OXObject() {
-    delete pClassDecl;
+    if (pClassDecl != nullptr)
+        pClassDecl->Release();
 }
 
 OXAttribute* OXObject::GetAttribute(const std::string&) const {
@@ -164,14 +165,9 @@ tagExecuteResult OXComplexObject::AssignConstraints() {
 }
 
 OXAttribute* OXComplexObject::GetAttribute(const std::string& name) const {
-    if (pBase != nullptr) {
-        if (OXAttribute* attribute = pBase->GetAttribute(name))
-            return attribute;
-    }
-    for (OXAttribute* attribute : attributes)
-        if (attribute->GetAttrName() == name)
-            return attribute;
-    return nullptr;
+    // The name index of each level keeps the first declared of each name, as
+    // a walk in declaration order finds it.
+    return LookupAttribute(name);
 }
 
 OXAttribute* OXComplexObject::LookupAttribute(const std::string& name) const {
@@ -185,8 +181,13 @@ OXAttribute* OXComplexObject::LookupAttribute(const std::string& name) const {
 OXAttribute* OXComplexObject::FindIndexed(std::string_view name) const {
     auto it =
         std::lower_bound(attributeIndex.begin(), attributeIndex.end(), name,
-                         [](const auto& entry, std::string_view key) { return entry.first < key; });
-    return it != attributeIndex.end() && it->first == name ? it->second : nullptr;
+                         [this](uint32_t position, std::string_view key) {
+                             return std::string_view(attributes[position]->GetAttrName()) < key;
+                         });
+    if (it == attributeIndex.end())
+        return nullptr;
+    OXAttribute* attribute = attributes[*it];
+    return std::string_view(attribute->GetAttrName()) == name ? attribute : nullptr;
 }
 
 const OXFunctionDeclInterface* OXComplexObject::GetFunction(long functionId) const {
@@ -225,14 +226,22 @@ void OXComplexObject::ForgetReferencesTo(const OXObject& gone) {
         pBase->ForgetReferencesTo(gone);
 }
 
+void OXComplexObject::Reserve(size_t count) {
+    attributes.reserve(count);
+    attributeIndex.reserve(count);
+}
+
 void OXComplexObject::Add(OXAttribute& attribute) {
-    attributes.push_back(&attribute);
     std::string_view name = attribute.GetAttrName();
     auto it =
         std::lower_bound(attributeIndex.begin(), attributeIndex.end(), name,
-                         [](const auto& entry, std::string_view key) { return entry.first < key; });
-    if (it == attributeIndex.end() || it->first != name)
-        attributeIndex.insert(it, {name, &attribute});
+                         [this](uint32_t position, std::string_view key) {
+                             return std::string_view(attributes[position]->GetAttrName()) < key;
+                         });
+    bool known = it != attributeIndex.end() && attributes[*it]->GetAttrName() == name;
+    if (!known)
+        attributeIndex.insert(it, static_cast<uint32_t>(attributes.size()));
+    attributes.push_back(&attribute);
 }
 
 void OXComplexObject::Add(OXFunctionDeclInterface& function) {
@@ -307,6 +316,11 @@ void OXListObject::ForgetReferencesTo(const OXObject& gone) {
         else if (owned[i] && elements[i] != nullptr)
             elements[i]->ForgetReferencesTo(gone);
     }
+}
+
+void OXListObject::Reserve(size_t count) {
+    elements.reserve(count);
+    owned.reserve(count);
 }
 
 void OXListObject::Add(OXObject* element) {

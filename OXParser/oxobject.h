@@ -14,6 +14,7 @@
 #include "observer.h"
 #include "oxnodeinterfaces.h"
 
+#include <cstdint>
 #include <string>
 #include <string_view>
 #include <utility>
@@ -33,7 +34,8 @@ class OXFunctionVisitor;
 
 class OXObject : public Subject<OXObject> {
   public:
-    // Takes ownership of the class declaration (a private copy).
+    // Takes over one owner's hold of the class declaration (given back with
+    // Release).
     explicit OXObject(OXClassDeclInterface* classDecl);
     OXObject(const OXObject&) = delete;
     OXObject& operator=(const OXObject&) = delete;
@@ -97,6 +99,9 @@ class OXComplexObject : public OXObject {
     bool IsClass(const std::string& className) const override;
     void ForgetReferencesTo(const OXObject& gone) override;
 
+    // Room for count attributes of this level, so that adding them one by
+    // one does not grow the tables step by step.
+    void Reserve(size_t count);
     // Both take ownership.
     void Add(OXAttribute& attribute);
     void Add(OXFunctionDeclInterface& function);
@@ -119,7 +124,9 @@ class OXComplexObject : public OXObject {
     std::vector<OXAttribute*> attributes;
     // The same attributes sorted by name, one entry per name (the first
     // declared wins); its size is this level's attribute count.
-    std::vector<std::pair<std::string_view, OXAttribute*>> attributeIndex;
+    // Positions in attributes, four bytes an entry instead of a name and a
+    // pointer: every object of the store has one.
+    std::vector<uint32_t> attributeIndex;
     std::vector<OXFunctionDeclInterface*> functions;
 };
 
@@ -137,13 +144,17 @@ class OXListObject : public OXObject {
     // object number is owned by the list; one with a number belongs to the
     // object table.
     void Add(OXObject* element);
+    // Room for count elements.
+    void Reserve(size_t count);
     const std::vector<OXObject*>* GetList() const { return &elements; }
     const std::string& GetElementClassName() const { return elementClassName; }
 
   private:
     std::string elementClassName;
     std::vector<OXObject*> elements;
-    std::vector<bool> owned;
+    // One byte a flag: the vector of bits costs more in the list itself than
+    // it saves on a machine's short lists.
+    std::vector<unsigned char> owned;
 };
 
 class OXSimpleObject : public OXObject {

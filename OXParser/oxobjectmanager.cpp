@@ -23,6 +23,15 @@ void OXObjectManager::ReadObjectCount(const OXObject& object) {
     if (OXNumberObject* count = object.GetNumberObject(objectCountName)) {
         expectedObjectCount = OXToLong(count->GetValue(1, 1));
         objectCountKnown = true;
+        // Room for the announced objects, so that the tables do not grow
+        // (and rehash) step by step during the transfer; a count beyond any
+        // machine is not trusted that far.
+        constexpr long kMaxReserved = 1L << 20;
+        if (expectedObjectCount > 0) {
+            size_t room = static_cast<size_t>(std::min(expectedObjectCount, kMaxReserved));
+            objectMap.reserve(room);
+            objects.reserve(room);
+        }
     }
 }
 

@@ -20,6 +20,12 @@ class OXParserNode {
 
     OXParserNodeManager* GetNodeManager() const { return pNodeManager; }
 
+    // Nodes are made and destroyed by the dozen for every command; freed
+    // blocks are kept by size for the next ones instead of going back to the
+    // general heap each time.
+    static void* operator new(size_t size);
+    static void operator delete(void* block, size_t size);
+
     OXParserNode(const OXParserNode&) = delete;
     OXParserNode& operator=(const OXParserNode&) = delete;
 

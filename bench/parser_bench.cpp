@@ -57,12 +57,19 @@ void BM_ParseMixedCommands(benchmark::State& state) {
         texts.back().push_back('\0');
     }
     for (auto _ : state) {
+        size_t trees = 0;
         for (std::vector<char>& text : texts) {
             // The grammar half only: tokens and tree, no store. The text is
             // read in place and not changed.
             if (parser.ParseTree(text.data()) != 0)
                 state.SkipWithError(parser.GetErrorStr());
+            if (parser.GetCommand() != nullptr)
+                ++trees;
             parser.DropCommand();
+        }
+        if (trees != texts.size()) {
+            state.SkipWithError("not every command gave a tree");
+            break;
         }
     }
     state.SetBytesProcessed(static_cast<int64_t>(state.iterations()) * static_cast<int64_t>(bytes));

@@ -94,6 +94,23 @@ void BM_Updates(benchmark::State& state) {
         if (!Run(parser, updates, state))
             break;
     }
+    // The last update's text must be in its object: the string attribute of
+    // the last object updated holds that round.
+    long last = kUpdates - 1;
+    long i = (last * 7919) % kObjects;
+    int c = static_cast<int>(i % kClasses);
+    OXObject* object = parser.GetObjectManager().Lookup(kFirstId + i);
+    bool reached = false;
+    for (int a = 0; a < AttributeCount(c) && object != nullptr; ++a) {
+        if (Kind(c, a) != 1)
+            continue;
+        std::string expected = "Device " + std::to_string(kFirstId + i) + " state " +
+                               std::to_string(static_cast<int>(last % 50));
+        reached = object->GetString("A" + std::to_string(a)) == expected;
+        break;
+    }
+    if (!reached)
+        state.SkipWithError("the updates did not reach the store");
     state.counters["commands/s"] = benchmark::Counter(
         static_cast<double>(updates.size()) * static_cast<double>(state.iterations()),
         benchmark::Counter::kIsRate);

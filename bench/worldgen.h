@@ -104,7 +104,7 @@ std::string Values(int c, long id, int round) {
 }
 
 // The whole transfer: definitions, root, then every object.
-std::vector<std::string> TransferTexts() {
+[[maybe_unused]] std::vector<std::string> TransferTexts() {
     std::vector<std::string> texts = World();
     for (long i = 0; i < kObjects; ++i) {
         long id = kFirstId + i;

@@ -200,6 +200,50 @@ TEST_F(StoreTest, ClassChainLookupsAndPositionalUpdate) {
     base->Detach(&onBase);
 }
 
+TEST_F(StoreTest, UpdatesGiveTheValuesAndClassesOfFreshlyMadeOnes) {
+    RunAll({"class Gauge : Object { number N; string S; list<number> L; };",
+            "new Gauge(5, 1, \"a\", (1, 2));"});
+    // Class and value of N and S, and of each element of L.
+    auto describe = [this]() {
+        OXComplexObject* gauge = Object(5);
+        if (gauge == nullptr)
+            return std::string("gone");
+        std::string text;
+        for (const char* name : {"N", "S"}) {
+            OXObject* value = gauge->GetAttrValue(name);
+            text +=
+                value != nullptr ? value->GetClassName() + ":" + value->AsString() + " " : "null ";
+        }
+        for (const OXObject* element : *gauge->GetList("L"))
+            text += element != nullptr ? element->GetClassName() + ":" + element->AsString() + " "
+                                       : "null ";
+        return text;
+    };
+    struct Step {
+        const char *text, *result, *values;
+    } steps[] = {
+        {"upd 5 (2, \"b\", (3, 4));", "ok", "number:2 string:b number:3 number:4 "},
+        // A tagged value makes a value of the tag's class; the next plain
+        // one is a number again.
+        {"upd 5 (void(3), \"c\", (5, 6, 7));", "ok", "void:3 string:c number:5 number:6 number:7 "},
+        {"upd 5 (4, \"d\", (8, @0, void(9)));", "ok", "number:4 string:d number:8 null void:9 "},
+        {"upd 5 (5, \"e\", (1, 2, 3));", "ok", "number:5 string:e number:1 number:2 number:3 "},
+        {"upd 5 (6, \"f\", list<number>(4, 5, 6));", "ok",
+         "number:6 string:f number:4 number:5 number:6 "},
+        // Values of the wrong kind change nothing from there on.
+        {"upd 5 (\"x\");", "Semantic Error: ER_INVALID_EXPRESSION_TYPE",
+         "number:6 string:f number:4 number:5 number:6 "},
+        {"upd 5 (7, 8);", "Semantic Error: ER_INVALID_EXPRESSION_TYPE",
+         "number:7 string:f number:4 number:5 number:6 "},
+        {"upd 5 (7, \"g\", (1, \"y\", 3));", "Semantic Error: ER_INVALID_EXPRESSION_TYPE",
+         "number:7 string:g number:4 number:5 number:6 "},
+    };
+    for (const Step& s : steps) {
+        EXPECT_EQ(Run(s.text), s.result) << s.text;
+        EXPECT_EQ(describe(), s.values) << s.text;
+    }
+}
+
 TEST_F(StoreTest, TemplatesListsAndNestedObjectsWithTheirOwnership) {
     RunAll({
         "class Base : Object { number X; string Label; };",

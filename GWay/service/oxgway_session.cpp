@@ -6,6 +6,10 @@
 #include "oxgway_cmd_cancel.h"
 #include "oxgway_cmd_statuscall.h"
 #include "oxgway_table.h"
+#include "oxgway_cmd_calldataset.h"
+#include "oxgway_cmd_callident.h"
+#include "oxgway_cmd_setdataset.h"
+#include "oxgway_cmd_userinfo.h"
 #include "oxobject.h"
 #include "oxobjectmanager.h"
 #include "testprint.h"
@@ -91,6 +95,36 @@ void OxGWaySession::AddHandlers() {
     // In the order of the protocol's command table.
     interpreter.AddHandler(new OxGWayCommandCancel(blockTransmitter, *this));
     interpreter.AddHandler(new OxGWayCommandStatusCall(blockTransmitter, *this, interpreter));
+    interpreter.AddHandler(new OxGWayCommandCallIdentification(blockTransmitter, dataSets));
+    interpreter.AddHandler(new OxGWayCommandCallUserInfo(blockTransmitter, *this, measure));
+    static const struct {
+        int code;
+        const char* kind;
+        const char* set;
+    } calls[] = {{0x4010, "data", "application"}, {0x4012, "data", "action"},
+                 {0x4014, "data", "matetial"},    {0x4016, "data", "static"},
+                 {0x4018, "data", "measure"},     {0x4056, "defaults", "application"},
+                 {0x4057, "defaults", "action"},  {0x4058, "defaults", "matetial"},
+                 {0x4059, "defaults", "static"},  {0x4060, "defaults", "measure"}},
+      sets[] = {{0x4011, "data", "application"}, {0x4013, "data", "action"},
+                {0x4015, "data", "matetial"},    {0x4017, "data", "static"},
+                {0x4019, "data", "measure"},     {0x4051, "defaults", "application"},
+                {0x4052, "defaults", "action"},  {0x4053, "defaults", "matetial"},
+                {0x4054, "defaults", "static"},  {0x4055, "defaults", "measure"}};
+    for (const auto& call : calls)
+        interpreter.AddHandler(new OxGWayCommandCallDataset(blockTransmitter, call.code, call.kind,
+                                                            *dataSets.at(call.set)));
+    OxConnection& connection = *GetConnection();
+    for (const auto& set : sets) {
+        OxGWayDataSet& dataSet = *dataSets.at(set.set);
+        if (dataSet.GetName() == "application")
+            interpreter.AddHandler(new OxGWayCommandSetApplicationDataset(
+                blockTransmitter, set.code, set.kind, dataSet, connection,
+                connection.GetObjectManager()));
+        else
+            interpreter.AddHandler(new OxGWayCommandSetDataset(blockTransmitter, set.code, set.kind,
+                                                               dataSet, connection));
+    }
 }
 
 OxGWaySession::~OxGWaySession() {

@@ -78,6 +78,8 @@ class OxGWaySession : public OxSession,
 
     std::map<long, OXObject*>& GetRunningTasks() { return runningTasks; }
     const std::string& GetServerIp() const { return serverIp; }
+    // The ids of the enabled section types, in section order.
+    const std::vector<unsigned>& GetSectionIds() const { return sectionIds; }
     OxGWayDataSet* GetDataSet(const std::string& name);
     OxGWayCommandInterpreter& GetInterpreter() { return interpreter; }
 

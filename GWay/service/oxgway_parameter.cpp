@@ -200,26 +200,41 @@ int OxGWayParVariable::Unserialize(const char* text, char*&) {
     return 0;
 }
 
-OxGWayParameter* OxGWayParVariable::CreateFromStr(const char* line, OXObjectManager& objects,
-                                                  OXClassManager&) {
-    // The leading blanks are optional; the format wants at least one.
-    std::string text = std::string(" ") + line;
+namespace {
+
+// The nine fields of a variable's map line: id, name, access, object, default,
+// minimum, maximum and unit.
+struct VariableLine {
+    std::string text;  // the line behind one blank, as the id list reads it
     unsigned pid = 0;
     char name[101] = "", defaultValue[101] = "", min[101] = "", max[101] = "", unit[21] = "";
     int level = 0;
     unsigned number = 0;
     long objectId = 0;
-    int fields = sscanf(text.c_str(),
-                        "%*[ \t]%u ; \" %100[^\"] \" ; %d.%u ; %ld ; \" %100[^\"] \" ; \" "
-                        "%100[^\"] \" ; \" %100[^\"] \" ; \" %20[^\"] \" ;",
-                        &pid, name, &level, &number, &objectId, defaultValue, min, max, unit);
-    if (fields != 9 || !CheckAccessNumber(level, number))
+
+    bool Read(const char* line) {
+        // The leading blanks are optional; the format wants at least one.
+        text = std::string(" ") + line;
+        int fields = sscanf(text.c_str(),
+                            "%*[ \t]%u ; \" %100[^\"] \" ; %d.%u ; %ld ; \" %100[^\"] \" ; \" "
+                            "%100[^\"] \" ; \" %100[^\"] \" ; \" %20[^\"] \" ;",
+                            &pid, name, &level, &number, &objectId, defaultValue, min, max, unit);
+        return fields == 9 && OxGWayParameter::CheckAccessNumber(level, number);
+    }
+};
+
+}  // namespace
+
+OxGWayParameter* OxGWayParVariable::CreateFromStr(const char* line, OXObjectManager& objects,
+                                                  OXClassManager&) {
+    VariableLine v;
+    if (!v.Read(line))
         return nullptr;
 
     long list[10] = {0};
-    ReadIdList(text, list);
+    ReadIdList(v.text, list);
 
-    std::string format = name;
+    std::string format = v.name;
     int argStart = 0;
     size_t global = format.find("%g");
     if (global != std::string::npos) {
@@ -242,10 +257,10 @@ OxGWayParameter* OxGWayParVariable::CreateFromStr(const char* line, OXObjectMana
         TestPrintF(4, "GWay(_): Error: Format buffer to small\n");
         return nullptr;
     }
-    TestPrintF(0x4000, "GWay(_): Dbg;OxGWayParVariable::CreateFromStr;%s;%s;%d;%d\n", name,
+    TestPrintF(0x4000, "GWay(_): Dbg;OxGWayParVariable::CreateFromStr;%s;%s;%d;%d\n", v.name,
                formatted.c_str(), argStart, static_cast<int>(args.size()));
-    return new OxGWayParVariable(pid, GWayString(formatted), GWayAccess(level, number),
-                                 defaultValue, min, max, unit, objectId, &objects);
+    return new OxGWayParVariable(v.pid, GWayString(formatted), GWayAccess(v.level, v.number),
+                                 v.defaultValue, v.min, v.max, v.unit, v.objectId, &objects);
 }
 
 OxGWayParObjectName::OxGWayParObjectName(unsigned id, const std::string& name,
@@ -382,20 +397,11 @@ void OxGWayParLanguage::Release() {
 
 OxGWayParameter* OxGWayParLanguage::CreateFromStr(const char* line, OXObjectManager&,
                                                   OXClassManager&) {
-    std::string text = std::string(" ") + line;
-    unsigned pid = 0;
-    char name[101] = "", defaultValue[101] = "", min[101] = "", max[101] = "", unit[21] = "";
-    int level = 0;
-    unsigned number = 0;
-    long objectId = 0;
-    int fields = sscanf(text.c_str(),
-                        "%*[ \t]%u ; \" %100[^\"] \" ; %d.%u ; %ld ; \" %100[^\"] \" ; \" "
-                        "%100[^\"] \" ; \" %100[^\"] \" ; \" %20[^\"] \" ;",
-                        &pid, name, &level, &number, &objectId, defaultValue, min, max, unit);
-    if (fields != 9 || !CheckAccessNumber(level, number))
+    VariableLine v;
+    if (!v.Read(line))
         return nullptr;
-    return new OxGWayParLanguage(pid, GWayString(name), GWayAccess(level, number), defaultValue,
-                                 min, max, unit);
+    return new OxGWayParLanguage(v.pid, GWayString(v.name), GWayAccess(v.level, v.number),
+                                 v.defaultValue, v.min, v.max, v.unit);
 }
 
 OxGWayParAlarmExe::OxGWayParAlarmExe(unsigned id, const std::string& name,

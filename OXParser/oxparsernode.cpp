@@ -64,6 +64,8 @@ void OXParserNode::operator delete(void* block, size_t size) {
         freeBlocks[c] = freed;
         return;
     }
+#else
+    (void)size;
 #endif
     ::operator delete(block);
 }

@@ -23,7 +23,7 @@ std::atomic<bool> proactorClosed{false};
 
 // ---------------------------------------------------------------- Timer
 
-Timer::Timer(ACE_Proactor& proactor) : proactor_(proactor), impl_(new TimerImpl(proactor, *this)) {}
+Timer::Timer(ACE_Proactor& proactor) : impl_(new TimerImpl(proactor, *this)) {}
 
 Timer::~Timer() {
     lock_.acquire();

@@ -56,7 +56,6 @@ class Timer : public Subject<Timer> {
     void BeginNotify();
     void EndNotify();
 
-    ACE_Proactor& proactor_;
     TimerImpl* impl_;
     mutable ACE_Semaphore lock_{1};
     bool running_ = false;

@@ -105,6 +105,28 @@ void OXCommandLexer::SetText(const char* start, size_t length) {
     textBuf[length] = '\0';
 }
 
+bool OXCommandLexer::Reserve(size_t length) {
+    size_t size = textSize;
+    while (length + 1 > size) {
+        if (size > maxTextSize / 2)
+            return false;
+        size *= 2;
+    }
+    if (size != textSize) {
+        char* grown = static_cast<char*>(realloc(textBuf, size));
+        if (grown == nullptr)
+            return false;
+        textBuf = grown;
+        textSize = size;
+    }
+    return true;
+}
+
+void OXCommandLexer::SetAtEnd(char* terminator) {
+    pInputStr = terminator;
+    textBuf[0] = '\0';
+}
+
 size_t OXCommandLexer::MatchString(const char* start) {
     const unsigned char* p = reinterpret_cast<const unsigned char*>(start) + 1;
     for (;;) {

@@ -61,11 +61,19 @@ class OXCommandLexer {
     // Bounds the token text buffer (default: what an int can count). A token
     // that does not fit ends the process, as when memory runs out.
     void SetMaxTextSize(size_t size) { maxTextSize = size; }
+    // Grows the text buffer as a token of length bytes would; false, with
+    // nothing changed, where such a token would end the process.
+    bool Reserve(size_t length);
+    // Leaves the lexer as after the last token of a text: on its terminator,
+    // with an empty token text.
+    void SetAtEnd(char* terminator);
 
     OXCommandLexer(const OXCommandLexer&) = delete;
     OXCommandLexer& operator=(const OXCommandLexer&) = delete;
 
   private:
+    friend class OXFastReader;
+
     void SetText(const char* start, size_t length);
     // Length of the complete string whose opening quote is at p, or 0.
     static size_t MatchString(const char* p);

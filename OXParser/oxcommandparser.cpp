@@ -2,6 +2,7 @@
 
 #include "oxcommand.h"
 #include "oxcommandgrammar.h"
+#include "oxfastreader.h"
 #include "testprint.h"
 
 #include <cassert>
@@ -44,8 +45,21 @@ int OXCommandParser::ParseTree(char* text) {
 
     nodeManager.StartTransaction();
     pInputStr = text;
-    lexer.SetInputStr(text);
-    int result = OXCommandGrammarParse(*this);
+    OXFastReader::tagOutcome outcome = OXFastReader::FR_DECLINED;
+    if (fastReader)
+        outcome = OXFastReader(*this).Read(text);
+    int result;
+    readFast = outcome != OXFastReader::FR_DECLINED;
+    if (!readFast) {
+        // The reader has called nothing and printed nothing; its nodes go,
+        // and the generated grammar reads the text with its messages.
+        nodeManager.Rollback();
+        nodeManager.StartTransaction();
+        lexer.SetInputStr(text);
+        result = OXCommandGrammarParse(*this);
+    } else {
+        result = outcome == OXFastReader::FR_ACCEPTED ? 0 : 1;
+    }
     if (result == 0) {
         nodeManager.Commit();
     } else {

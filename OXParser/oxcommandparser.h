@@ -33,6 +33,12 @@ class OXCommandParser {
     // Destroys a tree that ParseTree left.
     void DropCommand();
     void Reset();
+    // Whether complete, valid commands are read by the hand-written reader
+    // (the default) or every text by the generated grammar. Both give the
+    // same trees, calls and messages; the switch is there to compare them.
+    void UseFastReader(bool on) { fastReader = on; }
+    // Whether the hand-written reader took the last text.
+    bool ReadFast() const { return readFast; }
 
     OXCommand* GetCommand() const { return pCommand; }
     const char* GetErrorStr() const { return errorStr.c_str(); }
@@ -73,4 +79,6 @@ class OXCommandParser {
     std::string errorStr;
     bool initialized = false;
     bool stopRequested = false;
+    bool fastReader = true;
+    bool readFast = false;
 };

@@ -3,6 +3,9 @@
 // prelude of definitions and objects, so that fuzzed commands reach the
 // execution of new, upd, del, res and exc. Every input must end in success
 // or a clean failure, with every node released and the command consumed.
+// Each input is first read both by the hand-written reader and by the
+// generated grammar alone: result, message and tree must be the same.
+#include "../../OXParser/treedump.h"
 #include "oxcommandparser.h"
 
 #include <cstdint>
@@ -49,6 +52,10 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
         parser->Reset();
         Prelude(*parser);
     }
+    const char* bytes = reinterpret_cast<const char*>(data);
+    if (treedump::ParseWith(*parser, true, bytes, size) !=
+        treedump::ParseWith(*parser, false, bytes, size))
+        __builtin_trap();
     std::vector<char> text(size + 1);
     if (size != 0)
         memcpy(text.data(), data, size);

@@ -23,30 +23,6 @@ bool IsDigit(unsigned c) {
     return c >= '0' && c <= '9';
 }
 
-struct Keyword {
-    const char* text;
-    size_t length;
-    int token;
-};
-
-const Keyword kKeywords[] = {
-    {"class", 5, OXTK_KW_CLASS},
-    {"enum", 4, OXTK_KW_ENUM},
-    {"new", 3, OXTK_KW_NEW},
-    {"upd", 3, OXTK_KW_UPD},
-    {"del", 3, OXTK_KW_DEL},
-    {"exe", 3, OXTK_KW_EXE},
-    {"res", 3, OXTK_KW_RES},
-    {"exc", 3, OXTK_KW_EXC},
-    {"const", 5, OXTK_KW_CONST},
-    {"null", 4, OXTK_KW_NULL},
-    {"AR_USER", 7, OXTK_KW_AR_USER},
-    {"AR_ADMIN", 8, OXTK_KW_AR_ADMIN},
-    {"AR_SERVICE", 10, OXTK_KW_AR_SERVICE},
-    {"AR_RAD", 6, OXTK_KW_AR_RAD},
-    {"AR_NON", 6, OXTK_KW_AR_NON},
-};
-
 }  // namespace
 
 OXCommandLexer::OXCommandLexer() : maxTextSize(INT_MAX) {
@@ -149,13 +125,73 @@ size_t OXCommandLexer::MatchString(const char* start) {
 }
 
 int OXCommandLexer::KeywordOf(const char* text, size_t length) {
-    for (const Keyword& keyword : kKeywords) {
-        if (keyword.length == length && keyword.text[0] == text[0] &&
-            memcmp(keyword.text, text, length) == 0) {
-            return keyword.token;
-        }
+    // Only the keywords of this length and first letter can match: at most
+    // two, told apart by one more letter.
+    const char* word = nullptr;
+    int token = OXTK_SYMBOL;
+    auto pick = [&](const char* w, int t) {
+        word = w;
+        token = t;
+    };
+    switch (length) {
+        case 3:
+            switch (text[0]) {
+                case 'n':
+                    pick("new", OXTK_KW_NEW);
+                    break;
+                case 'u':
+                    pick("upd", OXTK_KW_UPD);
+                    break;
+                case 'd':
+                    pick("del", OXTK_KW_DEL);
+                    break;
+                case 'r':
+                    pick("res", OXTK_KW_RES);
+                    break;
+                case 'e':
+                    if (text[2] == 'e')
+                        pick("exe", OXTK_KW_EXE);
+                    else
+                        pick("exc", OXTK_KW_EXC);
+                    break;
+                default:
+                    break;
+            }
+            break;
+        case 4:
+            if (text[0] == 'e')
+                pick("enum", OXTK_KW_ENUM);
+            else if (text[0] == 'n')
+                pick("null", OXTK_KW_NULL);
+            break;
+        case 5:
+            if (text[0] == 'c' && text[1] == 'l')
+                pick("class", OXTK_KW_CLASS);
+            else if (text[0] == 'c')
+                pick("const", OXTK_KW_CONST);
+            break;
+        case 6:
+            if (text[0] == 'A' && text[3] == 'R')
+                pick("AR_RAD", OXTK_KW_AR_RAD);
+            else if (text[0] == 'A')
+                pick("AR_NON", OXTK_KW_AR_NON);
+            break;
+        case 7:
+            if (text[0] == 'A')
+                pick("AR_USER", OXTK_KW_AR_USER);
+            break;
+        case 8:
+            if (text[0] == 'A')
+                pick("AR_ADMIN", OXTK_KW_AR_ADMIN);
+            break;
+        case 10:
+            if (text[0] == 'A')
+                pick("AR_SERVICE", OXTK_KW_AR_SERVICE);
+            break;
+        default:
+            break;
     }
-    return OXTK_SYMBOL;
+    return word != nullptr && memcmp(word, text, length) == 0 ? token : OXTK_SYMBOL;
 }
 
 int OXCommandLexer::Lex(OXParserNode*& value) {

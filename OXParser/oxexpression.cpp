@@ -59,7 +59,7 @@ OXExpressionList::~OXExpressionList() {
     while (!pending.empty()) {
         OXExpression* expression = pending.back();
         pending.pop_back();
-        if (auto* inner = dynamic_cast<OXExpressionList*>(expression)) {
+        if (OXExpressionList* inner = expression->AsList()) {
             pending.insert(pending.end(), inner->list.begin(), inner->list.end());
             inner->list.clear();
         }

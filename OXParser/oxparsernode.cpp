@@ -89,9 +89,9 @@ void OXParserNodeManager::Add(OXParserNode& node) {
     nodes.push_back(&node);
 }
 
-void OXParserNodeManager::Delete(OXParserNode& node) {
-    // Nodes of a committed tree are no longer listed; a node dropped during a
-    // parse is usually one of the latest, so search from the back.
+void OXParserNodeManager::Forget(OXParserNode& node) {
+    // A node dropped during a parse is usually one of the latest, so search
+    // from the back.
     auto it = std::find(nodes.rbegin(), nodes.rend(), &node);
     if (it != nodes.rend())
         nodes.erase(std::next(it).base());

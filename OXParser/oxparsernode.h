@@ -41,7 +41,11 @@ class OXParserNodeManager {
     ~OXParserNodeManager();
 
     void Add(OXParserNode& node);
-    void Delete(OXParserNode& node);
+    void Delete(OXParserNode& node) {
+        // Nodes of a committed tree are no longer listed.
+        if (!nodes.empty())
+            Forget(node);
+    }
 
     void StartTransaction();
     void Commit();
@@ -53,6 +57,8 @@ class OXParserNodeManager {
     OXParserNodeManager& operator=(const OXParserNodeManager&) = delete;
 
   private:
+    void Forget(OXParserNode& node);
+
     std::vector<OXParserNode*> nodes;
 };
 

@@ -124,74 +124,70 @@ size_t OXCommandLexer::MatchString(const char* start) {
     }
 }
 
+namespace {
+
+// Whether text (of the word's length) is the word.
+template <size_t N>
+bool Is(const char* text, const char (&word)[N]) {
+    return memcmp(text, word, N - 1) == 0;
+}
+
+}  // namespace
+
 int OXCommandLexer::KeywordOf(const char* text, size_t length) {
     // Only the keywords of this length and first letter can match: at most
     // two, told apart by one more letter.
-    const char* word = nullptr;
     int token = OXTK_SYMBOL;
-    auto pick = [&](const char* w, int t) {
-        word = w;
-        token = t;
-    };
     switch (length) {
         case 3:
             switch (text[0]) {
                 case 'n':
-                    pick("new", OXTK_KW_NEW);
+                    token = Is(text, "new") ? OXTK_KW_NEW : OXTK_SYMBOL;
                     break;
                 case 'u':
-                    pick("upd", OXTK_KW_UPD);
+                    token = Is(text, "upd") ? OXTK_KW_UPD : OXTK_SYMBOL;
                     break;
                 case 'd':
-                    pick("del", OXTK_KW_DEL);
+                    token = Is(text, "del") ? OXTK_KW_DEL : OXTK_SYMBOL;
                     break;
                 case 'r':
-                    pick("res", OXTK_KW_RES);
+                    token = Is(text, "res") ? OXTK_KW_RES : OXTK_SYMBOL;
                     break;
                 case 'e':
-                    if (text[2] == 'e')
-                        pick("exe", OXTK_KW_EXE);
-                    else
-                        pick("exc", OXTK_KW_EXC);
+                    token = Is(text, "exe")   ? OXTK_KW_EXE
+                            : Is(text, "exc") ? OXTK_KW_EXC
+                                              : OXTK_SYMBOL;
                     break;
                 default:
                     break;
             }
             break;
         case 4:
-            if (text[0] == 'e')
-                pick("enum", OXTK_KW_ENUM);
-            else if (text[0] == 'n')
-                pick("null", OXTK_KW_NULL);
+            token = Is(text, "enum") ? OXTK_KW_ENUM : Is(text, "null") ? OXTK_KW_NULL : OXTK_SYMBOL;
             break;
         case 5:
-            if (text[0] == 'c' && text[1] == 'l')
-                pick("class", OXTK_KW_CLASS);
-            else if (text[0] == 'c')
-                pick("const", OXTK_KW_CONST);
+            token = Is(text, "class")   ? OXTK_KW_CLASS
+                    : Is(text, "const") ? OXTK_KW_CONST
+                                        : OXTK_SYMBOL;
             break;
         case 6:
-            if (text[0] == 'A' && text[3] == 'R')
-                pick("AR_RAD", OXTK_KW_AR_RAD);
-            else if (text[0] == 'A')
-                pick("AR_NON", OXTK_KW_AR_NON);
+            token = Is(text, "AR_RAD")   ? OXTK_KW_AR_RAD
+                    : Is(text, "AR_NON") ? OXTK_KW_AR_NON
+                                         : OXTK_SYMBOL;
             break;
         case 7:
-            if (text[0] == 'A')
-                pick("AR_USER", OXTK_KW_AR_USER);
+            token = Is(text, "AR_USER") ? OXTK_KW_AR_USER : OXTK_SYMBOL;
             break;
         case 8:
-            if (text[0] == 'A')
-                pick("AR_ADMIN", OXTK_KW_AR_ADMIN);
+            token = Is(text, "AR_ADMIN") ? OXTK_KW_AR_ADMIN : OXTK_SYMBOL;
             break;
         case 10:
-            if (text[0] == 'A')
-                pick("AR_SERVICE", OXTK_KW_AR_SERVICE);
+            token = Is(text, "AR_SERVICE") ? OXTK_KW_AR_SERVICE : OXTK_SYMBOL;
             break;
         default:
             break;
     }
-    return word != nullptr && memcmp(word, text, length) == 0 ? token : OXTK_SYMBOL;
+    return token;
 }
 
 int OXCommandLexer::Lex(OXParserNode*& value) {

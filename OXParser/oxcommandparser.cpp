@@ -2,7 +2,6 @@
 
 #include "oxcommand.h"
 #include "oxcommandgrammar.h"
-#include "oxfastreader.h"
 #include "testprint.h"
 
 #include <cassert>
@@ -47,7 +46,7 @@ int OXCommandParser::ParseTree(char* text) {
     pInputStr = text;
     OXFastReader::tagOutcome outcome = OXFastReader::FR_DECLINED;
     if (fastReader)
-        outcome = OXFastReader(*this).Read(text);
+        outcome = reader.Read(text);
     int result;
     readFast = outcome != OXFastReader::FR_DECLINED;
     if (!readFast) {

@@ -5,6 +5,7 @@
 #include "oxclassmanager.h"
 #include "oxcommandlexer.h"
 #include "oxexecutemanager.h"
+#include "oxfastreader.h"
 #include "oxobjecthandler.h"
 #include "oxobjectmanager.h"
 #include "oxparsernode.h"
@@ -73,6 +74,7 @@ class OXCommandParser {
     OXClassManager classManager;
     OXObjectManager objectManager;
     OXExecuteManager executeManager;
+    OXFastReader reader{*this};
     OXObjectHandler* pHandler = nullptr;
     OXCommand* pCommand = nullptr;
     char* pInputStr = nullptr;

@@ -6,6 +6,7 @@
 #include "oxparsernode.h"
 
 #include <string>
+#include <utility>
 #include <vector>
 
 class OXClassDeclaration;
@@ -19,8 +20,8 @@ int OXDoubleToInt(double value);
 
 class OXParserSymbol : public OXParserNode {
   public:
-    OXParserSymbol(OXParserNodeManager* manager, const std::string& text)
-        : OXParserNode(manager), symbol(text) {}
+    OXParserSymbol(OXParserNodeManager* manager, std::string text)
+        : OXParserNode(manager), symbol(std::move(text)) {}
 
     const std::string& GetSymbol() const { return symbol; }
     OXParserSymbol* Clone() const { return new OXParserSymbol(nullptr, symbol); }
@@ -63,8 +64,8 @@ class OXParserNumber : public OXExpression {
 
 class OXParserString : public OXExpression {
   public:
-    OXParserString(OXParserNodeManager* manager, const std::string& v)
-        : OXExpression(manager), value(v) {}
+    OXParserString(OXParserNodeManager* manager, std::string v)
+        : OXExpression(manager), value(std::move(v)) {}
 
     const std::string& GetValue() const { return value; }
     OXExpression* Clone() const override { return new OXParserString(nullptr, value); }
@@ -99,6 +100,7 @@ class OXExpressionList : public OXExpression {
     void Rollback() override;
 
     void Add(OXExpression* expression);
+    void Reserve(size_t count) { list.reserve(count); }
     bool IsEmpty() const { return list.empty(); }
     // Tags the list with a class; a list is tagged at most once.
     void SetClassDecl(OXClassDeclaration* pCDecl);

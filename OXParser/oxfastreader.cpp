@@ -231,6 +231,7 @@ OXFastReader::tagOutcome OXFastReader::Read(const char* text) {
     longestToken = 0;
     depth = 0;
     numberTooBig = false;
+    elements.clear();
     Next();
 
     OXCommand* command = nullptr;
@@ -614,15 +615,20 @@ OXExpressionList* OXFastReader::ExpressionList() {
         return new OXExpressionList(nm);
     if (++depth > kMaxNesting)
         return nullptr;
-    OXExpression* expression = Expression();
-    if (expression == nullptr)
-        return nullptr;
-    auto* list = new OXExpressionList(nm, expression, nullptr);
-    while (Accept(',')) {
-        if ((expression = Expression()) == nullptr)
+    // The elements wait on the shared stack, so that the list's vector is
+    // made once at its size.
+    size_t base = elements.size();
+    do {
+        OXExpression* expression = Expression();
+        if (expression == nullptr)
             return nullptr;
-        list->Add(expression);
-    }
+        elements.push_back(expression);
+    } while (Accept(','));
+    auto* list = new OXExpressionList(nm);
+    list->Reserve(elements.size() - base);
+    for (size_t i = base; i < elements.size(); ++i)
+        list->Add(elements[i]);
+    elements.resize(base);
     --depth;
     return list;
 }

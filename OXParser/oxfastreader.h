@@ -12,6 +12,7 @@
 #pragma once
 
 #include <cstddef>
+#include <vector>
 
 class OXAccessRight;
 class OXClassDeclaration;
@@ -84,4 +85,6 @@ class OXFastReader {
     size_t longestToken = 0;
     int depth = 0;
     bool numberTooBig = false;
+    // Elements of the expression lists being read, innermost last.
+    std::vector<OXExpression*> elements;
 };

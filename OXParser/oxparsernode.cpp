@@ -70,23 +70,9 @@ void OXParserNode::operator delete(void* block, size_t size) {
     ::operator delete(block);
 }
 
-OXParserNode::OXParserNode(OXParserNodeManager* manager) : pNodeManager(manager) {
-    if (pNodeManager != nullptr)
-        pNodeManager->Add(*this);
-}
-
-OXParserNode::~OXParserNode() {
-    if (pNodeManager != nullptr)
-        pNodeManager->Delete(*this);
-}
-
 OXParserNodeManager::~OXParserNodeManager() {
     // Nodes of an unfinished parse must not outlive their manager.
     Rollback();
-}
-
-void OXParserNodeManager::Add(OXParserNode& node) {
-    nodes.push_back(&node);
 }
 
 void OXParserNodeManager::Forget(OXParserNode& node) {

@@ -40,7 +40,7 @@ class OXParserNodeManager {
     OXParserNodeManager() = default;
     ~OXParserNodeManager();
 
-    void Add(OXParserNode& node);
+    void Add(OXParserNode& node) { nodes.push_back(&node); }
     void Delete(OXParserNode& node) {
         // Nodes of a committed tree are no longer listed.
         if (!nodes.empty())
@@ -61,6 +61,17 @@ class OXParserNodeManager {
 
     std::vector<OXParserNode*> nodes;
 };
+
+// Inline: nodes are made and destroyed by the dozen for every command.
+inline OXParserNode::OXParserNode(OXParserNodeManager* manager) : pNodeManager(manager) {
+    if (pNodeManager != nullptr)
+        pNodeManager->Add(*this);
+}
+
+inline OXParserNode::~OXParserNode() {
+    if (pNodeManager != nullptr)
+        pNodeManager->Delete(*this);
+}
 
 // A node that owns one child: the child is destroyed with it and let go by
 // Rollback. The Constant and Symbol forms of units, factors, access rights
@@ -102,6 +113,7 @@ class OXNodeVector : public OXParserNode {
         if (node != nullptr)
             items.push_back(node);
     }
+    void Reserve(size_t count) { items.reserve(count); }
     int Count() const { return static_cast<int>(items.size()); }
     bool IsEmpty() const { return items.empty(); }
     T* Get(int index) const {

@@ -111,13 +111,21 @@ void OXFastReader::Next() {
         ++p;
     const char* end = p + 1;
     int kind;
-    switch (ClassOf(p)) {
+    unsigned cls = ClassOf(p);
+    // Punctuation is half of all tokens: tested first, apart from the rest.
+    if (cls == CC_PUNCT) {
+        tok.kind = static_cast<unsigned char>(*p);
+        tok.start = p;
+        tok.length = 1;
+        if (longestToken == 0)
+            longestToken = 1;
+        pos = end;
+        return;
+    }
+    switch (cls) {
         case CC_END:
             kind = OXTK_END_OF_INPUT;
             end = p;
-            break;
-        case CC_PUNCT:
-            kind = static_cast<unsigned char>(*p);
             break;
         case CC_DOT:
             if (p[1] == '.') {
@@ -370,10 +378,8 @@ OXCommand* OXFastReader::ClassDefinition() {
         return nullptr;
     auto* members = new OXMemberDeclarationList(nm);
     while (!Accept('}')) {
-        OXParserNode* member = MemberDeclaration();
-        if (member == nullptr || !Accept(';'))
+        if (!MemberDeclaration(*members) || !Accept(';'))
             return nullptr;
-        members->Add(member);
     }
     return new OXClassDefinition(nm, name, arguments, base, members);
 }
@@ -425,41 +431,42 @@ OXClassDeclaration* OXFastReader::ClassDeclaration() {
     return new OXClassDeclaration(nm, name, parameters);
 }
 
-OXParserNode* OXFastReader::MemberDeclaration() {
+bool OXFastReader::MemberDeclaration(OXMemberDeclarationList& members) {
     if (tok.kind == OXTK_UNSIGNED_NUMBER) {
         OXParserNumber* id = Number();
         if (id == nullptr || !Accept('$'))
-            return nullptr;
+            return false;
         OXClassDeclaration* type = ClassDeclaration();
         if (type == nullptr)
-            return nullptr;
+            return false;
         OXParserSymbol* name = Symbol();
         if (name == nullptr || !Accept('('))
-            return nullptr;
+            return false;
         OXParameterDeclList* parameters;
         if (tok.kind == ')') {
             parameters = new OXParameterDeclList(nm);
         } else {
-            auto* parameter = static_cast<OXParameterDeclaration*>(ParameterDeclaration());
+            auto* parameter = ParameterDeclaration();
             if (parameter == nullptr)
-                return nullptr;
+                return false;
             parameters = new OXParameterDeclList(nm, parameter);
             while (Accept(',')) {
-                parameter = static_cast<OXParameterDeclaration*>(ParameterDeclaration());
+                parameter = ParameterDeclaration();
                 if (parameter == nullptr)
-                    return nullptr;
+                    return false;
                 parameters->Add(parameter);
             }
         }
         if (!Accept(')'))
-            return nullptr;
+            return false;
         OXUnitSpecification* unit = UnitSpecification();
         if (unit == nullptr || (tok.kind != '!' && tok.kind != ';'))
-            return nullptr;
+            return false;
         OXAccessRight* right = AccessRightSpecification();
         if (right == nullptr)
-            return nullptr;
-        return new OXFunctionDeclaration(nm, id, type, name, parameters, unit, right);
+            return false;
+        members.Add(new OXFunctionDeclaration(nm, id, type, name, parameters, unit, right));
+        return true;
     }
     OXMemberModifier* modifier;
     if (Accept(OXTK_KW_CONST))
@@ -467,23 +474,24 @@ OXParserNode* OXFastReader::MemberDeclaration() {
     else if (tok.kind == OXTK_SYMBOL)
         modifier = new OXMemberModifier(nm, OXMM_NORMAL);
     else
-        return nullptr;
+        return false;
     OXClassDeclaration* type = ClassDeclaration();
     if (type == nullptr)
-        return nullptr;
+        return false;
     OXParserSymbol* name = Symbol();
     if (name == nullptr)
-        return nullptr;
+        return false;
     OXUnitSpecification* unit = UnitSpecification();
     if (unit == nullptr || (tok.kind != '!' && tok.kind != ';'))
-        return nullptr;
+        return false;
     OXAccessRight* right = AccessRightSpecification();
     if (right == nullptr)
-        return nullptr;
-    return new OXAttributeDeclaration(nm, modifier, type, name, unit, right);
+        return false;
+    members.Add(new OXAttributeDeclaration(nm, modifier, type, name, unit, right));
+    return true;
 }
 
-OXParserNode* OXFastReader::ParameterDeclaration() {
+OXParameterDeclaration* OXFastReader::ParameterDeclaration() {
     OXClassDeclaration* type = ClassDeclaration();
     if (type == nullptr)
         return nullptr;

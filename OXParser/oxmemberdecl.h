@@ -120,6 +120,9 @@ class OXMemberDeclarationList : public OXParserNode {
 
     // Sorts an attribute or function declaration into its vector.
     void Add(OXParserNode* member);
+    // The same where the kind of member is known.
+    void Add(OXAttributeDeclaration* attribute) { attributes.push_back(attribute); }
+    void Add(OXFunctionDeclaration* function) { functions.push_back(function); }
     int GetAttributeCount() const { return static_cast<int>(attributes.size()); }
     int GetFunctionCount() const { return static_cast<int>(functions.size()); }
     // The index-th attribute; with OXMM_ANY of all, else of those with that modifier.

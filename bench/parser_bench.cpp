@@ -1,6 +1,8 @@
 // Parsing speed of the command language: tokens and tree, no store. The text
 // is 10,000 mixed commands (class definitions, new with nested lists, upd),
 // each parsed as the machine link hands it over, one command per ParseTree.
+// The same with the generated grammar alone, which reads every text that is
+// not a complete, valid command.
 #include "oxcommandparser.h"
 
 #include <benchmark/benchmark.h>
@@ -44,13 +46,16 @@ std::vector<std::string> MakeCommands(int count) {
     return commands;
 }
 
-void BM_ParseMixedCommands(benchmark::State& state) {
+// The valid commands go through the hand-written reader; with fast false,
+// through the generated grammar, which reads every other text.
+void ParseMixedCommands(benchmark::State& state, bool fast) {
     std::vector<std::string> commands = MakeCommands(10000);
     size_t bytes = 0;
     for (const std::string& command : commands)
         bytes += command.size();
     OXCommandParser parser;
     parser.Create(nullptr);
+    parser.UseFastReader(fast);
     std::vector<std::vector<char>> texts;
     for (const std::string& command : commands) {
         texts.emplace_back(command.begin(), command.end());
@@ -58,6 +63,7 @@ void BM_ParseMixedCommands(benchmark::State& state) {
     }
     for (auto _ : state) {
         size_t trees = 0;
+        size_t fastReads = 0;
         for (std::vector<char>& text : texts) {
             // The grammar half only: tokens and tree, no store. The text is
             // read in place and not changed.
@@ -65,16 +71,30 @@ void BM_ParseMixedCommands(benchmark::State& state) {
                 state.SkipWithError(parser.GetErrorStr());
             if (parser.GetCommand() != nullptr)
                 ++trees;
+            if (parser.ReadFast())
+                ++fastReads;
             parser.DropCommand();
         }
         if (trees != texts.size()) {
             state.SkipWithError("not every command gave a tree");
             break;
         }
+        if (fastReads != (fast ? texts.size() : 0)) {
+            state.SkipWithError("the commands did not take the reader under test");
+            break;
+        }
     }
     state.SetBytesProcessed(static_cast<int64_t>(state.iterations()) * static_cast<int64_t>(bytes));
     state.counters["commands"] = static_cast<double>(commands.size());
 }
+void BM_ParseMixedCommands(benchmark::State& state) {
+    ParseMixedCommands(state, true);
+}
 BENCHMARK(BM_ParseMixedCommands)->Unit(benchmark::kMillisecond);
+
+void BM_GrammarOnlyMixedCommands(benchmark::State& state) {
+    ParseMixedCommands(state, false);
+}
+BENCHMARK(BM_GrammarOnlyMixedCommands)->Unit(benchmark::kMillisecond);
 
 }  // namespace

@@ -186,15 +186,19 @@ TEST_F(LanguageTest, Tokens) {
 }
 
 TEST(LexerDeathTest, TextBufferOverflowEndsTheProcess) {
-    EXPECT_EXIT(
-        {
-            OXCommandParser parser;
-            parser.Create(nullptr);
-            parser.GetLexer().SetMaxTextSize(200);
-            std::string text = "upd 5 (" + std::string(300, 'x') + ");";
-            parser.Parse(&text[0]);
-        },
-        ::testing::ExitedWithCode(1), "lex text buffer overflow \\(200\\)");
+    // In an invalid command and in a valid one alike.
+    for (const std::string& text :
+         {"upd 5 (" + std::string(300, 'x') + ");", "upd 5 (\"" + std::string(300, 'x') + "\");"}) {
+        EXPECT_EXIT(
+            {
+                OXCommandParser parser;
+                parser.Create(nullptr);
+                parser.GetLexer().SetMaxTextSize(200);
+                std::string copy = text;
+                parser.Parse(&copy[0]);
+            },
+            ::testing::ExitedWithCode(1), "lex text buffer overflow \\(200\\)");
+    }
 }
 
 TEST_F(LanguageTest, TreesAndErrorRecovery) {

@@ -54,6 +54,15 @@ tagExecuteResult OXAttributeDeclaration::AssignConstraints(OXAttribute& attribut
     return result;
 }
 
+bool OXAttributeDeclaration::HasConstantConstraints() const {
+    const OXAccessRight* right = pAccessRight;
+    return dynamic_cast<const OXUnitIdConstant*>(pUnitSpecfication->GetUnitId()) != nullptr &&
+           dynamic_cast<const OXUnitFactorConstant*>(pUnitSpecfication->GetMul()) != nullptr &&
+           dynamic_cast<const OXUnitFactorConstant*>(pUnitSpecfication->GetDiv()) != nullptr &&
+           (dynamic_cast<const OXAccessRightConstant*>(right) != nullptr ||
+            dynamic_cast<const OXAccessRightEnum*>(right) != nullptr);
+}
+
 OXParameterDeclaration::OXParameterDeclaration(
     OXParserNodeManager* manager, OXClassDeclaration* classDecl, OXParserSymbol* parameterName,
     OXConstraintList* constraintList, OXValueExpression* defaultValue,
@@ -175,6 +184,8 @@ const OXAttributeDeclaration* OXMemberDeclarationList::GetAttrDecl(
     int index, tagMemberModifier modifier) const {
     if (index < 0)
         return nullptr;
+    if (modifier == OXMM_ANY)
+        return index < GetAttributeCount() ? attributes[static_cast<size_t>(index)] : nullptr;
     for (const OXAttributeDeclaration* attribute : attributes) {
         if (modifier != OXMM_ANY && attribute->GetModifier()->GetValue() != modifier)
             continue;

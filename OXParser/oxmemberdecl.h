@@ -38,6 +38,10 @@ class OXAttributeDeclaration : public OXParserNode, public OXAttributeDeclInterf
     // Works out the constant state, unit and access right of one attribute
     // of an object.
     tagExecuteResult AssignConstraints(OXAttribute& attribute, OXObject& object) const override;
+    // True when unit, factors and access right are written as constants (or
+    // a right of the access-right enum): AssignConstraints then gives the
+    // same on every object, whatever its values.
+    bool HasConstantConstraints() const;
 
     const OXMemberModifier* GetModifier() const { return pModifier; }
     const OXClassDeclaration* GetClassDecl() const { return pClassDecl; }

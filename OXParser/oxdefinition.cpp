@@ -30,13 +30,16 @@ OXClassDeclInterface* OXDefinition::ShareDecl(const OXClassDeclaration& declarat
     return pSelfDecl->Share();
 }
 
-const OXClassDeclInterface* OXDefinition::SharedDeclFor(
-    const OXClassDeclaration& declaration) const {
-    if (declaration.IsShared())
-        return &declaration;
-    if (!declaration.GetParameterList()->IsEmpty() || declaration.GetClassName() != GetClassName())
-        return nullptr;
-    return pSelfDecl;
+bool OXDefinition::HoldsDeclFor(const OXObject& value,
+                                const OXClassDeclaration& declaration) const {
+    const OXClassDeclInterface* held = value.GetClassDecl();
+    if (held == nullptr)
+        return false;
+    if (held == &declaration || held == pSelfDecl)
+        return held == &declaration ? declaration.IsShared() : !declaration.HasTemplateParameters();
+    // Another declaration of the same plain class reads the same.
+    return !declaration.HasTemplateParameters() && !held->HasTemplateParameters() &&
+           held->GetClassName() == declaration.GetClassName();
 }
 
 void OXDefinition::Rollback() {
@@ -137,9 +140,8 @@ bool OXListDefinition::UpdateInstance(OXObject& value, OXClassManager& classes,
     // The same class with as many elements, each of which is its own and
     // takes its new value in place.
     const OXTemplateParameterList* parameters = declaration.GetParameterList();
-    const OXClassDeclInterface* shared = SharedDeclFor(declaration);
-    if (value.GetKind() != OXObjectKind::LIST || parameters->Count() != 1 || shared == nullptr ||
-        value.GetClassDecl() != shared)
+    if (value.GetKind() != OXObjectKind::LIST || parameters->Count() != 1 ||
+        !HoldsDeclFor(value, declaration))
         return false;
     auto& list = static_cast<OXListObject&>(value);
     const std::vector<OXObject*>& elements = *list.GetList();
@@ -170,9 +172,8 @@ bool OXNumberDefinition::UpdateInstance(OXObject& value, OXClassManager&, OXObje
                                         const OXClassDeclaration& declaration,
                                         const OXExpression& expression, bool apply) {
     const OXParserNumber* number = nullptr;
-    const OXClassDeclInterface* shared = SharedDeclFor(declaration);
-    if (value.GetKind() != OXObjectKind::NUMBER || shared == nullptr ||
-        value.GetClassDecl() != shared || NumberValue(number, declaration, expression) != ER_OK)
+    if (value.GetKind() != OXObjectKind::NUMBER || !HoldsDeclFor(value, declaration) ||
+        NumberValue(number, declaration, expression) != ER_OK)
         return false;
     if (apply)
         static_cast<OXNumberObject&>(value).SetValue(number->GetValue());
@@ -195,9 +196,8 @@ tagExecuteResult OXStringDefinition::CreateInstance(OXObject*& out, OXClassManag
 bool OXStringDefinition::UpdateInstance(OXObject& value, OXClassManager&, OXObjectManager&,
                                         const OXClassDeclaration& declaration,
                                         const OXExpression& expression, bool apply) {
-    const OXClassDeclInterface* shared = SharedDeclFor(declaration);
-    if (value.GetKind() != OXObjectKind::STRING || shared == nullptr ||
-        value.GetClassDecl() != shared || HasTemplateParameters(declaration))
+    if (value.GetKind() != OXObjectKind::STRING || HasTemplateParameters(declaration) ||
+        !HoldsDeclFor(value, declaration))
         return false;
     const OXParserString* text = SimpleValue<OXParserString>(expression, OXExpressionKind::STRING);
     if (text == nullptr)
@@ -222,6 +222,8 @@ OXClassDefinition::~OXClassDefinition() {
     for (OXClassDeclaration* classDecl : attributeClasses)
         if (classDecl != nullptr)
             classDecl->Release();
+    if (fixedBaseClass != nullptr)
+        fixedBaseClass->Release();
     delete pTemplateArgumentList;
     delete pBaseClass;
     delete pMemberDeclarationList;
@@ -241,14 +243,24 @@ tagExecuteResult OXClassDefinition::CreateBaseClassInstance(OXObject*& out, OXCl
     out = nullptr;
     if (pBaseClass == nullptr)
         return ER_OK;
-    OXClassDeclaration* base =
-        pBaseClass->Specialize(*pTemplateArgumentList, *declaration.GetParameterList());
-    if (base == nullptr)
-        return ER_INVALID_TEMPLATE_PARAMETER_COUNT;
+    // Without template arguments the specialised base is the same for every
+    // object: made once and kept (shared, so its values share it too).
+    const bool fixed = pTemplateArgumentList->IsEmpty();
+    OXClassDeclaration* base = fixed ? fixedBaseClass : nullptr;
+    if (base == nullptr) {
+        base = pBaseClass->Specialize(*pTemplateArgumentList, *declaration.GetParameterList());
+        if (base == nullptr)
+            return ER_INVALID_TEMPLATE_PARAMETER_COUNT;
+        if (fixed) {
+            base->SetShared();
+            fixedBaseClass = base;
+        }
+    }
     OXObject* made = nullptr;
     tagExecuteResult result =
         base->CreateUntaggedInstance(made, classes, objects, expression, SO_NO_STORE);
-    delete base;
+    if (!fixed)
+        delete base;
     if (result != ER_OK)
         return result;
     if (made != nullptr && dynamic_cast<OXComplexObject*>(made) == nullptr) {
@@ -362,19 +374,18 @@ bool OXClassDefinition::UpdateInstance(OXObject& value, OXClassManager& classes,
     if (value.GetKind() != OXObjectKind::COMPLEX || !declaration.GetParameterList()->IsEmpty())
         return false;
     auto& object = static_cast<OXComplexObject&>(value);
-    const OXClassDeclInterface* shared = SharedDeclFor(declaration);
-    if (shared == nullptr || object.GetClassDecl() != shared || !UpdatableInPlace(object))
+    if (!HoldsDeclFor(value, declaration) || !UpdatableInPlace(object))
         return false;
     // The base level takes the same whole expression, untagged, as
-    // CreateBaseClassInstance gives it; without template arguments its class
-    // is the base class as written.
+    // CreateBaseClassInstance gives it, of the base class it keeps.
     OXComplexObject* base = object.GetBase();
     if ((pBaseClass == nullptr) != (base == nullptr))
         return false;
     if (base != nullptr) {
-        OXDefinition* baseDefinition = pBaseClass->LookupDefinition(classes);
+        OXDefinition* baseDefinition =
+            fixedBaseClass != nullptr ? fixedBaseClass->LookupDefinition(classes) : nullptr;
         if (baseDefinition == nullptr ||
-            !baseDefinition->UpdateInstance(*base, classes, objects, *pBaseClass, expression,
+            !baseDefinition->UpdateInstance(*base, classes, objects, *fixedBaseClass, expression,
                                             apply))
             return false;
     }
@@ -434,9 +445,8 @@ tagExecuteResult OXEnumDefinition::CreateInstance(OXObject*& out, OXClassManager
 bool OXEnumDefinition::UpdateInstance(OXObject& value, OXClassManager&, OXObjectManager&,
                                       const OXClassDeclaration& declaration,
                                       const OXExpression& expression, bool apply) {
-    const OXClassDeclInterface* shared = SharedDeclFor(declaration);
-    if (value.GetKind() != OXObjectKind::ENUM || shared == nullptr ||
-        value.GetClassDecl() != shared || HasTemplateParameters(declaration))
+    if (value.GetKind() != OXObjectKind::ENUM || HasTemplateParameters(declaration) ||
+        !HoldsDeclFor(value, declaration))
         return false;
     const OXParserNumber* number =
         SimpleValue<OXParserNumber>(expression, OXExpressionKind::NUMBER);

@@ -47,10 +47,10 @@ class OXDefinition : public OXCommand, public OXDefinitionInterface {
     }
 
   protected:
-    // The declaration that ShareDecl gives a new value for this declaration,
-    // where it is always the same one; null where it is a new copy each time
-    // (or none was made yet).
-    const OXClassDeclInterface* SharedDeclFor(const OXClassDeclaration& declaration) const;
+    // Whether value holds the class that ShareDecl gives a new value made
+    // for this declaration: the same declaration, or one of the same class
+    // without template parameters.
+    bool HoldsDeclFor(const OXObject& value, const OXClassDeclaration& declaration) const;
 
     // The declaration a new value of this definition holds: the one given,
     // shared. A declaration of this class without template parameters is
@@ -165,6 +165,8 @@ class OXClassDefinition : public OXDefinition {
     OXClassDeclaration* pBaseClass;
     OXMemberDeclarationList* pMemberDeclarationList;
     std::vector<OXClassDeclaration*> attributeClasses;
+    // The base class specialised, kept when it is the same for every object.
+    OXClassDeclaration* fixedBaseClass = nullptr;
     signed char constantConstraints = -1;
 };
 

@@ -75,6 +75,8 @@ class OXClassDeclInterface {
   public:
     virtual ~OXClassDeclInterface() = default;
     virtual const std::string& GetClassName() const = 0;
+    // Whether the class is written with template parameters ("list<T>").
+    virtual bool HasTemplateParameters() const { return true; }
     // Deep copy, owned by the caller.
     virtual OXClassDeclInterface* Clone() const = 0;
     // One more owner of the same declaration: a shared one is counted, any

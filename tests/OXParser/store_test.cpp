@@ -271,13 +271,15 @@ TEST_F(StoreTest, UpdatesGiveTheValuesAndClassesOfFreshlyMadeOnes) {
         // The values of the update; its outcome; the values of which a new
         // object must equal object 5 afterwards ("" for the update's own).
         std::string values, result, now;
+        // Whether the nested values stay where they are (written in place).
+        bool kept = false;
     } steps[] = {
-        {before, "ok", ""},
+        {before, "ok", "", true},
         // Untagged elements take the element class, surplus values are
         // ignored, an enum value without text has none.
         {"2, \"c\", (5, 6), 7, @7, ((1, 2, 1, @7, 8, 99), (3, 4, 0, @8, 9)), (5, 6, 1, @7, 1), "
          "(Scaled(4, 6)), (\"r\", \"s\")",
-         "ok", ""},
+         "ok", "", true},
         // A tag of another class, lengths that change, null elements and
         // tagged numbers make new values; the next plain ones come back.
         {"3, \"d\", (void(5), 6, 7), 0, @0, (Pos(1), @0, Point(3, 4, 0, @7, 2)), "
@@ -324,7 +326,13 @@ TEST_F(StoreTest, UpdatesGiveTheValuesAndClassesOfFreshlyMadeOnes) {
     };
     int told = 0;
     for (const Step& s : steps) {
+        const OXObject* points = Object(5)->GetAttrValue("P");
+        const OXObject* point = Object(5)->GetAttrValue("Q");
         EXPECT_EQ(Run("upd 5 (" + s.values + ");"), s.result) << s.values;
+        if (s.kept) {
+            EXPECT_EQ(Object(5)->GetAttrValue("P"), points) << s.values;
+            EXPECT_EQ(Object(5)->GetAttrValue("Q"), point) << s.values;
+        }
         bool ok = s.result == "ok";
         told += ok ? 1 : 0;
         EXPECT_EQ(handler.Take(), ok ? Calls{"upd Gauge 5"} : Calls{}) << s.values;

@@ -42,6 +42,26 @@ void OXAttributeDeclaration::Rollback() {
 
 tagExecuteResult OXAttributeDeclaration::AssignConstraints(OXAttribute& attribute,
                                                            OXObject& object) const {
+    if (constantKnown < 0) {
+        constantKnown = HasConstantConstraints() ? 1 : 0;
+        if (constantKnown == 1) {
+            // Constants each give their value and no error but a right of
+            // the enum that is not there; all four are written either way.
+            constantUnit = pUnitSpecfication->GetUnitStr(constantResult, object);
+            tagExecuteResult result = OXCommand::ER_OK;
+            constantMul = pUnitSpecfication->GetMul(result, object);
+            constantDiv = pUnitSpecfication->GetDiv(result, object);
+            constantRight = pAccessRight->GetAccessRight(constantResult, object);
+        }
+    }
+    if (constantKnown == 1) {
+        attribute.SetConst(pModifier->GetValue() == OXMM_CONST);
+        attribute.SetUnitStr(constantUnit);
+        attribute.SetUnitMul(constantMul);
+        attribute.SetUnitDiv(constantDiv);
+        attribute.SetAccessRight(constantRight);
+        return constantResult;
+    }
     tagExecuteResult result = OXCommand::ER_OK;
     attribute.SetConst(pModifier->GetValue() == OXMM_CONST);
     attribute.SetUnitStr(pUnitSpecfication->GetUnitStr(result, object));

@@ -89,7 +89,7 @@ tagExecuteResult OXClassDeclaration::CreateInstance(OXObject*& out, OXClassManag
     if (expression.GetKind() == OXExpressionKind::LIST) {
         const OXClassDeclaration* tag =
             static_cast<const OXExpressionList&>(expression).GetClassDecl();
-        if (tag != nullptr && IsSubClass(*tag))
+        if (tag != nullptr && IsSubClass(*tag) && !SamePlainClass(*tag))
             return tag->CreateUntaggedInstance(out, classes, objects, expression, storeOption);
     }
     return CreateUntaggedInstance(out, classes, objects, expression, storeOption);
@@ -216,6 +216,11 @@ void OXClassDeclaration::Release() {
         delete this;
 }
 
+bool OXClassDeclaration::SamePlainClass(const OXClassDeclaration& other) const {
+    return pTemplateParameterList->IsEmpty() && other.pTemplateParameterList->IsEmpty() &&
+           pClassName->GetSymbol() == other.pClassName->GetSymbol();
+}
+
 OXDefinition* OXClassDeclaration::LookupDefinition(const OXClassManager& classes) const {
     if (definition != nullptr && definitionGeneration == classes.GetGeneration())
         return definition;
@@ -238,7 +243,7 @@ bool OXClassDeclaration::UpdateInPlace(OXObject& value, OXClassManager& classes,
         case OXExpressionKind::LIST: {
             const OXClassDeclaration* tag =
                 static_cast<const OXExpressionList&>(expression).GetClassDecl();
-            if (tag != nullptr)
+            if (tag != nullptr && !SamePlainClass(*tag))
                 declaration = tag;
             break;
         }

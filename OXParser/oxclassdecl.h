@@ -85,6 +85,11 @@ class OXClassDeclaration : public OXParserNode, public OXClassDeclInterface {
     // takes the place of this class, as in CreateInstance.
     bool UpdateInPlace(OXObject& value, OXClassManager& classes, OXObjectManager& objects,
                        const OXExpressionInterface& expression, bool apply) const override;
+    // Whether other names the same class, both without template parameters:
+    // a value made for either is the same. A class tag that repeats the
+    // class of a long-lived declaration is then read through that one, which
+    // keeps its definition at hand.
+    bool SamePlainClass(const OXClassDeclaration& other) const;
     // The definition of this class in the table, or null; the answer is kept
     // for as long as the table's generation holds.
     OXDefinition* LookupDefinition(const OXClassManager& classes) const;

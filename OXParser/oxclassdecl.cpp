@@ -236,6 +236,25 @@ OXDefinition* OXClassDeclaration::LookupDefinition(const OXClassManager& classes
 bool OXClassDeclaration::UpdateInPlace(OXObject& value, OXClassManager& classes,
                                        OXObjectManager& objects,
                                        const OXExpressionInterface& expression, bool apply) const {
+    // A plain number or text for a number or text that this declaration
+    // made: the class, its definition and the checks are the same as for
+    // the value in hand, so only the number or text changes.
+    if (value.GetClassDecl() == this) {
+        if (expression.GetKind() == OXExpressionKind::NUMBER &&
+            value.GetKind() == OXObjectKind::NUMBER) {
+            if (apply)
+                static_cast<OXNumberObject&>(value).SetValue(
+                    static_cast<const OXParserNumber&>(expression).GetValue());
+            return true;
+        }
+        if (expression.GetKind() == OXExpressionKind::STRING &&
+            value.GetKind() == OXObjectKind::STRING) {
+            if (apply)
+                static_cast<OXStringObject&>(value).SetValue(
+                    static_cast<const OXParserString&>(expression).GetValue());
+            return true;
+        }
+    }
     // As CreateInstance: the tag of a list takes the place of this class; a
     // reference gives an object of the table, which is never made in place.
     const OXClassDeclaration* declaration = this;

@@ -20,6 +20,8 @@ class OXAttribute {
 
     virtual void Accept(OXAttributeVisitor& visitor) { visitor.Visit(*this); }
     virtual OXObject* GetAttrObject() const = 0;
+    // The kind of value the attribute holds (the T of OXAttributeTpl<T>).
+    virtual OXObjectKind GetValueKind() const = 0;
     // Stores a new value (null allowed). A value of the wrong kind changes
     // nothing and gives ER_INVALID_EXPRESSION_TYPE.
     virtual tagExecuteResult SetObjValue(OXObject* value) = 0;
@@ -28,9 +30,16 @@ class OXAttribute {
     // an object number); null for a value of the table or none.
     OXObject* GetOwnedValue() const { return ownsValue ? GetAttrObject() : nullptr; }
 
-    // Makes a new value from the expression and stores it.
+    // Makes a new value from the expression and stores it; a value of its own
+    // that can take the new one in place takes it there.
     tagExecuteResult Update(OXClassManager& classes, OXObjectManager& objects,
                             const OXExpressionInterface& expression);
+    // For an attribute of a value that is written in place instead of made
+    // anew: whether this attribute, made anew of the expression, would end
+    // as it ends when written in place (apply false, nothing changes), and
+    // the writing (apply true, only after a check that passed).
+    bool UpdateInPlace(OXClassManager& classes, OXObjectManager& objects,
+                       const OXExpressionInterface& expression, bool apply);
     tagExecuteResult AssignConstraints(OXObject& object);
     // Decimals to show for a value scaled by unitDiv: 1 -> 0, 10 -> 1, 250 -> 2.
     int GetNoOfDecimals() const;
@@ -87,10 +96,11 @@ class OXAttributeTpl : public OXAttribute {
     }
 
     OXObject* GetAttrObject() const override { return pValue; }
+    OXObjectKind GetValueKind() const override { return OXKindOf<T>::value; }
     T* GetValue() const { return pValue; }
 
     tagExecuteResult SetObjValue(OXObject* value) override {
-        T* typed = dynamic_cast<T*>(value);
+        T* typed = OXObjectCast<T>(value);
         if (value != nullptr && typed == nullptr)
             return OXExecuteResult::ER_INVALID_EXPRESSION_TYPE;
         if (typed == pValue)
@@ -105,3 +115,12 @@ class OXAttributeTpl : public OXAttribute {
   private:
     T* pValue = nullptr;
 };
+
+// The attribute as an OXAttributeTpl<T>, asked through its value kind; null
+// for null and for an attribute of another kind.
+template <class T>
+OXAttributeTpl<T>* OXAttributeCast(OXAttribute* attribute) {
+    return attribute != nullptr && attribute->GetValueKind() == OXKindOf<T>::value
+               ? static_cast<OXAttributeTpl<T>*>(attribute)
+               : nullptr;
+}

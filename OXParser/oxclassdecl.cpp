@@ -7,7 +7,6 @@
 #include "oxobjectmanager.h"
 
 #include <cassert>
-#include <typeinfo>
 
 namespace {
 
@@ -75,7 +74,7 @@ OXAttribute* OXClassDeclaration::CreateAttribute(OXClassManager& classes, OXObje
     // The class of an attribute can be missing although its value was made:
     // a class tag or a reference stands in for it ("Undefined U;" given @0).
     // That is the controller's error, not ours: no attribute (null).
-    auto* pDefinition = dynamic_cast<OXDefinition*>(classes.Lookup(GetClassName()));
+    OXDefinition* pDefinition = LookupDefinition(classes);
     if (pDefinition == nullptr)
         return nullptr;
     return pDefinition->CreateAttribute(declaration, *this, value);
@@ -86,11 +85,13 @@ tagExecuteResult OXClassDeclaration::CreateInstance(OXObject*& out, OXClassManag
                                                     const OXExpressionInterface& expression,
                                                     tagStoreOption storeOption) const {
     // There is no subclass check: a class tag simply overrides the class.
-    auto* tagged = dynamic_cast<const OXExpression*>(&expression);
-    if (tagged != nullptr && tagged->GetClassDecl() != nullptr &&
-        IsSubClass(*tagged->GetClassDecl()))
-        return tagged->GetClassDecl()->CreateUntaggedInstance(out, classes, objects, expression,
-                                                              storeOption);
+    // Only a list carries a tag.
+    if (expression.GetKind() == OXExpressionKind::LIST) {
+        const OXClassDeclaration* tag =
+            static_cast<const OXExpressionList&>(expression).GetClassDecl();
+        if (tag != nullptr && IsSubClass(*tag) && !SamePlainClass(*tag))
+            return tag->CreateUntaggedInstance(out, classes, objects, expression, storeOption);
+    }
     return CreateUntaggedInstance(out, classes, objects, expression, storeOption);
 }
 
@@ -110,8 +111,8 @@ tagExecuteResult OXClassDeclaration::CreateUntaggedInstance(OXObject*& out, OXCl
         ~DepthGuard() { --depth; }
     } guard;
 
-    if (auto* reference = dynamic_cast<const OXReference*>(&expression)) {
-        long id = reference->GetObjectId();
+    if (expression.GetKind() == OXExpressionKind::REFERENCE) {
+        long id = static_cast<const OXReference&>(expression).GetObjectId();
         if (id == 0) {
             out = nullptr;
             return OXCommand::ER_OK;
@@ -122,10 +123,14 @@ tagExecuteResult OXClassDeclaration::CreateUntaggedInstance(OXObject*& out, OXCl
         out = existing;
         return OXCommand::ER_OK;
     }
-    auto* definition = dynamic_cast<OXDefinition*>(classes.Lookup(GetClassName()));
+    OXDefinition* definition = LookupDefinition(classes);
     if (definition == nullptr)
         return OXCommand::ER_UNKNOWN_CLASS;
-    auto* value = dynamic_cast<const OXExpression*>(&expression);
+    // Every expression of the language is a node of the grammar; the kinds
+    // it names are known without asking the run-time type system.
+    const OXExpression* value = expression.GetKind() != OXExpressionKind::OTHER
+                                    ? static_cast<const OXExpression*>(&expression)
+                                    : dynamic_cast<const OXExpression*>(&expression);
     if (value == nullptr)
         return OXCommand::ER_INVALID_EXPRESSION_TYPE;
 
@@ -211,53 +216,64 @@ void OXClassDeclaration::Release() {
         delete this;
 }
 
-bool OXClassDeclaration::UpdateInstance(OXObject& value,
-                                        const OXExpressionInterface& expression) const {
-    // Only a shared declaration is handed on unchanged to the values it
-    // makes, so a value that holds this very one was made by it.
-    if (!shared || value.GetClassDecl() != this)
-        return false;
-    // Exact types: a reference, a list or a tagged value takes the long way.
-    if (typeid(expression) == typeid(OXParserNumber) && typeid(value) == typeid(OXNumberObject)) {
-        static_cast<OXNumberObject&>(value).SetValue(
-            static_cast<const OXParserNumber&>(expression).GetValue());
-        return true;
-    }
-    if (typeid(expression) == typeid(OXParserString) && typeid(value) == typeid(OXStringObject)) {
-        static_cast<OXStringObject&>(value).SetValue(
-            static_cast<const OXParserString&>(expression).GetValue());
-        return true;
-    }
-    if (typeid(expression) == typeid(OXExpressionList) && typeid(value) == typeid(OXListObject))
-        return UpdateNumberList(static_cast<OXListObject&>(value),
-                                static_cast<const OXExpressionList&>(expression));
-    return false;
+bool OXClassDeclaration::SamePlainClass(const OXClassDeclaration& other) const {
+    return pTemplateParameterList->IsEmpty() && other.pTemplateParameterList->IsEmpty() &&
+           pClassName->GetSymbol() == other.pClassName->GetSymbol();
 }
 
-bool OXClassDeclaration::UpdateNumberList(OXListObject& list,
-                                          const OXExpressionList& expression) const {
-    // An untagged list of plain numbers, as many as the list holds, for a
-    // list whose elements are all numbers of the element class: making the
-    // list anew would give the same elements with the new numbers.
-    if (expression.GetClassDecl() != nullptr || pTemplateParameterList->Count() != 1)
-        return false;
-    const OXClassDeclaration* element = pTemplateParameterList->Get(0);
-    if (!element->pTemplateParameterList->IsEmpty())
-        return false;
-    const std::vector<OXObject*>& elements = *list.GetList();
-    if (elements.size() != static_cast<size_t>(expression.Count()))
-        return false;
-    for (size_t i = 0; i < elements.size(); ++i) {
-        const OXObject* old = elements[i];
-        const OXExpression* given = expression.Get(static_cast<int>(i));
-        if (old == nullptr || typeid(*old) != typeid(OXNumberObject) || given == nullptr ||
-            typeid(*given) != typeid(OXParserNumber) ||
-            old->GetClassName() != element->GetClassName())
+OXDefinition* OXClassDeclaration::LookupDefinition(const OXClassManager& classes) const {
+    if (definition != nullptr && definitionGeneration == classes.GetGeneration())
+        return definition;
+    auto* found = dynamic_cast<OXDefinition*>(classes.Lookup(GetClassName()));
+    // Only a definition found is kept: one defined later must be found then.
+    if (found != nullptr) {
+        definition = found;
+        definitionGeneration = classes.GetGeneration();
+    }
+    return found;
+}
+
+bool OXClassDeclaration::UpdateInPlace(OXObject& value, OXClassManager& classes,
+                                       OXObjectManager& objects,
+                                       const OXExpressionInterface& expression, bool apply) const {
+    // A plain number or text for a number or text that this declaration
+    // made: the class, its definition and the checks are the same as for
+    // the value in hand, so only the number or text changes.
+    if (value.GetClassDecl() == this) {
+        if (expression.GetKind() == OXExpressionKind::NUMBER &&
+            value.GetKind() == OXObjectKind::NUMBER) {
+            if (apply)
+                static_cast<OXNumberObject&>(value).SetValue(
+                    static_cast<const OXParserNumber&>(expression).GetValue());
+            return true;
+        }
+        if (expression.GetKind() == OXExpressionKind::STRING &&
+            value.GetKind() == OXObjectKind::STRING) {
+            if (apply)
+                static_cast<OXStringObject&>(value).SetValue(
+                    static_cast<const OXParserString&>(expression).GetValue());
+            return true;
+        }
+    }
+    // As CreateInstance: the tag of a list takes the place of this class; a
+    // reference gives an object of the table, which is never made in place.
+    const OXClassDeclaration* declaration = this;
+    switch (expression.GetKind()) {
+        case OXExpressionKind::LIST: {
+            const OXClassDeclaration* tag =
+                static_cast<const OXExpressionList&>(expression).GetClassDecl();
+            if (tag != nullptr && !SamePlainClass(*tag))
+                declaration = tag;
+            break;
+        }
+        case OXExpressionKind::NUMBER:
+        case OXExpressionKind::STRING:
+            break;
+        default:
             return false;
     }
-    for (size_t i = 0; i < elements.size(); ++i)
-        static_cast<OXNumberObject*>(elements[i])
-            ->SetValue(static_cast<const OXParserNumber*>(expression.Get(static_cast<int>(i)))
-                           ->GetValue());
-    return true;
+    OXDefinition* found = declaration->LookupDefinition(classes);
+    return found != nullptr &&
+           found->UpdateInstance(value, classes, objects, *declaration,
+                                 static_cast<const OXExpression&>(expression), apply);
 }

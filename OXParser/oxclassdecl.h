@@ -11,6 +11,7 @@
 class OXAttribute;
 class OXAttributeDeclaration;
 class OXClassManager;
+class OXDefinition;
 class OXListObject;
 class OXObject;
 class OXObjectManager;
@@ -44,6 +45,7 @@ class OXClassDeclaration : public OXParserNode, public OXClassDeclInterface {
 
     const std::string& GetClassName() const override { return pClassName->GetSymbol(); }
     const OXTemplateParameterList* GetParameterList() const { return pTemplateParameterList; }
+    bool HasTemplateParameters() const override { return !pTemplateParameterList->IsEmpty(); }
     // There is no subclass check: a class tag overrides the declared class.
     bool IsSubClass(const OXClassDeclaration&) const { return true; }
     // The attribute that fits the class's definition, holding value; null if
@@ -77,10 +79,20 @@ class OXClassDeclaration : public OXParserNode, public OXClassDeclInterface {
     OXClassDeclaration* Share() const override;
     // A shared declaration goes with its last owner.
     void Release() override;
-    // A plain number or text for a number or string value that this shared
-    // declaration made: the class, its definition and the checks are the
-    // same as for the value in hand, so only the number or text changes.
-    bool UpdateInstance(OXObject& value, const OXExpressionInterface& expression) const override;
+    // The value of the expression written into value where it is, when that
+    // ends exactly as making it anew would: same class and shape, no object
+    // number, nothing entered in the table. The class tag of the expression
+    // takes the place of this class, as in CreateInstance.
+    bool UpdateInPlace(OXObject& value, OXClassManager& classes, OXObjectManager& objects,
+                       const OXExpressionInterface& expression, bool apply) const override;
+    // Whether other names the same class, both without template parameters:
+    // a value made for either is the same. A class tag that repeats the
+    // class of a long-lived declaration is then read through that one, which
+    // keeps its definition at hand.
+    bool SamePlainClass(const OXClassDeclaration& other) const;
+    // The definition of this class in the table, or null; the answer is kept
+    // for as long as the table's generation holds.
+    OXDefinition* LookupDefinition(const OXClassManager& classes) const;
     // From now on the declaration does not change and counts its owners; the
     // caller is the first one. Only for a declaration made after parsing
     // (without a node manager) that nobody else destroys with delete.
@@ -91,12 +103,12 @@ class OXClassDeclaration : public OXParserNode, public OXClassDeclInterface {
     bool IsShared() const { return shared; }
 
   private:
-    bool UpdateNumberList(OXListObject& list, const OXExpressionList& expression) const;
-
     OXClassName* pClassName;
     OXTemplateParameterList* pTemplateParameterList;
     // A store belongs to one port and is used from one thread at a time, so
     // the count is a plain one.
     bool shared = false;
     mutable int owners = 0;
+    mutable unsigned long definitionGeneration = 0;
+    mutable OXDefinition* definition = nullptr;
 };

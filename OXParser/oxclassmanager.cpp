@@ -2,11 +2,24 @@
 
 #include "oxdefinition.h"
 
+#include <atomic>
+
+namespace {
+
+// Shared by all class tables, so that no two lives of any tables have the
+// same generation.
+std::atomic<unsigned long> lastGeneration{0};
+
+}  // namespace
+
+OXClassManager::OXClassManager() : generation(++lastGeneration) {}
+
 OXClassManager::~OXClassManager() {
     Clear();
 }
 
 void OXClassManager::Clear() {
+    generation = ++lastGeneration;
     for (auto& entry : definitions)
         delete entry.second;
     definitions.clear();

@@ -12,7 +12,7 @@
 
 class OXClassManager {
   public:
-    OXClassManager() = default;
+    OXClassManager();
     OXClassManager(const OXClassManager&) = delete;
     OXClassManager& operator=(const OXClassManager&) = delete;
     ~OXClassManager();
@@ -25,10 +25,16 @@ class OXClassManager {
     bool Add(OXDefinitionInterface& definition);
     OXDefinitionInterface* Lookup(const std::string& className) const;
     size_t GetClassCount() const { return definitions.size(); }
+    // Tells one life of the table's definitions from every other, in any
+    // class table: a definition found under it stays the same until the next
+    // Reset (definitions are never replaced), so a declaration may keep what
+    // it found with the generation it found it in.
+    unsigned long GetGeneration() const { return generation; }
 
   private:
     void Clear();
 
     // Keys are the definitions' own names.
     std::map<std::string_view, OXDefinitionInterface*, std::less<>> definitions;
+    unsigned long generation = 0;
 };

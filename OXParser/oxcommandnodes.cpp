@@ -18,7 +18,7 @@ OXComplexObject* LookupComplex(OXObjectManager& objects, const OXParserNumber& n
     long id = OXDoubleToLong(number.GetValue());
     if (id == 0)
         return nullptr;
-    return dynamic_cast<OXComplexObject*>(objects.Lookup(id));
+    return OXObjectCast<OXComplexObject>(objects.Lookup(id));
 }
 
 // Makes a value of a class named in the command itself ("number" for an
@@ -109,7 +109,7 @@ tagExecuteResult OXUpdateCommand::Execute(OXClassManager& classes, OXObjectManag
     if (object == nullptr)
         return ER_INVALID_OBJECT_ID;
     // Only objects with a number are in the table, and only complex ones have one.
-    auto* complex = dynamic_cast<OXComplexObject*>(object);
+    auto* complex = OXObjectCast<OXComplexObject>(object);
     assert(complex);
     int index = 0;
     result = complex->Update(classes, objects, *pExpressionList, index);

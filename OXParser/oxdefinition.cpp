@@ -30,6 +30,18 @@ OXClassDeclInterface* OXDefinition::ShareDecl(const OXClassDeclaration& declarat
     return pSelfDecl->Share();
 }
 
+bool OXDefinition::HoldsDeclFor(const OXObject& value,
+                                const OXClassDeclaration& declaration) const {
+    const OXClassDeclInterface* held = value.GetClassDecl();
+    if (held == nullptr)
+        return false;
+    if (held == &declaration || held == pSelfDecl)
+        return held == &declaration ? declaration.IsShared() : !declaration.HasTemplateParameters();
+    // Another declaration of the same plain class reads the same.
+    return !declaration.HasTemplateParameters() && !held->HasTemplateParameters() &&
+           held->GetClassName() == declaration.GetClassName();
+}
+
 void OXDefinition::Rollback() {
     pClassName = nullptr;
     OXCommand::Rollback();
@@ -50,14 +62,16 @@ tagExecuteResult OXDefinition::Execute(OXClassManager& classes, OXObjectManager&
 namespace {
 
 // The value of a simple class: the expression itself, or a list of exactly
-// one element (tagged or not), of the node type V.
+// one element (tagged or not), of the node type V, whose kind is kind.
 template <class V>
-const V* SimpleValue(const OXExpression& expression) {
-    if (auto* value = dynamic_cast<const V*>(&expression))
-        return value;
-    auto* list = dynamic_cast<const OXExpressionList*>(&expression);
-    if (list != nullptr && list->Count() == 1)
-        return dynamic_cast<const V*>(list->Get(0));
+const V* SimpleValue(const OXExpression& expression, OXExpressionKind kind) {
+    if (expression.GetKind() == kind)
+        return static_cast<const V*>(&expression);
+    if (expression.GetKind() == OXExpressionKind::LIST && expression.Count() == 1) {
+        const OXExpression* first = expression.Get(0);
+        if (first != nullptr && first->GetKind() == kind)
+            return static_cast<const V*>(first);
+    }
     return nullptr;
 }
 
@@ -70,7 +84,7 @@ tagExecuteResult NumberValue(const OXParserNumber*& number, const OXClassDeclara
                              const OXExpression& expression) {
     if (HasTemplateParameters(declaration))
         return OXCommand::ER_UNEXCPETED_TEMPLATE_PARAMETERS;
-    number = SimpleValue<OXParserNumber>(expression);
+    number = SimpleValue<OXParserNumber>(expression, OXExpressionKind::NUMBER);
     if (number == nullptr)
         return OXCommand::ER_INVALID_EXPRESSION_TYPE;
     return OXCommand::ER_OK;
@@ -119,6 +133,30 @@ tagExecuteResult OXListDefinition::CreateInstance(OXObject*& out, OXClassManager
     return ER_OK;
 }
 
+bool OXListDefinition::UpdateInstance(OXObject& value, OXClassManager& classes,
+                                      OXObjectManager& objects,
+                                      const OXClassDeclaration& declaration,
+                                      const OXExpression& expression, bool apply) {
+    // The same class with as many elements, each of which is its own and
+    // takes its new value in place.
+    const OXTemplateParameterList* parameters = declaration.GetParameterList();
+    if (value.GetKind() != OXObjectKind::LIST || parameters->Count() != 1 ||
+        !HoldsDeclFor(value, declaration))
+        return false;
+    auto& list = static_cast<OXListObject&>(value);
+    const std::vector<OXObject*>& elements = *list.GetList();
+    if (elements.size() != static_cast<size_t>(expression.Count()))
+        return false;
+    const OXClassDeclaration* element = parameters->Get(0);
+    for (size_t i = 0; i < elements.size(); ++i) {
+        const OXExpression* given = expression.Get(static_cast<int>(i));
+        if (elements[i] == nullptr || !list.OwnsElement(i) || given == nullptr ||
+            !element->UpdateInPlace(*elements[i], classes, objects, *given, apply))
+            return false;
+    }
+    return true;
+}
+
 tagExecuteResult OXNumberDefinition::CreateInstance(OXObject*& out, OXClassManager&,
                                                     OXObjectManager&,
                                                     const OXClassDeclaration& declaration,
@@ -130,17 +168,43 @@ tagExecuteResult OXNumberDefinition::CreateInstance(OXObject*& out, OXClassManag
     return result;
 }
 
+bool OXNumberDefinition::UpdateInstance(OXObject& value, OXClassManager&, OXObjectManager&,
+                                        const OXClassDeclaration& declaration,
+                                        const OXExpression& expression, bool apply) {
+    const OXParserNumber* number = nullptr;
+    if (value.GetKind() != OXObjectKind::NUMBER || !HoldsDeclFor(value, declaration) ||
+        NumberValue(number, declaration, expression) != ER_OK)
+        return false;
+    if (apply)
+        static_cast<OXNumberObject&>(value).SetValue(number->GetValue());
+    return true;
+}
+
 tagExecuteResult OXStringDefinition::CreateInstance(OXObject*& out, OXClassManager&,
                                                     OXObjectManager&,
                                                     const OXClassDeclaration& declaration,
                                                     const OXExpression& expression) {
     if (HasTemplateParameters(declaration))
         return ER_UNEXCPETED_TEMPLATE_PARAMETERS;
-    const OXParserString* text = SimpleValue<OXParserString>(expression);
+    const OXParserString* text = SimpleValue<OXParserString>(expression, OXExpressionKind::STRING);
     if (text == nullptr)
         return ER_INVALID_EXPRESSION_TYPE;
     out = new OXStringObject(ShareDecl(declaration), text->GetValue());
     return ER_OK;
+}
+
+bool OXStringDefinition::UpdateInstance(OXObject& value, OXClassManager&, OXObjectManager&,
+                                        const OXClassDeclaration& declaration,
+                                        const OXExpression& expression, bool apply) {
+    if (value.GetKind() != OXObjectKind::STRING || HasTemplateParameters(declaration) ||
+        !HoldsDeclFor(value, declaration))
+        return false;
+    const OXParserString* text = SimpleValue<OXParserString>(expression, OXExpressionKind::STRING);
+    if (text == nullptr)
+        return false;
+    if (apply)
+        static_cast<OXStringObject&>(value).SetValue(text->GetValue());
+    return true;
 }
 
 OXClassDefinition::OXClassDefinition(OXParserNodeManager* manager, OXClassName* className,
@@ -158,6 +222,8 @@ OXClassDefinition::~OXClassDefinition() {
     for (OXClassDeclaration* classDecl : attributeClasses)
         if (classDecl != nullptr)
             classDecl->Release();
+    if (fixedBaseClass != nullptr)
+        fixedBaseClass->Release();
     delete pTemplateArgumentList;
     delete pBaseClass;
     delete pMemberDeclarationList;
@@ -177,14 +243,24 @@ tagExecuteResult OXClassDefinition::CreateBaseClassInstance(OXObject*& out, OXCl
     out = nullptr;
     if (pBaseClass == nullptr)
         return ER_OK;
-    OXClassDeclaration* base =
-        pBaseClass->Specialize(*pTemplateArgumentList, *declaration.GetParameterList());
-    if (base == nullptr)
-        return ER_INVALID_TEMPLATE_PARAMETER_COUNT;
+    // Without template arguments the specialised base is the same for every
+    // object: made once and kept (shared, so its values share it too).
+    const bool fixed = pTemplateArgumentList->IsEmpty();
+    OXClassDeclaration* base = fixed ? fixedBaseClass : nullptr;
+    if (base == nullptr) {
+        base = pBaseClass->Specialize(*pTemplateArgumentList, *declaration.GetParameterList());
+        if (base == nullptr)
+            return ER_INVALID_TEMPLATE_PARAMETER_COUNT;
+        if (fixed) {
+            base->SetShared();
+            fixedBaseClass = base;
+        }
+    }
     OXObject* made = nullptr;
     tagExecuteResult result =
         base->CreateUntaggedInstance(made, classes, objects, expression, SO_NO_STORE);
-    delete base;
+    if (!fixed)
+        delete base;
     if (result != ER_OK)
         return result;
     if (made != nullptr && dynamic_cast<OXComplexObject*>(made) == nullptr) {
@@ -277,6 +353,60 @@ OXClassDeclaration* OXClassDefinition::AttributeClass(int index,
     return classDecl;
 }
 
+bool OXClassDefinition::UpdatableInPlace(OXComplexObject& object) {
+    if (constantConstraints < 0) {
+        // Made anew, the object would get its constraints worked out again,
+        // and would enter the table if it had a number.
+        static const std::string objectClass("Object");
+        bool constant = pTemplateArgumentList->IsEmpty() && !object.IsClass(objectClass);
+        for (int i = 0; constant && i < pMemberDeclarationList->GetAttributeCount(); ++i)
+            constant = pMemberDeclarationList->GetAttrDecl(i, OXMM_ANY)->HasConstantConstraints();
+        constantConstraints = constant ? 1 : 0;
+    }
+    // An object with observers is left to be replaced, as making it anew does.
+    return constantConstraints == 1 && object.ObserverCount() == 0;
+}
+
+bool OXClassDefinition::UpdateInstance(OXObject& value, OXClassManager& classes,
+                                       OXObjectManager& objects,
+                                       const OXClassDeclaration& declaration,
+                                       const OXExpression& expression, bool apply) {
+    if (value.GetKind() != OXObjectKind::COMPLEX || !declaration.GetParameterList()->IsEmpty())
+        return false;
+    auto& object = static_cast<OXComplexObject&>(value);
+    if (!HoldsDeclFor(value, declaration) || !UpdatableInPlace(object))
+        return false;
+    // The base level takes the same whole expression, untagged, as
+    // CreateBaseClassInstance gives it, of the base class it keeps.
+    OXComplexObject* base = object.GetBase();
+    if ((pBaseClass == nullptr) != (base == nullptr))
+        return false;
+    if (base != nullptr) {
+        OXDefinition* baseDefinition =
+            fixedBaseClass != nullptr ? fixedBaseClass->LookupDefinition(classes) : nullptr;
+        if (baseDefinition == nullptr ||
+            !baseDefinition->UpdateInstance(*base, classes, objects, *fixedBaseClass, expression,
+                                            apply))
+            return false;
+    }
+    // Positions are absolute over the class chain, as in CreateInstance;
+    // constants take their value too.
+    long n0 = base != nullptr ? base->GetAttributeCount() : 0;
+    int n = pMemberDeclarationList->GetAttributeCount();
+    if (object.GetLevelAttributeCount() != static_cast<size_t>(n))
+        return false;
+    for (int i = 0; i < n; ++i) {
+        const OXExpression* given = expression.Get(static_cast<int>(n0 + i));
+        OXAttribute* attribute = object.GetLevelAttribute(static_cast<size_t>(i));
+        if (given == nullptr || static_cast<size_t>(i) >= attributeClasses.size() ||
+            attribute->GetClassDecl() != attributeClasses[static_cast<size_t>(i)] ||
+            attribute->GetAttributeDecl() != pMemberDeclarationList->GetAttrDecl(i, OXMM_ANY) ||
+            !attribute->UpdateInPlace(classes, objects, *given, apply))
+            return false;
+    }
+    return true;
+}
+
 OXAttribute* OXClassDefinition::CreateAttribute(const OXAttributeDeclaration& declaration,
                                                 OXClassDeclaration& classDecl, OXObject* value) {
     return new OXAttributeTpl<OXComplexObject>(declaration, &classDecl, value);
@@ -302,13 +432,31 @@ tagExecuteResult OXEnumDefinition::CreateInstance(OXObject*& out, OXClassManager
                                                   const OXExpression& expression) {
     if (HasTemplateParameters(declaration))
         return ER_UNEXCPETED_TEMPLATE_PARAMETERS;
-    const OXParserNumber* number = SimpleValue<OXParserNumber>(expression);
+    const OXParserNumber* number =
+        SimpleValue<OXParserNumber>(expression, OXExpressionKind::NUMBER);
     if (number == nullptr)
         return ER_INVALID_EXPRESSION_TYPE;
     // A value the enum does not have is no error; it has no text.
     int value = OXDoubleToInt(number->GetValue());
     out = new OXEnumObject(ShareDecl(declaration), value, LookupEnumStr(value));
     return ER_OK;
+}
+
+bool OXEnumDefinition::UpdateInstance(OXObject& value, OXClassManager&, OXObjectManager&,
+                                      const OXClassDeclaration& declaration,
+                                      const OXExpression& expression, bool apply) {
+    if (value.GetKind() != OXObjectKind::ENUM || HasTemplateParameters(declaration) ||
+        !HoldsDeclFor(value, declaration))
+        return false;
+    const OXParserNumber* number =
+        SimpleValue<OXParserNumber>(expression, OXExpressionKind::NUMBER);
+    if (number == nullptr)
+        return false;
+    if (apply) {
+        int given = OXDoubleToInt(number->GetValue());
+        static_cast<OXEnumObject&>(value).SetValue(given, LookupEnumStr(given));
+    }
+    return true;
 }
 
 OXAttribute* OXEnumDefinition::CreateAttribute(const OXAttributeDeclaration& declaration,

@@ -9,6 +9,7 @@
 #include <string>
 #include <vector>
 
+class OXComplexObject;
 class OXListObject;
 class OXNumberObject;
 class OXStringObject;
@@ -34,8 +35,23 @@ class OXDefinition : public OXCommand, public OXDefinitionInterface {
     // The attribute that fits this definition, holding value.
     virtual OXAttribute* CreateAttribute(const OXAttributeDeclaration& declaration,
                                          OXClassDeclaration& classDecl, OXObject* value) = 0;
+    // CreateInstance's work done on value, which this definition made, where
+    // that ends the same as making it anew: checks only (and changes
+    // nothing) with apply false; writes with apply true, which is only
+    // called after a check that passed. False where the long way is needed.
+    virtual bool UpdateInstance(OXObject& /*value*/, OXClassManager& /*classes*/,
+                                OXObjectManager& /*objects*/,
+                                const OXClassDeclaration& /*declaration*/,
+                                const OXExpression& /*expression*/, bool /*apply*/) {
+        return false;
+    }
 
   protected:
+    // Whether value holds the class that ShareDecl gives a new value made
+    // for this declaration: the same declaration, or one of the same class
+    // without template parameters.
+    bool HoldsDeclFor(const OXObject& value, const OXClassDeclaration& declaration) const;
+
     // The declaration a new value of this definition holds: the one given,
     // shared. A declaration of this class without template parameters is
     // always the same, so one shared copy serves every such value.
@@ -65,6 +81,9 @@ class OXListDefinition : public OXBuiltinDefinition<OXListObject> {
     tagExecuteResult CreateInstance(OXObject*& out, OXClassManager& classes,
                                     OXObjectManager& objects, const OXClassDeclaration& declaration,
                                     const OXExpression& expression) override;
+    bool UpdateInstance(OXObject& value, OXClassManager& classes, OXObjectManager& objects,
+                        const OXClassDeclaration& declaration, const OXExpression& expression,
+                        bool apply) override;
 };
 
 class OXNumberDefinition : public OXBuiltinDefinition<OXNumberObject> {
@@ -73,6 +92,9 @@ class OXNumberDefinition : public OXBuiltinDefinition<OXNumberObject> {
     tagExecuteResult CreateInstance(OXObject*& out, OXClassManager& classes,
                                     OXObjectManager& objects, const OXClassDeclaration& declaration,
                                     const OXExpression& expression) override;
+    bool UpdateInstance(OXObject& value, OXClassManager& classes, OXObjectManager& objects,
+                        const OXClassDeclaration& declaration, const OXExpression& expression,
+                        bool apply) override;
 
   protected:
     explicit OXNumberDefinition(const char* name) : OXBuiltinDefinition(name) {}
@@ -84,6 +106,9 @@ class OXStringDefinition : public OXBuiltinDefinition<OXStringObject> {
     tagExecuteResult CreateInstance(OXObject*& out, OXClassManager& classes,
                                     OXObjectManager& objects, const OXClassDeclaration& declaration,
                                     const OXExpression& expression) override;
+    bool UpdateInstance(OXObject& value, OXClassManager& classes, OXObjectManager& objects,
+                        const OXClassDeclaration& declaration, const OXExpression& expression,
+                        bool apply) override;
 };
 
 // "void" is a number in every respect.
@@ -110,6 +135,9 @@ class OXClassDefinition : public OXDefinition {
                                     const OXExpression& expression) override;
     OXAttribute* CreateAttribute(const OXAttributeDeclaration& declaration,
                                  OXClassDeclaration& classDecl, OXObject* value) override;
+    bool UpdateInstance(OXObject& value, OXClassManager& classes, OXObjectManager& objects,
+                        const OXClassDeclaration& declaration, const OXExpression& expression,
+                        bool apply) override;
     virtual tagExecuteResult CreateBaseClassInstance(OXObject*& out, OXClassManager& classes,
                                                      OXObjectManager& objects,
                                                      const OXClassDeclaration& declaration,
@@ -128,10 +156,18 @@ class OXClassDefinition : public OXDefinition {
     OXClassDeclaration* AttributeClass(int index, const OXAttributeDeclaration& attributeDecl,
                                        const OXClassDeclaration& declaration);
 
+    // Whether an object of this level may be written in place: no template
+    // arguments, no object number, and constraints that give the same on
+    // every object. Worked out at first use (-1 until then).
+    bool UpdatableInPlace(OXComplexObject& object);
+
     OXTemplateArgumentList* pTemplateArgumentList;
     OXClassDeclaration* pBaseClass;
     OXMemberDeclarationList* pMemberDeclarationList;
     std::vector<OXClassDeclaration*> attributeClasses;
+    // The base class specialised, kept when it is the same for every object.
+    OXClassDeclaration* fixedBaseClass = nullptr;
+    signed char constantConstraints = -1;
 };
 
 // "enum Name { "Text"=value, ... };"
@@ -151,6 +187,9 @@ class OXEnumDefinition : public OXDefinition {
                                     const OXExpression& expression) override;
     OXAttribute* CreateAttribute(const OXAttributeDeclaration& declaration,
                                  OXClassDeclaration& classDecl, OXObject* value) override;
+    bool UpdateInstance(OXObject& value, OXClassManager& classes, OXObjectManager& objects,
+                        const OXClassDeclaration& declaration, const OXExpression& expression,
+                        bool apply) override;
 
     const std::string* LookupEnumStr(int value) const { return pEnumList->LookupEnumStr(value); }
     int LookupEnumVal(const std::string& name) const { return pEnumList->LookupEnumVal(name); }

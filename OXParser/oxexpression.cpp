@@ -59,7 +59,8 @@ OXExpressionList::~OXExpressionList() {
     while (!pending.empty()) {
         OXExpression* expression = pending.back();
         pending.pop_back();
-        if (OXExpressionList* inner = expression->AsList()) {
+        if (expression->GetKind() == OXExpressionKind::LIST) {
+            auto* inner = static_cast<OXExpressionList*>(expression);
             pending.insert(pending.end(), inner->list.begin(), inner->list.end());
             inner->list.clear();
         }

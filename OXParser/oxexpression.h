@@ -55,6 +55,7 @@ class OXParserNumber : public OXExpression {
   public:
     OXParserNumber(OXParserNodeManager* manager, double v) : OXExpression(manager), value(v) {}
 
+    OXExpressionKind GetKind() const override { return OXExpressionKind::NUMBER; }
     double GetValue() const { return value; }
     OXExpression* Clone() const override { return new OXParserNumber(nullptr, value); }
 
@@ -67,6 +68,7 @@ class OXParserString : public OXExpression {
     OXParserString(OXParserNodeManager* manager, std::string v)
         : OXExpression(manager), value(std::move(v)) {}
 
+    OXExpressionKind GetKind() const override { return OXExpressionKind::STRING; }
     const std::string& GetValue() const { return value; }
     OXExpression* Clone() const override { return new OXParserString(nullptr, value); }
 
@@ -81,6 +83,7 @@ class OXReference : public OXExpression {
     ~OXReference() override;
     void Rollback() override;
 
+    OXExpressionKind GetKind() const override { return OXExpressionKind::REFERENCE; }
     long GetObjectId() const { return OXDoubleToLong(pReference->GetValue()); }
     const OXParserNumber* GetReference() const { return pReference; }
     OXExpression* Clone() const override;
@@ -105,6 +108,7 @@ class OXExpressionList : public OXExpression {
     // Tags the list with a class; a list is tagged at most once.
     void SetClassDecl(OXClassDeclaration* pCDecl);
 
+    OXExpressionKind GetKind() const override { return OXExpressionKind::LIST; }
     int Count() const override { return static_cast<int>(list.size()); }
     const OXExpression* Get(int index) const override;
     const OXClassDeclaration* GetClassDecl() const override { return pClassDecl; }

@@ -42,6 +42,26 @@ void OXAttributeDeclaration::Rollback() {
 
 tagExecuteResult OXAttributeDeclaration::AssignConstraints(OXAttribute& attribute,
                                                            OXObject& object) const {
+    if (constantKnown < 0) {
+        constantKnown = HasConstantConstraints() ? 1 : 0;
+        if (constantKnown == 1) {
+            // Constants each give their value and no error but a right of
+            // the enum that is not there; all four are written either way.
+            constantUnit = pUnitSpecfication->GetUnitStr(constantResult, object);
+            tagExecuteResult result = OXCommand::ER_OK;
+            constantMul = pUnitSpecfication->GetMul(result, object);
+            constantDiv = pUnitSpecfication->GetDiv(result, object);
+            constantRight = pAccessRight->GetAccessRight(constantResult, object);
+        }
+    }
+    if (constantKnown == 1) {
+        attribute.SetConst(pModifier->GetValue() == OXMM_CONST);
+        attribute.SetUnitStr(constantUnit);
+        attribute.SetUnitMul(constantMul);
+        attribute.SetUnitDiv(constantDiv);
+        attribute.SetAccessRight(constantRight);
+        return constantResult;
+    }
     tagExecuteResult result = OXCommand::ER_OK;
     attribute.SetConst(pModifier->GetValue() == OXMM_CONST);
     attribute.SetUnitStr(pUnitSpecfication->GetUnitStr(result, object));
@@ -52,6 +72,15 @@ tagExecuteResult OXAttributeDeclaration::AssignConstraints(OXAttribute& attribut
     if (result == OXCommand::ER_OK)
         attribute.SetAccessRight(pAccessRight->GetAccessRight(result, object));
     return result;
+}
+
+bool OXAttributeDeclaration::HasConstantConstraints() const {
+    const OXAccessRight* right = pAccessRight;
+    return dynamic_cast<const OXUnitIdConstant*>(pUnitSpecfication->GetUnitId()) != nullptr &&
+           dynamic_cast<const OXUnitFactorConstant*>(pUnitSpecfication->GetMul()) != nullptr &&
+           dynamic_cast<const OXUnitFactorConstant*>(pUnitSpecfication->GetDiv()) != nullptr &&
+           (dynamic_cast<const OXAccessRightConstant*>(right) != nullptr ||
+            dynamic_cast<const OXAccessRightEnum*>(right) != nullptr);
 }
 
 OXParameterDeclaration::OXParameterDeclaration(
@@ -175,6 +204,8 @@ const OXAttributeDeclaration* OXMemberDeclarationList::GetAttrDecl(
     int index, tagMemberModifier modifier) const {
     if (index < 0)
         return nullptr;
+    if (modifier == OXMM_ANY)
+        return index < GetAttributeCount() ? attributes[static_cast<size_t>(index)] : nullptr;
     for (const OXAttributeDeclaration* attribute : attributes) {
         if (modifier != OXMM_ANY && attribute->GetModifier()->GetValue() != modifier)
             continue;

@@ -38,6 +38,10 @@ class OXAttributeDeclaration : public OXParserNode, public OXAttributeDeclInterf
     // Works out the constant state, unit and access right of one attribute
     // of an object.
     tagExecuteResult AssignConstraints(OXAttribute& attribute, OXObject& object) const override;
+    // True when unit, factors and access right are written as constants (or
+    // a right of the access-right enum): AssignConstraints then gives the
+    // same on every object, whatever its values.
+    bool HasConstantConstraints() const;
 
     const OXMemberModifier* GetModifier() const { return pModifier; }
     const OXClassDeclaration* GetClassDecl() const { return pClassDecl; }
@@ -51,6 +55,15 @@ class OXAttributeDeclaration : public OXParserNode, public OXAttributeDeclInterf
     OXParserSymbol* pAttributeName;
     OXUnitSpecification* pUnitSpecfication;
     OXAccessRight* pAccessRight;
+    // What AssignConstraints gives when it gives the same on every object,
+    // worked out at its first call (known -1 until then, 0 when it depends
+    // on the object).
+    mutable signed char constantKnown = -1;
+    mutable tagExecuteResult constantResult = OXCommand::ER_OK;
+    mutable long constantMul = 1;
+    mutable long constantDiv = 1;
+    mutable long constantRight = 0;
+    mutable std::string constantUnit;
 };
 
 class OXParameterDeclaration : public OXParserNode {

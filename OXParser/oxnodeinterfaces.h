@@ -53,11 +53,16 @@ enum tagStoreOption {
     SO_STORE_OBJECT = 2,     // enter it; having no number is an error
 };
 
+// What an expression is, for the store's paths that take one kind only and
+// must tell it on every update without asking the run-time type system.
+enum class OXExpressionKind : unsigned char { OTHER, NUMBER, STRING, REFERENCE, LIST };
+
 // A value of the command language as the store walks it: one expression, or a
 // list whose elements are taken by position.
 class OXExpressionInterface {
   public:
     virtual ~OXExpressionInterface() = default;
+    virtual OXExpressionKind GetKind() const { return OXExpressionKind::OTHER; }
     virtual int Count() const = 0;
     // The element at index, or null past the end.
     virtual const OXExpressionInterface* Get(int index) const = 0;
@@ -70,18 +75,29 @@ class OXClassDeclInterface {
   public:
     virtual ~OXClassDeclInterface() = default;
     virtual const std::string& GetClassName() const = 0;
+    // Whether the class is written with template parameters ("list<T>").
+    virtual bool HasTemplateParameters() const { return true; }
     // Deep copy, owned by the caller.
     virtual OXClassDeclInterface* Clone() const = 0;
     // One more owner of the same declaration: a shared one is counted, any
     // other is copied. Every owner gives it back with Release, never delete.
     virtual OXClassDeclInterface* Share() const { return Clone(); }
     virtual void Release() { delete this; }
-    // Gives value, which this declaration made, the value of the expression
-    // in place where that ends the same as making a new value would; false
-    // (and nothing changed) otherwise.
-    virtual bool UpdateInstance(OXObject& /*value*/,
-                                const OXExpressionInterface& /*expression*/) const {
+    // Gives value, which a declaration of this class made, the value of the
+    // expression in place where that ends exactly as making a new value
+    // would (CreateInstance with SO_STORE_IF_OBJECT). With apply false it
+    // only checks and changes nothing; with apply true, called only after a
+    // check that passed, it writes. False where the long way is needed.
+    virtual bool UpdateInPlace(OXObject& /*value*/, OXClassManager& /*classes*/,
+                               OXObjectManager& /*objects*/,
+                               const OXExpressionInterface& /*expression*/, bool /*apply*/) const {
         return false;
+    }
+    // The check, then the writing: false means that nothing changed.
+    bool UpdateInstance(OXObject& value, OXClassManager& classes, OXObjectManager& objects,
+                        const OXExpressionInterface& expression) const {
+        return UpdateInPlace(value, classes, objects, expression, false) &&
+               UpdateInPlace(value, classes, objects, expression, true);
     }
     // Makes the value of an expression; out is set only on success and is null
     // for a null reference.

@@ -32,6 +32,10 @@ class OXObjectVisitor;
 class OXAttributeVisitor;
 class OXFunctionVisitor;
 
+// The class of a run-time object, for the store's paths that must tell them
+// apart on every update without asking the run-time type system.
+enum class OXObjectKind : unsigned char { COMPLEX, LIST, NUMBER, STRING, ENUM };
+
 class OXObject : public Subject<OXObject> {
   public:
     // Takes over one owner's hold of the class declaration (given back with
@@ -41,6 +45,7 @@ class OXObject : public Subject<OXObject> {
     OXObject& operator=(const OXObject&) = delete;
     ~OXObject() override;
 
+    virtual OXObjectKind GetKind() const = 0;
     // The object number; 0 for anything that is not in the object table.
     virtual long GetObjectId() const { return 0; }
     virtual void Accept(OXObjectVisitor& visitor) = 0;
@@ -89,6 +94,7 @@ class OXComplexObject : public OXObject {
     OXComplexObject(OXClassDeclInterface* classDecl, OXComplexObject* base);
     ~OXComplexObject() override;
 
+    OXObjectKind GetKind() const override { return OXObjectKind::COMPLEX; }
     long GetObjectId() const override;
     void Accept(OXObjectVisitor& visitor) override;
     tagExecuteResult AssignConstraints() override;
@@ -115,6 +121,9 @@ class OXComplexObject : public OXObject {
                             const OXExpressionInterface& expression, int& index);
 
     OXComplexObject* GetBase() const { return pBase; }
+    // This level's attributes by position, in declaration order.
+    size_t GetLevelAttributeCount() const { return attributes.size(); }
+    OXAttribute* GetLevelAttribute(size_t index) const { return attributes[index]; }
 
   private:
     OXAttribute* FindIndexed(std::string_view name) const;
@@ -135,6 +144,7 @@ class OXListObject : public OXObject {
     OXListObject(OXClassDeclInterface* classDecl, std::string elementClassName);
     ~OXListObject() override;
 
+    OXObjectKind GetKind() const override { return OXObjectKind::LIST; }
     void Accept(OXObjectVisitor& visitor) override;
     std::string AsString() const override { return "list"; }
     void ForgetReferencesTo(const OXObject& gone) override;
@@ -147,6 +157,8 @@ class OXListObject : public OXObject {
     // Room for count elements.
     void Reserve(size_t count);
     const std::vector<OXObject*>* GetList() const { return &elements; }
+    // Whether the list destroys the element at index with itself.
+    bool OwnsElement(size_t index) const { return owned[index] != 0; }
     const std::string& GetElementClassName() const { return elementClassName; }
 
   private:
@@ -167,6 +179,7 @@ class OXNumberObject : public OXSimpleObject {
     OXNumberObject(OXClassDeclInterface* classDecl, double value)
         : OXSimpleObject(classDecl), value(value) {}
 
+    OXObjectKind GetKind() const override { return OXObjectKind::NUMBER; }
     void Accept(OXObjectVisitor& visitor) override;
     std::string AsString() const override;
     // value * mul / div; unchanged for 1 and 1. A divisor of 0 is taken as 1.
@@ -182,6 +195,7 @@ class OXStringObject : public OXSimpleObject {
     OXStringObject(OXClassDeclInterface* classDecl, std::string value)
         : OXSimpleObject(classDecl), value(std::move(value)) {}
 
+    OXObjectKind GetKind() const override { return OXObjectKind::STRING; }
     void Accept(OXObjectVisitor& visitor) override;
     std::string AsString() const override { return value; }
     const std::string& GetValue() const { return value; }
@@ -198,15 +212,57 @@ class OXEnumObject : public OXSimpleObject {
     OXEnumObject(OXClassDeclInterface* classDecl, int value, const std::string* enumStr)
         : OXSimpleObject(classDecl), value(value), enumStr(enumStr) {}
 
+    OXObjectKind GetKind() const override { return OXObjectKind::ENUM; }
     void Accept(OXObjectVisitor& visitor) override;
     std::string AsString() const override;
     int GetValue() const { return value; }
     const std::string* GetEnumStr() const { return enumStr; }
+    void SetValue(int v, const std::string* text) {
+        value = v;
+        enumStr = text;
+    }
 
   private:
     int value;
     const std::string* enumStr;
 };
+
+// The kind of each object class, and the cast that asks it instead of the
+// run-time type system: null for null and for an object of another kind.
+template <class T>
+struct OXKindOf;
+template <>
+struct OXKindOf<OXComplexObject> {
+    static constexpr OXObjectKind value = OXObjectKind::COMPLEX;
+};
+template <>
+struct OXKindOf<OXListObject> {
+    static constexpr OXObjectKind value = OXObjectKind::LIST;
+};
+template <>
+struct OXKindOf<OXNumberObject> {
+    static constexpr OXObjectKind value = OXObjectKind::NUMBER;
+};
+template <>
+struct OXKindOf<OXStringObject> {
+    static constexpr OXObjectKind value = OXObjectKind::STRING;
+};
+template <>
+struct OXKindOf<OXEnumObject> {
+    static constexpr OXObjectKind value = OXObjectKind::ENUM;
+};
+
+template <class T>
+T* OXObjectCast(OXObject* object) {
+    return object != nullptr && object->GetKind() == OXKindOf<T>::value ? static_cast<T*>(object)
+                                                                        : nullptr;
+}
+template <class T>
+const T* OXObjectCast(const OXObject* object) {
+    return object != nullptr && object->GetKind() == OXKindOf<T>::value
+               ? static_cast<const T*>(object)
+               : nullptr;
+}
 
 // Number to long, saturating; NaN gives 0 (a controller's number never traps).
 long OXToLong(double value);

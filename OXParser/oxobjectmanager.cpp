@@ -14,6 +14,8 @@ void OXObjectManager::Reset() {
     std::vector<OXObject*> doomed;
     doomed.swap(objects);
     objectMap.clear();
+    denseObjects.clear();
+    denseCount = 0;
     for (auto it = doomed.rbegin(); it != doomed.rend(); ++it)
         delete *it;
 }
@@ -29,7 +31,6 @@ void OXObjectManager::ReadObjectCount(const OXObject& object) {
         constexpr long kMaxReserved = 1L << 20;
         if (expectedObjectCount > 0) {
             size_t room = static_cast<size_t>(std::min(expectedObjectCount, kMaxReserved));
-            objectMap.reserve(room);
             objects.reserve(room);
         }
     }
@@ -43,8 +44,27 @@ void OXObjectManager::Add(OXObject& object) {
         return;
     }
     objects.push_back(&object);
-    objectMap[id] = &object;
+    if (IsDense(id)) {
+        if (static_cast<size_t>(id) >= denseObjects.size())
+            denseObjects.resize(static_cast<size_t>(id) + 1, nullptr);
+        OXObject*& slot = denseObjects[static_cast<size_t>(id)];
+        if (slot == nullptr)
+            ++denseCount;
+        slot = &object;
+        // The bound grows: a number that was kept in the map moves here.
+        if (!objectMap.empty())
+            objectMap.erase(id);
+    } else {
+        objectMap[id] = &object;
+    }
     NotifyNew(object);
+}
+
+bool OXObjectManager::IsDense(long id) const {
+    // Room for every number up to a bound that grows with the table, so that
+    // a few large numbers cannot make the vector large.
+    constexpr size_t kMinimumBound = 32768;
+    return id > 0 && static_cast<size_t>(id) < kMinimumBound + 4 * objects.size();
 }
 
 void OXObjectManager::Remove(OXObject& object) {
@@ -53,9 +73,15 @@ void OXObjectManager::Remove(OXObject& object) {
     auto it = std::find(objects.begin(), objects.end(), &object);
     if (it != objects.end())
         objects.erase(it);
-    auto entry = objectMap.find(id);
-    if (entry != objectMap.end() && entry->second == &object)
-        objectMap.erase(entry);
+    OXObject** slot = DenseSlot(id);
+    if (slot != nullptr && *slot == &object) {
+        *slot = nullptr;
+        --denseCount;
+    } else {
+        auto entry = objectMap.find(id);
+        if (entry != objectMap.end() && entry->second == &object)
+            objectMap.erase(entry);
+    }
     // Objects of the table may point at the one that goes; it is destroyed
     // after the observers have seen it, so they must not keep pointing.
     for (OXObject* other : objects)
@@ -64,6 +90,12 @@ void OXObjectManager::Remove(OXObject& object) {
 }
 
 OXObject* OXObjectManager::Lookup(long objectId) const {
+    if (objectId > 0 && static_cast<size_t>(objectId) < denseObjects.size()) {
+        if (OXObject* object = denseObjects[static_cast<size_t>(objectId)])
+            return object;
+    }
+    if (objectMap.empty())
+        return nullptr;
     auto it = objectMap.find(objectId);
     return it != objectMap.end() ? it->second : nullptr;
 }
@@ -83,7 +115,7 @@ void OXObjectManager::AttachUpdate(ListObserver<OXObjectManager, OXObject>& obse
 int OXObjectManager::InSync() const {
     if (!objectCountKnown)
         return 0;
-    long mapped = static_cast<long>(objectMap.size());
+    long mapped = denseCount + static_cast<long>(objectMap.size());
     long listed = static_cast<long>(objects.size());
     return mapped == expectedObjectCount && listed == expectedObjectCount ? 1 : 2;
 }

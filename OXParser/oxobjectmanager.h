@@ -42,7 +42,20 @@ class OXObjectManager : public ListSubject<OXObjectManager, OXObject> {
   private:
     void ReadObjectCount(const OXObject& object);
 
+    // Where the object of a number is kept: numbers from 1 below a bound
+    // that grows with the table index a vector, as the controller numbers its
+    // objects densely; all other numbers go to the map. A number is in one
+    // of the two at a time.
+    bool IsDense(long id) const;
+    OXObject** DenseSlot(long id) {
+        return id > 0 && static_cast<size_t>(id) < denseObjects.size()
+                   ? &denseObjects[static_cast<size_t>(id)]
+                   : nullptr;
+    }
+
     OXClassManager* classManager = nullptr;
+    std::vector<OXObject*> denseObjects;
+    long denseCount = 0;
     std::unordered_map<long, OXObject*> objectMap;
     // Arrival order; owns the objects.
     std::vector<OXObject*> objects;

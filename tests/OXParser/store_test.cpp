@@ -200,48 +200,150 @@ TEST_F(StoreTest, ClassChainLookupsAndPositionalUpdate) {
     base->Detach(&onBase);
 }
 
+// Everything that can be read of a value: class, text, enum text, unit and
+// right of each attribute, list elements, and the number of a table object
+// (the attributes of a top one).
+std::string Deep(const OXObject* o, bool top = false) {
+    if (o == nullptr)
+        return "null";
+    if (o->GetObjectId() != 0 && !top)
+        return "@" + std::to_string(o->GetObjectId());
+    std::string text = o->GetClassName() + ":" + o->AsString();
+    if (auto* e = dynamic_cast<const OXEnumObject*>(o))
+        text += "/" + (e->GetEnumStr() != nullptr ? *e->GetEnumStr() : std::string("?"));
+    if (auto* l = dynamic_cast<const OXListObject*>(o)) {
+        text += "<" + l->GetElementClassName() + ">[";
+        for (const OXObject* element : *l->GetList())
+            text += Deep(element) + " ";
+        text += "]";
+    }
+    if (auto* c = dynamic_cast<const OXComplexObject*>(o)) {
+        struct Attributes : OXAttributeVisitor {
+            void Visit(OXAttribute& a) override {
+                text += a.GetAttrName() + "(" + a.GetClassName() + (a.IsConst() ? " const " : " ") +
+                        a.GetUnitStr() + "*" + std::to_string(a.GetUnitMul()) + "/" +
+                        std::to_string(a.GetUnitDiv()) + "!" + std::to_string(a.GetAccessRight()) +
+                        ")=" + Deep(a.GetAttrObject()) + " ";
+            }
+            std::string text;
+        } attributes;
+        const_cast<OXComplexObject*>(c)->VisitAttributes(attributes);
+        text += "{" + attributes.text + "}";
+    }
+    return text;
+}
+
 TEST_F(StoreTest, UpdatesGiveTheValuesAndClassesOfFreshlyMadeOnes) {
-    RunAll({"class Gauge : Object { number N; string S; list<number> L; };",
-            "new Gauge(5, 1, \"a\", (1, 2));"});
-    // Class and value of N and S, and of each element of L.
-    auto describe = [this]() {
-        OXComplexObject* gauge = Object(5);
-        if (gauge == nullptr)
+    // Values written where they are (numbers, texts, enums, references,
+    // lists, nested objects of classes without number) must end exactly as
+    // values made anew of the same text.
+    RunAll({"enum OnOff { \"Off\"=0, \"On\"=1, };", "class Pos { number X : \"mm\" * 1 / 10; };",
+            "class Point : Pos { number Y ! AR_ADMIN; OnOff F; Object R; const number C; };",
+            // Units given by an attribute are worked out again on a new value.
+            "class Scaled { number M; number V : \"u\" * M; };",
+            "class Gauge : Object { number N; string S; list<number> L; OnOff E; Object R; "
+            "list<Point> P; Point Q; list<Scaled> K; list<string> T; };",
+            "new Object(7);", "new Object(8);",
+            "new Gauge(5, 1, \"a\", (1, 2), 0, @7, (Point(1, 2, 0, @7, 1), Point(3, 4, 1, @0, 2)), "
+            "Point(5, 6, 1, @8, 3), (Scaled(2, 3)), (\"x\", \"y\"));"});
+    CountingObserver observer;
+    ASSERT_NE(Object(5), nullptr);
+    Object(5)->Attach(&observer);
+    handler.Take();
+    // Object 5 as it is, and a new object made of the given values.
+    auto describe = [this](long id) {
+        if (Object(id) == nullptr)
             return std::string("gone");
-        std::string text;
-        for (const char* name : {"N", "S"}) {
-            OXObject* value = gauge->GetAttrValue(name);
-            text +=
-                value != nullptr ? value->GetClassName() + ":" + value->AsString() + " " : "null ";
-        }
-        for (const OXObject* element : *gauge->GetList("L"))
-            text += element != nullptr ? element->GetClassName() + ":" + element->AsString() + " "
-                                       : "null ";
+        std::string text = Deep(Object(id), true);
+        return text.substr(text.find("N("));
+    };
+    auto fresh = [&](const std::string& values) {
+        EXPECT_EQ(Run("new Gauge(6, " + values + ");"), "ok") << values;
+        std::string text = describe(6);
+        EXPECT_EQ(Run("del 6 ();"), "ok");
+        handler.Take();
         return text;
     };
+    const std::string before =
+        "9, \"b\", (3, 4), 1, @8, (Point(7, 8, 1, @8, 5), Point(9, 10, 0, @7, 6)), "
+        "Point(11, 12, 0, @0, 7), (Scaled(4, 5)), (\"p\", \"q\")";
     struct Step {
-        const char *text, *result, *values;
+        // The values of the update; its outcome; the values of which a new
+        // object must equal object 5 afterwards ("" for the update's own).
+        std::string values, result, now;
+        // Whether the nested values stay where they are (written in place).
+        bool kept = false;
     } steps[] = {
-        {"upd 5 (2, \"b\", (3, 4));", "ok", "number:2 string:b number:3 number:4 "},
-        // A tagged value makes a value of the tag's class; the next plain
-        // one is a number again.
-        {"upd 5 (void(3), \"c\", (5, 6, 7));", "ok", "void:3 string:c number:5 number:6 number:7 "},
-        {"upd 5 (4, \"d\", (8, @0, void(9)));", "ok", "number:4 string:d number:8 null void:9 "},
-        {"upd 5 (5, \"e\", (1, 2, 3));", "ok", "number:5 string:e number:1 number:2 number:3 "},
-        {"upd 5 (6, \"f\", list<number>(4, 5, 6));", "ok",
-         "number:6 string:f number:4 number:5 number:6 "},
-        // Values of the wrong kind change nothing from there on.
-        {"upd 5 (\"x\");", "Semantic Error: ER_INVALID_EXPRESSION_TYPE",
-         "number:6 string:f number:4 number:5 number:6 "},
-        {"upd 5 (7, 8);", "Semantic Error: ER_INVALID_EXPRESSION_TYPE",
-         "number:7 string:f number:4 number:5 number:6 "},
-        {"upd 5 (7, \"g\", (1, \"y\", 3));", "Semantic Error: ER_INVALID_EXPRESSION_TYPE",
-         "number:7 string:g number:4 number:5 number:6 "},
+        {before, "ok", "", true},
+        // Untagged elements take the element class, surplus values are
+        // ignored, an enum value without text has none.
+        {"2, \"c\", (5, 6), 7, @7, ((1, 2, 1, @7, 8, 99), (3, 4, 0, @8, 9)), (5, 6, 1, @7, 1), "
+         "(Scaled(4, 6)), (\"r\", \"s\")",
+         "ok", "", true},
+        // A tag of another class, lengths that change, null elements and
+        // tagged numbers make new values; the next plain ones come back.
+        {"3, \"d\", (void(5), 6, 7), 0, @0, (Pos(1), @0, Point(3, 4, 0, @7, 2)), "
+         "Point(1, 2, 0, @8, 3), (Scaled(8, 5), Scaled(1, 1)), (\"t\")",
+         "ok", ""},
+        {"4, \"e\", (5, 6, 7), 1, @8, (Point(1, 2, 1, @8, 3), Point(5, 6, 0, @0, 4), "
+         "Point(7, 8, 1, @7, 5)), Point(3, 4, 1, @0, 6), (Scaled(9, 5), Scaled(1, 2)), (\"u\")",
+         "ok", ""},
+        // A reference where an enum stands leaves it empty; a new value of M
+        // gives V a new unit factor.
+        {"5, \"f\", (1, 2, 3), 0, @7, (Point(1, 2, @7, @8, 3), Point(5, 6, 0, @0, 4), "
+         "Point(7, 8, 1, @7, 5)), Point(3, 4, 1, @0, 6), (Scaled(3, 5), Scaled(1, 2)), (\"u\")",
+         "ok", ""},
+        {"6, \"g\", (1, 2, 4), 1, @7, (Point(1, 2, 1, @8, 3), Point(5, 6, 0, @0, 4), "
+         "Point(7, 8, 1, @7, 5)), Point(3, 4, 1, @0, 6), (Scaled(3, 5), Scaled(1, 2)), (\"u\")",
+         "ok", ""},
+        // A failing value keeps the whole old value of its attribute and what
+        // was written before it.
+        {"7, \"h\", (1, 2, 5), 0, @8, (Point(1, 2, 1, @99, 3), Point(5, 6, 0, @0, 4), "
+         "Point(7, 8, 1, @7, 5))",
+         "Semantic Error: ER_INVALID_OBJECT_ID",
+         "7, \"h\", (1, 2, 5), 0, @8, (Point(1, 2, 1, @8, 3), Point(5, 6, 0, @0, 4), "
+         "Point(7, 8, 1, @7, 5)), Point(3, 4, 1, @0, 6), (Scaled(3, 5), Scaled(1, 2)), (\"u\")"},
+        {"8, \"i\", (1, 2, 5), 1, @8, (Point(1, \"x\", 1, @8, 3), Point(5, 6, 0, @0, 4), "
+         "Point(7, 8, 1, @7, 5))",
+         "Semantic Error: ER_INVALID_EXPRESSION_TYPE",
+         "8, \"i\", (1, 2, 5), 1, @8, (Point(1, 2, 1, @8, 3), Point(5, 6, 0, @0, 4), "
+         "Point(7, 8, 1, @7, 5)), Point(3, 4, 1, @0, 6), (Scaled(3, 5), Scaled(1, 2)), (\"u\")"},
+        {"9, \"j\", (1, 2, 5), 1, @8, (Point(1, 2, 1, @8, 3), Point(5, 6, 0, @0, 4), "
+         "Point(7, 8, 1, @7, 5)), Point(3, 4)",
+         "Semantic Error: ER_INVALID_EXPRESSION_COUNT",
+         "9, \"j\", (1, 2, 5), 1, @8, (Point(1, 2, 1, @8, 3), Point(5, 6, 0, @0, 4), "
+         "Point(7, 8, 1, @7, 5)), Point(3, 4, 1, @0, 6), (Scaled(3, 5), Scaled(1, 2)), (\"u\")"},
+        {"1, \"k\", (5, \"x\"), 1", "Semantic Error: ER_INVALID_EXPRESSION_TYPE",
+         "1, \"k\", (1, 2, 5), 1, @8, (Point(1, 2, 1, @8, 3), Point(5, 6, 0, @0, 4), "
+         "Point(7, 8, 1, @7, 5)), Point(3, 4, 1, @0, 6), (Scaled(3, 5), Scaled(1, 2)), (\"u\")"},
+        {"\"x\"", "Semantic Error: ER_INVALID_EXPRESSION_TYPE",
+         "1, \"k\", (1, 2, 5), 1, @8, (Point(1, 2, 1, @8, 3), Point(5, 6, 0, @0, 4), "
+         "Point(7, 8, 1, @7, 5)), Point(3, 4, 1, @0, 6), (Scaled(3, 5), Scaled(1, 2)), (\"u\")"},
+        // Trailing attributes keep their values.
+        {"2, \"l\"", "ok",
+         "2, \"l\", (1, 2, 5), 1, @8, (Point(1, 2, 1, @8, 3), Point(5, 6, 0, @0, 4), "
+         "Point(7, 8, 1, @7, 5)), Point(3, 4, 1, @0, 6), (Scaled(3, 5), Scaled(1, 2)), (\"u\")"},
     };
+    int told = 0;
     for (const Step& s : steps) {
-        EXPECT_EQ(Run(s.text), s.result) << s.text;
-        EXPECT_EQ(describe(), s.values) << s.text;
+        const OXObject* points = Object(5)->GetAttrValue("P");
+        const OXObject* point = Object(5)->GetAttrValue("Q");
+        EXPECT_EQ(Run("upd 5 (" + s.values + ");"), s.result) << s.values;
+        if (s.kept) {
+            EXPECT_EQ(Object(5)->GetAttrValue("P"), points) << s.values;
+            EXPECT_EQ(Object(5)->GetAttrValue("Q"), point) << s.values;
+        }
+        bool ok = s.result == "ok";
+        told += ok ? 1 : 0;
+        EXPECT_EQ(handler.Take(), ok ? Calls{"upd Gauge 5"} : Calls{}) << s.values;
+        EXPECT_EQ(observer.updates, told) << s.values;
+        EXPECT_EQ(describe(5), fresh(s.now.empty() ? s.values : s.now)) << s.values;
     }
+    // The same update twice in a row gives the same object again.
+    std::string last = describe(5);
+    EXPECT_EQ(Run("upd 5 (2, \"l\");"), "ok");
+    EXPECT_EQ(describe(5), last);
+    Object(5)->Detach(&observer);
 }
 
 TEST_F(StoreTest, TemplatesListsAndNestedObjectsWithTheirOwnership) {
@@ -486,6 +588,31 @@ TEST_F(StoreTest, TableOrderObserversAndObjectCount) {
     EXPECT_EQ(objects.InSync(), 2);
     EXPECT_EQ(Run("del 10 ();"), "ok");
     EXPECT_EQ(objects.InSync(), 1);
+
+    // Numbers far apart, negative and huge ones are found, counted and
+    // removed alike, however the table keeps them.
+    struct Step {
+        const char* text;
+        long id;
+        bool found;
+        int inSync;
+    } steps[] = {
+        {"new Root(2, 5);", 2, true, 2},
+        {"new Sensor(-7);", -7, true, 2},
+        {"new Sensor(4000000000);", 4000000000, true, 1},
+        {"upd 4000000000 ();", 4000000000, true, 1},
+        {"new Sensor(4000000000);", 4000000000, true, 1},  // in use: refused
+        {"del -7 ();", -7, false, 2},
+        {"new Sensor(-7);", -7, true, 1},
+        {"del 4000000000 ();", 4000000000, false, 2},
+    };
+    for (const Step& s : steps) {
+        Run(s.text);
+        EXPECT_EQ(objects.Lookup(s.id) != nullptr, s.found) << s.text;
+        EXPECT_EQ(objects.InSync(), s.inSync) << s.text;
+    }
+    EXPECT_EQ(objects.Lookup(0), nullptr);
+    EXPECT_EQ(objects.Lookup(3999999999), nullptr);
 }
 
 }  // namespace

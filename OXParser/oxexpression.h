@@ -41,9 +41,6 @@ class OXExpression : public OXParserNode, public OXExpressionInterface {
     int Count() const override { return 1; }
     const OXExpression* Get(int index) const override { return index == 0 ? this : nullptr; }
     virtual const OXClassDeclaration* GetClassDecl() const { return nullptr; }
-    // The expression as a list, or null: cheaper than a dynamic_cast where
-    // lists are taken apart element by element.
-    virtual OXExpressionList* AsList() { return nullptr; }
     // Deep copy without a node manager.
     virtual OXExpression* Clone() const = 0;
 };
@@ -112,7 +109,6 @@ class OXExpressionList : public OXExpression {
     int Count() const override { return static_cast<int>(list.size()); }
     const OXExpression* Get(int index) const override;
     const OXClassDeclaration* GetClassDecl() const override { return pClassDecl; }
-    OXExpressionList* AsList() override { return this; }
     OXExpression* Clone() const override;
 
   private:

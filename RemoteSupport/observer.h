@@ -19,14 +19,28 @@ class ObserverInfo : public List<int> {
 
 class GenericSubject {
   public:
-    virtual ~GenericSubject() = default;
+    GenericSubject() = default;
+    // A copy has the same observers, each with its own list.
+    GenericSubject(const GenericSubject& other)
+        : observers_(other.observers_ != nullptr ? new List<ObserverInfo>(*other.observers_)
+                                                 : nullptr) {}
+    GenericSubject& operator=(const GenericSubject& other) {
+        if (this != &other) {
+            List<ObserverInfo>* copy =
+                other.observers_ != nullptr ? new List<ObserverInfo>(*other.observers_) : nullptr;
+            delete observers_;
+            observers_ = copy;
+        }
+        return *this;
+    }
+    virtual ~GenericSubject() { delete observers_; }
     // True if the observer asked for this aspect, or for all of them.
     virtual bool DoUpdate(ObserverInfo* info, int aspect) {
         return info->Find(-1) >= 0 || info->Find(aspect) >= 0;
     }
     virtual bool UpdateOnAttach() const { return false; }
 
-    int ObserverCount() const { return observers_.Count(); }
+    int ObserverCount() const { return observers_ != nullptr ? observers_->Count() : 0; }
 
   protected:
     void AttachObserver(void* observer, int aspect) {
@@ -34,26 +48,33 @@ class GenericSubject {
         if (i < 0) {
             ObserverInfo info(observer);
             info.Add(aspect);
-            observers_.Add(info);
-        } else if (observers_[i].Find(aspect) < 0) {
-            observers_[i].Add(aspect);
+            if (observers_ == nullptr)
+                observers_ = new List<ObserverInfo>;
+            observers_->Add(info);
+        } else if ((*observers_)[i].Find(aspect) < 0) {
+            (*observers_)[i].Add(aspect);
         }
     }
+    // The list itself stays until the subject goes, so that a walk over it
+    // may go on after an observer detached itself.
     bool DetachObserver(void* observer) {
         int i = IndexOf(observer);
         if (i < 0)
             return false;
-        observers_.Remove(i);
+        observers_->Remove(i);
         return true;
     }
     int IndexOf(void* observer) const {
-        for (int i = 0; i < observers_.Count(); ++i)
-            if (observers_[i].Observer() == observer)
+        for (int i = 0; i < ObserverCount(); ++i)
+            if ((*observers_)[i].Observer() == observer)
                 return i;
         return -1;
     }
+    ObserverInfo& ObserverAt(int i) { return (*observers_)[i]; }
 
-    List<ObserverInfo> observers_;
+    // Made at the first Attach: nearly all objects of a store never get an
+    // observer, and one pointer costs them less than an empty list.
+    List<ObserverInfo>* observers_ = nullptr;
 };
 
 template <class T>
@@ -76,13 +97,13 @@ class Subject : public GenericSubject {
     // The bound is read again at each step, so an observer may detach itself
     // during the walk (the next one then moves up and misses this round).
     virtual void Notify(int aspect) {
-        for (int i = 0; i < observers_.Count(); ++i)
-            if (DoUpdate(&observers_[i], aspect))
-                static_cast<Observer<T>*>(observers_[i].Observer())->Update(static_cast<T*>(this));
+        for (int i = 0; i < ObserverCount(); ++i)
+            if (DoUpdate(&ObserverAt(i), aspect))
+                static_cast<Observer<T>*>(ObserverAt(i).Observer())->Update(static_cast<T*>(this));
     }
     virtual void NotifyAll() {
-        for (int i = 0; i < observers_.Count(); ++i)
-            static_cast<Observer<T>*>(observers_[i].Observer())->Update(static_cast<T*>(this));
+        for (int i = 0; i < ObserverCount(); ++i)
+            static_cast<Observer<T>*>(ObserverAt(i).Observer())->Update(static_cast<T*>(this));
     }
 };
 
@@ -104,12 +125,12 @@ class ListSubject : public GenericSubject {
     }
     virtual bool Detach(ListObserver<S, T>& observer) { return DetachObserver(&observer); }
     virtual void NotifyNew(const T& object) {
-        for (int i = 0; i < observers_.Count(); ++i)
-            static_cast<ListObserver<S, T>*>(observers_[i].Observer())->NewObject(object);
+        for (int i = 0; i < ObserverCount(); ++i)
+            static_cast<ListObserver<S, T>*>(ObserverAt(i).Observer())->NewObject(object);
     }
     virtual void NotifyDelete(const T& object) {
-        for (int i = 0; i < observers_.Count(); ++i)
-            static_cast<ListObserver<S, T>*>(observers_[i].Observer())->DeletedObject(object);
+        for (int i = 0; i < ObserverCount(); ++i)
+            static_cast<ListObserver<S, T>*>(ObserverAt(i).Observer())->DeletedObject(object);
     }
     // Tells a late observer of everything already in the container.
     virtual void AttachUpdate(ListObserver<S, T>& /*observer*/) {}

@@ -44,6 +44,7 @@ class OXClassDeclaration : public OXParserNode, public OXClassDeclInterface {
 
     const std::string& GetClassName() const override { return pClassName->GetSymbol(); }
     const OXTemplateParameterList* GetParameterList() const { return pTemplateParameterList; }
+    const std::string* GetElementClassName() const override;
     // There is no subclass check: a class tag overrides the declared class.
     bool IsSubClass(const OXClassDeclaration&) const { return true; }
     // The attribute that fits the class's definition, holding value; null if

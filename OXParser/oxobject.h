@@ -13,6 +13,7 @@
 
 #include "observer.h"
 #include "oxnodeinterfaces.h"
+#include "oxstorepool.h"
 
 #include <cstdint>
 #include <string>
@@ -31,8 +32,49 @@ class OXEnumObject;
 class OXObjectVisitor;
 class OXAttributeVisitor;
 class OXFunctionVisitor;
+class OXAttributeIndex;
 
-class OXObject : public Subject<OXObject> {
+// A growing array of pointers in one block of the store's pool: 16 bytes in
+// its holder instead of a vector's 24, and no heap header on the block. Does
+// not own what it points at.
+template <class T>
+class OXPointerArray {
+  public:
+    OXPointerArray() = default;
+    OXPointerArray(const OXPointerArray&) = delete;
+    OXPointerArray& operator=(const OXPointerArray&) = delete;
+    ~OXPointerArray() { OXStoreFree(data, capacity * sizeof(T*)); }
+
+    T* const* begin() const { return data; }
+    T* const* end() const { return data + count; }
+    size_t size() const { return count; }
+    bool empty() const { return count == 0; }
+    T* operator[](size_t i) const { return data[i]; }
+
+    void reserve(size_t n) {
+        if (n <= capacity)
+            return;
+        auto** fresh = static_cast<T**>(OXStoreAlloc(n * sizeof(T*)));
+        for (uint32_t i = 0; i < count; ++i)
+            fresh[i] = data[i];
+        OXStoreFree(data, capacity * sizeof(T*));
+        data = fresh;
+        capacity = static_cast<uint32_t>(n);
+    }
+    void push_back(T* item) {
+        if (count == capacity)
+            reserve(capacity == 0 ? 4 : 2 * static_cast<size_t>(capacity));
+        data[count++] = item;
+    }
+
+  private:
+    T** data = nullptr;
+    uint32_t count = 0;
+    uint32_t capacity = 0;
+};
+
+// Objects come from the store's pool (see OXStorePooled).
+class OXObject : public Subject<OXObject>, public OXStorePooled {
   public:
     // Takes over one owner's hold of the class declaration (given back with
     // Release).
@@ -118,16 +160,18 @@ class OXComplexObject : public OXObject {
 
   private:
     OXAttribute* FindIndexed(std::string_view name) const;
+    // The name index of this level, made at its first use.
+    const OXAttributeIndex* Index() const;
 
     OXComplexObject* pBase;
     // This level's attributes in declaration order.
-    std::vector<OXAttribute*> attributes;
+    OXPointerArray<OXAttribute> attributes;
     // The same attributes sorted by name, one entry per name (the first
-    // declared wins); its size is this level's attribute count.
-    // Positions in attributes, four bytes an entry instead of a name and a
-    // pointer: every object of the store has one.
-    std::vector<uint32_t> attributeIndex;
-    std::vector<OXFunctionDeclInterface*> functions;
+    // declared wins); its size is this level's attribute count. Every object
+    // of a class has the same one, so they share it (see OXAttributeIndex).
+    mutable OXAttributeIndex* index = nullptr;
+    // Made at the first Add: objects of the store have none.
+    std::vector<OXFunctionDeclInterface*>* functions = nullptr;
 };
 
 class OXListObject : public OXObject {
@@ -147,14 +191,18 @@ class OXListObject : public OXObject {
     // Room for count elements.
     void Reserve(size_t count);
     const std::vector<OXObject*>* GetList() const { return &elements; }
-    const std::string& GetElementClassName() const { return elementClassName; }
+    const std::string& GetElementClassName() const;
 
   private:
-    std::string elementClassName;
+    bool IsOwned(size_t i) const;
+    struct Extra;
+
     std::vector<OXObject*> elements;
-    // One byte a flag: the vector of bits costs more in the list itself than
-    // it saves on a machine's short lists.
-    std::vector<unsigned char> owned;
+    // Whether the list owns the element, one bit for each of the first 64.
+    uint64_t ownedBits = 0;
+    // Only for what few lists need: the flags of elements past 64, and an
+    // element class name other than the one its class declaration names.
+    Extra* extra = nullptr;
 };
 
 class OXSimpleObject : public OXObject {

@@ -385,6 +385,48 @@ TEST_F(StoreTest, UnitsAndAccessRightsGivenBySymbols) {
     EXPECT_DEATH(Run("class Own : Object { number V ! AR_ADMIN; };"), "accessRight >= 0");
 }
 
+TEST_F(StoreTest, ObjectsOfOneClassShareNothingThatDiffers) {
+    // Units taken from each object's own attributes, so the attribute "V"
+    // differs between objects of the class; a list longer than 64 elements
+    // with numbered and unnumbered ones.
+    RunAll(
+        {"class Dev : Object { string U; number D; number V : U * 1 / D; number P : \"mm\"; "
+         "list<Object> Refs; };",
+         "class Item : Object { };"});
+    std::string refs;
+    for (int i = 0; i < 70; ++i)
+        refs += std::string(i == 0 ? "" : ", ") + (i % 33 == 32 ? "@7" : "Object(0)");
+    RunAll({"new Item(7);", "new Dev(1, \"bar\", 10, 5, 1, (" + refs + "));",
+            "new Dev(2, \"rpm\", 100, 5, 1, ());", "new Dev(3, \"bar\", 10, 5, 1, ());"});
+    const struct {
+        long id;
+        std::string unit;
+        double value;
+    } devices[] = {{1, "bar", 0.5}, {2, "rpm", 0.05}, {3, "bar", 0.5}};
+    for (const auto& d : devices) {
+        OXAttribute* v = Object(d.id)->GetAttribute("V");
+        EXPECT_EQ(v->GetUnitStr(), d.unit) << d.id;
+        EXPECT_DOUBLE_EQ(Object(d.id)->GetNumber("V"), d.value) << d.id;
+        EXPECT_EQ(Object(d.id)->GetAttribute("P")->GetUnitStr(), "mm") << d.id;
+        EXPECT_EQ(Object(d.id)->GetAttributeCount(), 6) << d.id;
+    }
+    // A change of one attribute's unit stays with that attribute.
+    Object(3)->GetAttribute("V")->SetUnitDiv(1);
+    EXPECT_DOUBLE_EQ(Object(3)->GetNumber("V"), 5);
+    EXPECT_DOUBLE_EQ(Object(1)->GetNumber("V"), 0.5);
+    EXPECT_EQ(Object(1)->GetListObject("Refs")->GetElementClassName(), "Object");
+
+    // The numbered elements, past 64 too, belong to the table: deleting the
+    // object empties them and the list keeps its own elements.
+    RunAll({"del 7 ();"});
+    const std::vector<OXObject*>* list = Object(1)->GetList("Refs");
+    ASSERT_EQ(list->size(), 70u);
+    for (size_t i = 0; i < list->size(); ++i)
+        EXPECT_EQ((*list)[i] == nullptr, i % 33 == 32) << i;
+    parser.GetObjectManager().Reset();
+    EXPECT_EQ(Count(), 0);
+}
+
 TEST_F(StoreTest, ReadersGiveTheirKindAndNeutralValuesOtherwise) {
     // Signed values; of two texts for one value the first stays.
     RunAll({"enum tagState { \"Off\"=-2, \"Idle\"=+1, \"Running\"=2, \"Busy\"=2, };",

@@ -370,7 +370,6 @@ tagExecuteResult OXComplexObject::Update(OXClassManager& classes, OXObjectManage
 struct OXListObject::Extra {
     bool ownName = false;
     std::string elementClassName;
-    // Flags of the elements from the 65th on.
     std::vector<unsigned char> owned;
 };
 
@@ -380,9 +379,10 @@ OXListObject::OXListObject(OXClassDeclInterface* classDecl, std::string elementC
     // another name needs a copy of its own.
     const std::string* declared = classDecl != nullptr ? classDecl->GetElementClassName() : nullptr;
     if (declared == nullptr || *declared != elementClassName) {
-        extra = new Extra;
+        auto* extra = new Extra;
         extra->ownName = true;
         extra->elementClassName = std::move(elementClassName);
+        owned = reinterpret_cast<uintptr_t>(extra);
     }
 }
 
@@ -390,19 +390,19 @@ OXListObject::~OXListObject() {
     for (size_t i = 0; i < elements.size(); ++i)
         if (IsOwned(i))
             delete elements[i];
-    delete extra;
+    delete GetExtra();
 }
 
 const std::string& OXListObject::GetElementClassName() const {
-    if (extra != nullptr && extra->ownName)
+    if (Extra* extra = GetExtra(); extra != nullptr && extra->ownName)
         return extra->elementClassName;
     return *GetClassDecl()->GetElementClassName();
 }
 
 bool OXListObject::IsOwned(size_t i) const {
-    if (i < 64)
-        return (ownedBits >> i & 1) != 0;
-    return extra->owned[i - 64] != 0;
+    if (Extra* extra = GetExtra())
+        return extra->owned[i] != 0;
+    return (owned & 1) != 0 && (owned >> (i + 1) & 1) != 0;
 }
 
 void OXListObject::Accept(OXObjectVisitor& visitor) {
@@ -434,15 +434,23 @@ void OXListObject::Reserve(size_t count) {
 void OXListObject::Add(OXObject* element) {
     size_t i = elements.size();
     elements.push_back(element);
-    bool owned = element != nullptr && element->GetObjectId() == 0;
-    if (i < 64) {
-        if (owned)
-            ownedBits |= uint64_t{1} << i;
+    bool mine = element != nullptr && element->GetObjectId() == 0;
+    Extra* extra = GetExtra();
+    // All bits of the word but the lowest.
+    constexpr size_t kInlineFlags = sizeof(uintptr_t) * 8 - 1;
+    if (extra == nullptr && i < kInlineFlags) {
+        if (mine)
+            owned |= 1 | uintptr_t{1} << (i + 1);
         return;
     }
-    if (extra == nullptr)
+    if (extra == nullptr) {
+        // One element more than the word holds: the flags move to an Extra.
         extra = new Extra;
-    extra->owned.push_back(owned ? 1 : 0);
+        for (size_t k = 0; k < i; ++k)
+            extra->owned.push_back(IsOwned(k) ? 1 : 0);
+        owned = reinterpret_cast<uintptr_t>(extra);
+    }
+    extra->owned.push_back(mine ? 1 : 0);
 }
 
 // Simple objects

@@ -196,13 +196,15 @@ class OXListObject : public OXObject {
   private:
     bool IsOwned(size_t i) const;
     struct Extra;
+    Extra* GetExtra() const { return (owned & 1) == 0 ? reinterpret_cast<Extra*>(owned) : nullptr; }
 
     std::vector<OXObject*> elements;
-    // Whether the list owns the element, one bit for each of the first 64.
-    uint64_t ownedBits = 0;
-    // Only for what few lists need: the flags of elements past 64, and an
-    // element class name other than the one its class declaration names.
-    Extra* extra = nullptr;
+    // Whether the list owns each element, in one word: with its lowest bit
+    // set, bit i + 1 is the flag of element i, as far as the word goes; else
+    // the address of an Extra (or null: no flags set yet), which holds the
+    // flags of all elements, and an element class name other than the one
+    // the list's class declaration names, for the few lists that need them.
+    uintptr_t owned = 0;
 };
 
 class OXSimpleObject : public OXObject {

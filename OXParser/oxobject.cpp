@@ -39,11 +39,36 @@ std::string OXNumberToString(double value) {
 
 // OXObject
 
-OXObject::OXObject(OXClassDeclInterface* classDecl) : pClassDecl(classDecl) {}
+struct OXObject::Observed {
+    List<ObserverInfo> list;
+    OXClassDeclInterface* classDecl;
+};
+
+OXObject::OXObject(OXClassDeclInterface* classDecl) {
+    observers_ = reinterpret_cast<void*>(reinterpret_cast<uintptr_t>(classDecl) | kPlainDecl);
+}
 
 OXObject::~OXObject() {
-    if (pClassDecl != nullptr)
-        pClassDecl->Release();
+    OXClassDeclInterface* classDecl = ClassDecl();
+    if ((reinterpret_cast<uintptr_t>(observers_) & kPlainDecl) == 0)
+        delete static_cast<Observed*>(observers_);
+    // Not a list of the subject's own: nothing left for it to destroy.
+    observers_ = nullptr;
+    if (classDecl != nullptr)
+        classDecl->Release();
+}
+
+OXClassDeclInterface* OXObject::ObservedClassDecl() const {
+    return static_cast<const Observed*>(observers_)->classDecl;
+}
+
+List<ObserverInfo>* OXObject::ObserverList(bool make) const {
+    if ((reinterpret_cast<uintptr_t>(observers_) & kPlainDecl) != 0) {
+        if (!make)
+            return nullptr;
+        observers_ = new Observed{List<ObserverInfo>(), ClassDecl()};
+    }
+    return &static_cast<Observed*>(observers_)->list;
 }
 
 OXAttribute* OXObject::GetAttribute(const std::string&) const {
@@ -64,7 +89,8 @@ bool OXObject::IsClass(const std::string& className) const {
 
 const std::string& OXObject::GetClassName() const {
     static const std::string none;
-    return pClassDecl != nullptr ? pClassDecl->GetClassName() : none;
+    const OXClassDeclInterface* classDecl = ClassDecl();
+    return classDecl != nullptr ? classDecl->GetClassName() : none;
 }
 
 OXObject* OXObject::GetAttrValue(const std::string& name) const {

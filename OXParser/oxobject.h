@@ -101,7 +101,7 @@ class OXObject : public Subject<OXObject>, public OXStorePooled {
     virtual void ForgetReferencesTo(const OXObject& /*gone*/) {}
 
     const std::string& GetClassName() const;
-    const OXClassDeclInterface* GetClassDecl() const { return pClassDecl; }
+    const OXClassDeclInterface* GetClassDecl() const { return ClassDecl(); }
 
     // Readers by attribute name. Each gives a neutral value (null, 0, empty
     // text) when the attribute is missing or holds another kind of value.
@@ -121,8 +121,24 @@ class OXObject : public Subject<OXObject>, public OXStorePooled {
     // The object an attribute refers to; its GetObjectId is the number.
     OXComplexObject* GetReference(const std::string& name) const;
 
+  protected:
+    List<ObserverInfo>* ObserverList(bool make) const override;
+
   private:
-    OXClassDeclInterface* pClassDecl;
+    // The class declaration and the observers share the subject's one word:
+    // until the first Attach it holds the declaration with its lowest bit
+    // set (declarations are aligned, so the bit is free), from then on the
+    // address of an Observed record with both. Nearly no object of a store
+    // is ever observed; each saves a word.
+    struct Observed;
+    static constexpr uintptr_t kPlainDecl = 1;
+    OXClassDeclInterface* ClassDecl() const {
+        auto word = reinterpret_cast<uintptr_t>(observers_);
+        if ((word & kPlainDecl) != 0)
+            return reinterpret_cast<OXClassDeclInterface*>(word & ~kPlainDecl);
+        return ObservedClassDecl();
+    }
+    OXClassDeclInterface* ObservedClassDecl() const;
 };
 
 class OXComplexObject : public OXObject {

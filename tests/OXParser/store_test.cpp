@@ -181,6 +181,9 @@ TEST_F(StoreTest, ClassChainLookupsAndPositionalUpdate) {
     CountingObserver onChild, onBase;
     child->Attach(&onChild);
     base->Attach(&onBase);
+    // An observed object still knows its class.
+    EXPECT_EQ(child->GetClassName() + " " + base->GetClassName(), "Child Base");
+    EXPECT_TRUE(child->IsClass("Object"));
     struct Step {
         const char *text, *result, *values;
         int childUpdates, baseUpdates;
@@ -198,6 +201,8 @@ TEST_F(StoreTest, ClassChainLookupsAndPositionalUpdate) {
     }
     child->Detach(&onChild);
     base->Detach(&onBase);
+    EXPECT_EQ(child->ObserverCount() + base->ObserverCount(), 0);
+    EXPECT_EQ(child->GetClassName(), "Child");
 }
 
 TEST_F(StoreTest, UpdatesGiveTheValuesAndClassesOfFreshlyMadeOnes) {

@@ -223,19 +223,22 @@ void OXReleaseIndex(OXAttributeIndex* index) {
 
 // OXComplexObject
 
+struct OXComplexObject::WithFunctions {
+    OXAttributeIndex* index;
+    std::vector<OXFunctionDeclInterface*> functions;
+};
+
 OXComplexObject::OXComplexObject(OXClassDeclInterface* classDecl, OXComplexObject* base)
     : OXObject(classDecl), pBase(base) {}
 
 OXComplexObject::~OXComplexObject() {
     for (OXAttribute* attribute : attributes)
         delete attribute;
-    if (functions != nullptr) {
+    if (const std::vector<OXFunctionDeclInterface*>* functions = Functions())
         for (OXFunctionDeclInterface* function : *functions)
             delete function;
-        delete functions;
-    }
-    if (index != nullptr)
-        index->Release();
+    OXReleaseIndex(SharedIndex());
+    delete GetWithFunctions();
     delete pBase;
 }
 
@@ -279,9 +282,30 @@ OXAttribute* OXComplexObject::LookupAttribute(const std::string& name) const {
 }
 
 const OXAttributeIndex* OXComplexObject::Index() const {
-    if (index == nullptr && !attributes.empty())
+    OXAttributeIndex* index = SharedIndex();
+    if (index == nullptr && !attributes.empty()) {
         index = OXAttributeIndex::Get(attributes);
+        SetSharedIndex(index);
+    }
     return index;
+}
+
+OXAttributeIndex* OXComplexObject::SharedIndex() const {
+    if (WithFunctions* with = GetWithFunctions())
+        return with->index;
+    return reinterpret_cast<OXAttributeIndex*>(indexWord);
+}
+
+void OXComplexObject::SetSharedIndex(OXAttributeIndex* index) const {
+    if (WithFunctions* with = GetWithFunctions())
+        with->index = index;
+    else
+        indexWord = reinterpret_cast<uintptr_t>(index);
+}
+
+const std::vector<OXFunctionDeclInterface*>* OXComplexObject::Functions() const {
+    WithFunctions* with = GetWithFunctions();
+    return with != nullptr ? &with->functions : nullptr;
 }
 
 OXAttribute* OXComplexObject::FindIndexed(std::string_view name) const {
@@ -296,7 +320,7 @@ OXAttribute* OXComplexObject::FindIndexed(std::string_view name) const {
 }
 
 const OXFunctionDeclInterface* OXComplexObject::GetFunction(long functionId) const {
-    if (functions != nullptr)
+    if (const std::vector<OXFunctionDeclInterface*>* functions = Functions())
         for (OXFunctionDeclInterface* function : *functions)
             if (function->GetFunctionId() == functionId)
                 return function;
@@ -304,7 +328,7 @@ const OXFunctionDeclInterface* OXComplexObject::GetFunction(long functionId) con
 }
 
 const OXFunctionDeclInterface* OXComplexObject::GetFunction(const std::string& name) const {
-    if (functions != nullptr)
+    if (const std::vector<OXFunctionDeclInterface*>* functions = Functions())
         for (OXFunctionDeclInterface* function : *functions)
             if (function->GetFunctionName() == name)
                 return function;
@@ -340,17 +364,20 @@ void OXComplexObject::Reserve(size_t count) {
 
 void OXComplexObject::Add(OXAttribute& attribute) {
     // The index is made again, or found again, at its next use.
-    if (index != nullptr) {
+    if (OXAttributeIndex* index = SharedIndex()) {
         index->Release();
-        index = nullptr;
+        SetSharedIndex(nullptr);
     }
     attributes.push_back(&attribute);
 }
 
 void OXComplexObject::Add(OXFunctionDeclInterface& function) {
-    if (functions == nullptr)
-        functions = new std::vector<OXFunctionDeclInterface*>;
-    functions->push_back(&function);
+    WithFunctions* with = GetWithFunctions();
+    if (with == nullptr) {
+        with = new WithFunctions{SharedIndex(), {}};
+        indexWord = reinterpret_cast<uintptr_t>(with) | kWithFunctions;
+    }
+    with->functions.push_back(&function);
 }
 
 void OXComplexObject::VisitAttributes(OXAttributeVisitor& visitor) {
@@ -363,7 +390,7 @@ void OXComplexObject::VisitAttributes(OXAttributeVisitor& visitor) {
 void OXComplexObject::VisitFunctions(OXFunctionVisitor& visitor) {
     if (pBase != nullptr)
         pBase->VisitFunctions(visitor);
-    if (functions != nullptr)
+    if (const std::vector<OXFunctionDeclInterface*>* functions = Functions())
         for (OXFunctionDeclInterface* function : *functions)
             visitor.Visit(*function);
 }

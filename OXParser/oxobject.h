@@ -178,6 +178,15 @@ class OXComplexObject : public OXObject {
     OXAttribute* FindIndexed(std::string_view name) const;
     // The name index of this level, made at its first use.
     const OXAttributeIndex* Index() const;
+    struct WithFunctions;
+    WithFunctions* GetWithFunctions() const {
+        return (indexWord & kWithFunctions) != 0
+                   ? reinterpret_cast<WithFunctions*>(indexWord & ~kWithFunctions)
+                   : nullptr;
+    }
+    OXAttributeIndex* SharedIndex() const;
+    void SetSharedIndex(OXAttributeIndex* index) const;
+    const std::vector<OXFunctionDeclInterface*>* Functions() const;
 
     OXComplexObject* pBase;
     // This level's attributes in declaration order.
@@ -185,9 +194,11 @@ class OXComplexObject : public OXObject {
     // The same attributes sorted by name, one entry per name (the first
     // declared wins); its size is this level's attribute count. Every object
     // of a class has the same one, so they share it (see OXAttributeIndex).
-    mutable OXAttributeIndex* index = nullptr;
-    // Made at the first Add: objects of the store have none.
-    std::vector<OXFunctionDeclInterface*>* functions = nullptr;
+    // Objects of the store have no functions, so the word is the index's
+    // address; with its lowest bit set, that of a WithFunctions record of
+    // index and functions, made at the first Add of a function.
+    static constexpr uintptr_t kWithFunctions = 1;
+    mutable uintptr_t indexWord = 0;
 };
 
 class OXListObject : public OXObject {

@@ -71,6 +71,20 @@ struct Recorder : OXObjectVisitor, OXAttributeVisitor, ListObserver<OXObjectMana
     Calls seen;
 };
 
+// A function declaration as only a test adds one to an object.
+struct Function : OXFunctionDeclInterface {
+    Function(long id, std::string name) : id(id), name(std::move(name)) {}
+    long GetFunctionId() const override { return id; }
+    const std::string& GetFunctionName() const override { return name; }
+    long id;
+    std::string name;
+};
+
+struct FunctionNames : OXFunctionVisitor {
+    void Visit(OXFunctionDeclInterface& f) override { names += f.GetFunctionName() + " "; }
+    std::string names;
+};
+
 struct CountingObserver : Observer<OXObject> {
     void Update(OXObject*) override { ++updates; }
     int updates = 0;
@@ -203,6 +217,20 @@ TEST_F(StoreTest, ClassChainLookupsAndPositionalUpdate) {
     base->Detach(&onBase);
     EXPECT_EQ(child->ObserverCount() + base->ObserverCount(), 0);
     EXPECT_EQ(child->GetClassName(), "Child");
+
+    // Functions added to an object: the derived level's first, by number or
+    // by name; the visit goes base first. The attributes stay found.
+    base->Add(*new Function(7, "Stop"));
+    base->Add(*new Function(8, "Reset"));
+    child->Add(*new Function(7, "Run"));
+    EXPECT_EQ(child->GetFunction(7)->GetFunctionName(), "Run");
+    EXPECT_EQ(child->GetFunction("Reset")->GetFunctionId(), 8);
+    EXPECT_EQ(child->GetFunction(9), nullptr);
+    FunctionNames visited;
+    child->VisitFunctions(visited);
+    EXPECT_EQ(visited.names, "Stop Reset Run ");
+    EXPECT_EQ(child->GetAttributeCount(), 6);
+    EXPECT_EQ(child->LookupAttribute("Y")->GetAttrObject()->AsString(), "4");
 }
 
 TEST_F(StoreTest, UpdatesGiveTheValuesAndClassesOfFreshlyMadeOnes) {

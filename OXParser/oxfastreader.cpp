@@ -189,6 +189,17 @@ bool OXFastReader::Accept(int kind) {
     return true;
 }
 
+template <class Items, class ReadItem>
+bool OXFastReader::MoreItems(Items& list, ReadItem read) {
+    while (Accept(',')) {
+        auto* item = read();
+        if (item == nullptr)
+            return false;
+        list.Add(item);
+    }
+    return true;
+}
+
 OXParserSymbol* OXFastReader::Symbol() {
     if (tok.kind != OXTK_SYMBOL)
         return nullptr;
@@ -361,12 +372,8 @@ OXCommand* OXFastReader::ClassDefinition() {
         if (argument == nullptr)
             return nullptr;
         arguments = new OXTemplateArgumentList(nm, argument);
-        while (Accept(',')) {
-            if (!Accept(OXTK_KW_CLASS) || (argument = Symbol()) == nullptr)
-                return nullptr;
-            arguments->Add(argument);
-        }
-        if (!Accept('>'))
+        if (!MoreItems(*arguments, [this] { return Accept(OXTK_KW_CLASS) ? Symbol() : nullptr; }) ||
+            !Accept('>'))
             return nullptr;
     } else {
         arguments = new OXTemplateArgumentList(nm);
@@ -417,12 +424,7 @@ OXClassDeclaration* OXFastReader::ClassDeclaration() {
         if (parameter == nullptr)
             return nullptr;
         parameters = new OXTemplateParameterList(nm, parameter);
-        while (Accept(',')) {
-            if ((parameter = ClassDeclaration()) == nullptr)
-                return nullptr;
-            parameters->Add(parameter);
-        }
-        if (!Accept('>'))
+        if (!MoreItems(*parameters, [this] { return ClassDeclaration(); }) || !Accept('>'))
             return nullptr;
         --depth;
     } else {
@@ -450,12 +452,8 @@ bool OXFastReader::MemberDeclaration(OXMemberDeclarationList& members) {
             if (parameter == nullptr)
                 return false;
             parameters = new OXParameterDeclList(nm, parameter);
-            while (Accept(',')) {
-                parameter = ParameterDeclaration();
-                if (parameter == nullptr)
-                    return false;
-                parameters->Add(parameter);
-            }
+            if (!MoreItems(*parameters, [this] { return ParameterDeclaration(); }))
+                return false;
         }
         if (!Accept(')'))
             return false;
@@ -504,12 +502,7 @@ OXParameterDeclaration* OXFastReader::ParameterDeclaration() {
         if (interval == nullptr)
             return nullptr;
         constraints = new OXConstraintList(nm, interval);
-        while (Accept(',')) {
-            if ((interval = ConstraintInterval()) == nullptr)
-                return nullptr;
-            constraints->Add(interval);
-        }
-        if (!Accept('}'))
+        if (!MoreItems(*constraints, [this] { return ConstraintInterval(); }) || !Accept('}'))
             return nullptr;
     } else {
         constraints = new OXConstraintList(nm);

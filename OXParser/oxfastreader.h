@@ -61,6 +61,10 @@ class OXFastReader {
 
     void Next();
     bool Accept(int kind);
+    // The items after the first of a list separated by ",": each one read()
+    // gives is added to list; false at the first that fails.
+    template <class Items, class ReadItem>
+    bool MoreItems(Items& list, ReadItem read);
 
     OXParserSymbol* Symbol();
     OXParserNumber* Number();

@@ -3,22 +3,99 @@
 #include "oxclassdecl.h"
 #include "oxobjectmanager.h"
 
+#include <utility>
+
+void OXReleaseTraits(OXAttributeTraits* traits) {
+    if (traits != nullptr)
+        traits->Release();
+}
+
+OXAttributeTraits::OXAttributeTraits(const OXAttributeDeclInterface& attributeDecl,
+                                     OXClassDeclInterface* classDecl,
+                                     OXAttributeConstraints constraints)
+    : attributeDecl(&attributeDecl), classDecl(classDecl), constraints(std::move(constraints)) {}
+
+OXAttributeTraits::~OXAttributeTraits() {
+    if (classDecl != nullptr)
+        classDecl->Release();
+}
+
+OXAttributeTraits* OXAttributeTraits::Get(const OXAttributeDeclInterface& attributeDecl,
+                                          OXClassDeclInterface* classDecl,
+                                          const OXAttributeConstraints& constraints) {
+    // The initial constraints in the first place, any other in the second:
+    // each object of a class first gets the one and then, nearly always, the
+    // same other.
+    static const OXAttributeConstraints initial;
+    OXAttributeTraits*& kept = attributeDecl.sharedTraits[constraints == initial ? 0 : 1];
+    if (kept != nullptr && kept->classDecl == classDecl && kept->constraints == constraints)
+        return kept->Hold();
+    auto* traits = new OXAttributeTraits(
+        attributeDecl, classDecl != nullptr ? classDecl->Share() : nullptr, constraints);
+    OXReleaseTraits(kept);
+    kept = traits->Hold();
+    return traits;
+}
+
 OXAttribute::OXAttribute(const OXAttributeDeclInterface& attributeDecl,
                          OXClassDeclInterface* classDecl)
-    : pClassDecl(classDecl), pAttributeDecl(&attributeDecl) {}
+    : traits(OXAttributeTraits::Get(attributeDecl, classDecl, OXAttributeConstraints())) {
+    // The record holds the declaration itself.
+    if (classDecl != nullptr)
+        classDecl->Release();
+}
 
 OXAttribute::~OXAttribute() {
-    if (pClassDecl != nullptr)
-        pClassDecl->Release();
+    traits->Release();
 }
 
 const std::string& OXAttribute::GetClassName() const {
     static const std::string none;
-    return pClassDecl != nullptr ? pClassDecl->GetClassName() : none;
+    return traits->classDecl != nullptr ? traits->classDecl->GetClassName() : none;
+}
+
+void OXAttribute::SetConstraints(const OXAttributeConstraints& constraints) {
+    if (constraints == traits->constraints)
+        return;
+    OXAttributeTraits* changed =
+        OXAttributeTraits::Get(*traits->attributeDecl, traits->classDecl, constraints);
+    traits->Release();
+    traits = changed;
+}
+
+void OXAttribute::SetConst(bool value) {
+    OXAttributeConstraints constraints = traits->constraints;
+    constraints.isConst = value;
+    SetConstraints(constraints);
+}
+
+void OXAttribute::SetUnitStr(const std::string& value) {
+    OXAttributeConstraints constraints = traits->constraints;
+    constraints.unitStr = value;
+    SetConstraints(constraints);
+}
+
+void OXAttribute::SetUnitMul(long value) {
+    OXAttributeConstraints constraints = traits->constraints;
+    constraints.unitMul = value;
+    SetConstraints(constraints);
+}
+
+void OXAttribute::SetUnitDiv(long value) {
+    OXAttributeConstraints constraints = traits->constraints;
+    constraints.unitDiv = value;
+    SetConstraints(constraints);
+}
+
+void OXAttribute::SetAccessRight(long value) {
+    OXAttributeConstraints constraints = traits->constraints;
+    constraints.accessRight = value;
+    SetConstraints(constraints);
 }
 
 tagExecuteResult OXAttribute::Update(OXClassManager& classes, OXObjectManager& objects,
                                      const OXExpressionInterface& expression) {
+    OXClassDeclInterface* pClassDecl = traits->classDecl;
     if (pClassDecl == nullptr)
         return OXExecuteResult::ER_UNKNOWN_CLASS;
     // A reference gives the object of the table whatever the class: null for
@@ -54,6 +131,7 @@ tagExecuteResult OXAttribute::Update(OXClassManager& classes, OXObjectManager& o
 
 bool OXAttribute::UpdateInPlace(OXClassManager& classes, OXObjectManager& objects,
                                 const OXExpressionInterface& expression, bool apply) {
+    OXClassDeclInterface* pClassDecl = traits->classDecl;
     if (pClassDecl == nullptr)
         return false;
     if (expression.GetKind() == OXExpressionKind::REFERENCE) {
@@ -74,13 +152,11 @@ bool OXAttribute::UpdateInPlace(OXClassManager& classes, OXObjectManager& object
 }
 
 tagExecuteResult OXAttribute::AssignConstraints(OXObject& object) {
-    if (pAttributeDecl == nullptr)
-        return OXExecuteResult::ER_OK;
-    return pAttributeDecl->AssignConstraints(*this, object);
+    return traits->attributeDecl->AssignConstraints(*this, object);
 }
 
 int OXAttribute::GetNoOfDecimals() const {
-    double value = static_cast<double>(unitDiv);
+    double value = static_cast<double>(GetUnitDiv());
     int decimals = 0;
     while (value >= 10) {
         value /= 10;

@@ -197,6 +197,14 @@ OXClassDeclaration* OXClassDeclaration::Specialize(
     return result;
 }
 
+const std::string* OXClassDeclaration::GetElementClassName() const {
+    const OXClassDeclaration* parameter =
+        pTemplateParameterList != nullptr && pTemplateParameterList->Count() > 0
+            ? pTemplateParameterList->Get(0)
+            : nullptr;
+    return parameter != nullptr ? &parameter->GetClassName() : nullptr;
+}
+
 OXClassDeclaration* OXClassDeclaration::Clone() const {
     return new OXClassDeclaration(nullptr, pClassName->Clone(), pTemplateParameterList->Clone());
 }

@@ -45,6 +45,7 @@ class OXClassDeclaration : public OXParserNode, public OXClassDeclInterface {
 
     const std::string& GetClassName() const override { return pClassName->GetSymbol(); }
     const OXTemplateParameterList* GetParameterList() const { return pTemplateParameterList; }
+    const std::string* GetElementClassName() const override;
     bool HasTemplateParameters() const override { return !pTemplateParameterList->IsEmpty(); }
     // There is no subclass check: a class tag overrides the declared class.
     bool IsSubClass(const OXClassDeclaration&) const { return true; }

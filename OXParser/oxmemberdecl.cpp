@@ -55,22 +55,29 @@ tagExecuteResult OXAttributeDeclaration::AssignConstraints(OXAttribute& attribut
         }
     }
     if (constantKnown == 1) {
-        attribute.SetConst(pModifier->GetValue() == OXMM_CONST);
-        attribute.SetUnitStr(constantUnit);
-        attribute.SetUnitMul(constantMul);
-        attribute.SetUnitDiv(constantDiv);
-        attribute.SetAccessRight(constantRight);
+        OXAttributeConstraints constraints;
+        constraints.isConst = pModifier->GetValue() == OXMM_CONST;
+        constraints.unitStr = constantUnit;
+        constraints.unitMul = constantMul;
+        constraints.unitDiv = constantDiv;
+        constraints.accessRight = constantRight;
+        attribute.SetConstraints(constraints);
         return constantResult;
     }
+    // Worked out in one piece and stored once, so that the attribute takes
+    // the record it shares with the other objects of its class in one step.
+    // The first error stops the chain; what was worked out before it stays.
     tagExecuteResult result = OXCommand::ER_OK;
-    attribute.SetConst(pModifier->GetValue() == OXMM_CONST);
-    attribute.SetUnitStr(pUnitSpecfication->GetUnitStr(result, object));
+    OXAttributeConstraints constraints = attribute.GetConstraints();
+    constraints.isConst = pModifier->GetValue() == OXMM_CONST;
+    constraints.unitStr = pUnitSpecfication->GetUnitStr(result, object);
     if (result == OXCommand::ER_OK)
-        attribute.SetUnitMul(pUnitSpecfication->GetMul(result, object));
+        constraints.unitMul = pUnitSpecfication->GetMul(result, object);
     if (result == OXCommand::ER_OK)
-        attribute.SetUnitDiv(pUnitSpecfication->GetDiv(result, object));
+        constraints.unitDiv = pUnitSpecfication->GetDiv(result, object);
     if (result == OXCommand::ER_OK)
-        attribute.SetAccessRight(pAccessRight->GetAccessRight(result, object));
+        constraints.accessRight = pAccessRight->GetAccessRight(result, object);
+    attribute.SetConstraints(constraints);
     return result;
 }
 

@@ -75,6 +75,9 @@ class OXClassDeclInterface {
   public:
     virtual ~OXClassDeclInterface() = default;
     virtual const std::string& GetClassName() const = 0;
+    // The class name of the first template parameter ("T" of "list<T>"),
+    // null without one; it lives as long as the declaration.
+    virtual const std::string* GetElementClassName() const { return nullptr; }
     // Whether the class is written with template parameters ("list<T>").
     virtual bool HasTemplateParameters() const { return true; }
     // Deep copy, owned by the caller.
@@ -107,16 +110,39 @@ class OXClassDeclInterface {
                                             tagStoreOption storeOption) const = 0;
 };
 
+class OXAttributeTraits;
+class OXAttributeIndex;
+// Give back the declaration's hold of a shared attribute record or index.
+void OXReleaseTraits(OXAttributeTraits* traits);
+void OXReleaseIndex(OXAttributeIndex* index);
+
 // The declaration of an attribute inside a class definition
 // (OXAttributeDeclaration). Attributes point at it; the definition owns it.
 class OXAttributeDeclInterface {
   public:
-    virtual ~OXAttributeDeclInterface() = default;
+    OXAttributeDeclInterface() = default;
+    // A copy starts without records of its own.
+    OXAttributeDeclInterface(const OXAttributeDeclInterface&) {}
+    OXAttributeDeclInterface& operator=(const OXAttributeDeclInterface&) { return *this; }
+    virtual ~OXAttributeDeclInterface() {
+        OXReleaseTraits(sharedTraits[0]);
+        OXReleaseTraits(sharedTraits[1]);
+        OXReleaseIndex(sharedIndex);
+    }
     // The text lives as long as the declaration; attributes share it.
     virtual const std::string& GetAttributeName() const = 0;
     // Works out constant state, unit and access right of the attribute on this
     // object.
     virtual tagExecuteResult AssignConstraints(OXAttribute& attribute, OXObject& object) const = 0;
+
+    // The records that the attributes of this declaration share (see
+    // OXAttributeTraits): the one with the initial constraints and the one
+    // worked out last. Kept here because every attribute of every object of
+    // the class comes back to this declaration.
+    mutable OXAttributeTraits* sharedTraits[2] = {nullptr, nullptr};
+    // The name index of the last class level whose first attribute this
+    // declaration is (see OXAttributeIndex).
+    mutable OXAttributeIndex* sharedIndex = nullptr;
 };
 
 // The declaration of a function (OXFunctionDeclaration).

@@ -39,11 +39,36 @@ std::string OXNumberToString(double value) {
 
 // OXObject
 
-OXObject::OXObject(OXClassDeclInterface* classDecl) : pClassDecl(classDecl) {}
+struct OXObject::Observed {
+    List<ObserverInfo> list;
+    OXClassDeclInterface* classDecl;
+};
+
+OXObject::OXObject(OXClassDeclInterface* classDecl) {
+    observers_ = reinterpret_cast<void*>(reinterpret_cast<uintptr_t>(classDecl) | kPlainDecl);
+}
 
 OXObject::~OXObject() {
-    if (pClassDecl != nullptr)
-        pClassDecl->Release();
+    OXClassDeclInterface* classDecl = ClassDecl();
+    if ((reinterpret_cast<uintptr_t>(observers_) & kPlainDecl) == 0)
+        delete static_cast<Observed*>(observers_);
+    // Not a list of the subject's own: nothing left for it to destroy.
+    observers_ = nullptr;
+    if (classDecl != nullptr)
+        classDecl->Release();
+}
+
+OXClassDeclInterface* OXObject::ObservedClassDecl() const {
+    return static_cast<const Observed*>(observers_)->classDecl;
+}
+
+List<ObserverInfo>* OXObject::ObserverList(bool make) const {
+    if ((reinterpret_cast<uintptr_t>(observers_) & kPlainDecl) != 0) {
+        if (!make)
+            return nullptr;
+        observers_ = new Observed{List<ObserverInfo>(), ClassDecl()};
+    }
+    return &static_cast<Observed*>(observers_)->list;
 }
 
 OXAttribute* OXObject::GetAttribute(const std::string&) const {
@@ -64,7 +89,8 @@ bool OXObject::IsClass(const std::string& className) const {
 
 const std::string& OXObject::GetClassName() const {
     static const std::string none;
-    return pClassDecl != nullptr ? pClassDecl->GetClassName() : none;
+    const OXClassDeclInterface* classDecl = ClassDecl();
+    return classDecl != nullptr ? classDecl->GetClassName() : none;
 }
 
 OXObject* OXObject::GetAttrValue(const std::string& name) const {
@@ -126,7 +152,81 @@ OXComplexObject* OXObject::GetReference(const std::string& name) const {
     return OXObjectCast<OXComplexObject>(GetAttrValue(name));
 }
 
+// OXAttributeIndex
+
+// The name index of one class level: positions of the attributes sorted by
+// name, one per name. It depends only on the attribute declarations of the
+// level, so the objects of a class share one, counted; the first attribute's
+// declaration keeps the last one made, and an object takes it if it was made
+// for the same declarations.
+class OXAttributeIndex {
+  public:
+    explicit OXAttributeIndex(const OXPointerArray<OXAttribute>& attributes) {
+        declarations.reserve(attributes.size());
+        for (OXAttribute* attribute : attributes)
+            declarations.push_back(attribute->GetAttributeDecl());
+        for (size_t i = 0; i < attributes.size(); ++i) {
+            std::string_view name = attributes[i]->GetAttrName();
+            auto it = Find(attributes, name);
+            if (it == sorted.end() || attributes[*it]->GetAttrName() != name)
+                sorted.insert(it, static_cast<uint32_t>(i));
+        }
+    }
+
+    static OXAttributeIndex* Get(const OXPointerArray<OXAttribute>& attributes) {
+        OXAttributeIndex*& kept = attributes[0]->GetAttributeDecl()->sharedIndex;
+        if (kept == nullptr || !kept->Fits(attributes)) {
+            OXReleaseIndex(kept);
+            kept = new OXAttributeIndex(attributes);
+        }
+        ++kept->owners;
+        return kept;
+    }
+    void Release() {
+        if (--owners == 0)
+            delete this;
+    }
+
+    // The first position in sorted whose name is not less than name.
+    std::vector<uint32_t>::const_iterator Find(const OXPointerArray<OXAttribute>& attributes,
+                                               std::string_view name) const {
+        return std::lower_bound(sorted.begin(), sorted.end(), name,
+                                [&attributes](uint32_t position, std::string_view key) {
+                                    return std::string_view(attributes[position]->GetAttrName()) <
+                                           key;
+                                });
+    }
+    size_t Count() const { return sorted.size(); }
+    std::vector<uint32_t>::const_iterator End() const { return sorted.end(); }
+
+  private:
+    bool Fits(const OXPointerArray<OXAttribute>& attributes) const {
+        if (attributes.size() != declarations.size())
+            return false;
+        for (size_t i = 0; i < declarations.size(); ++i)
+            if (attributes[i]->GetAttributeDecl() != declarations[i])
+                return false;
+        return true;
+    }
+
+    // Compared by address only; never read through.
+    std::vector<const OXAttributeDeclInterface*> declarations;
+    std::vector<uint32_t> sorted;
+    // The keeping declaration's hold is one of them.
+    int owners = 1;
+};
+
+void OXReleaseIndex(OXAttributeIndex* index) {
+    if (index != nullptr)
+        index->Release();
+}
+
 // OXComplexObject
+
+struct OXComplexObject::WithFunctions {
+    OXAttributeIndex* index;
+    std::vector<OXFunctionDeclInterface*> functions;
+};
 
 OXComplexObject::OXComplexObject(OXClassDeclInterface* classDecl, OXComplexObject* base)
     : OXObject(classDecl), pBase(base) {}
@@ -134,8 +234,11 @@ OXComplexObject::OXComplexObject(OXClassDeclInterface* classDecl, OXComplexObjec
 OXComplexObject::~OXComplexObject() {
     for (OXAttribute* attribute : attributes)
         delete attribute;
-    for (OXFunctionDeclInterface* function : functions)
-        delete function;
+    if (const std::vector<OXFunctionDeclInterface*>* functions = Functions())
+        for (OXFunctionDeclInterface* function : *functions)
+            delete function;
+    OXReleaseIndex(SharedIndex());
+    delete GetWithFunctions();
     delete pBase;
 }
 
@@ -178,34 +281,63 @@ OXAttribute* OXComplexObject::LookupAttribute(const std::string& name) const {
     return FindIndexed(name);
 }
 
+const OXAttributeIndex* OXComplexObject::Index() const {
+    OXAttributeIndex* index = SharedIndex();
+    if (index == nullptr && !attributes.empty()) {
+        index = OXAttributeIndex::Get(attributes);
+        SetSharedIndex(index);
+    }
+    return index;
+}
+
+OXAttributeIndex* OXComplexObject::SharedIndex() const {
+    if (WithFunctions* with = GetWithFunctions())
+        return with->index;
+    return reinterpret_cast<OXAttributeIndex*>(indexWord);
+}
+
+void OXComplexObject::SetSharedIndex(OXAttributeIndex* index) const {
+    if (WithFunctions* with = GetWithFunctions())
+        with->index = index;
+    else
+        indexWord = reinterpret_cast<uintptr_t>(index);
+}
+
+const std::vector<OXFunctionDeclInterface*>* OXComplexObject::Functions() const {
+    WithFunctions* with = GetWithFunctions();
+    return with != nullptr ? &with->functions : nullptr;
+}
+
 OXAttribute* OXComplexObject::FindIndexed(std::string_view name) const {
-    auto it =
-        std::lower_bound(attributeIndex.begin(), attributeIndex.end(), name,
-                         [this](uint32_t position, std::string_view key) {
-                             return std::string_view(attributes[position]->GetAttrName()) < key;
-                         });
-    if (it == attributeIndex.end())
+    const OXAttributeIndex* names = Index();
+    if (names == nullptr)
+        return nullptr;
+    auto it = names->Find(attributes, name);
+    if (it == names->End())
         return nullptr;
     OXAttribute* attribute = attributes[*it];
     return std::string_view(attribute->GetAttrName()) == name ? attribute : nullptr;
 }
 
 const OXFunctionDeclInterface* OXComplexObject::GetFunction(long functionId) const {
-    for (OXFunctionDeclInterface* function : functions)
-        if (function->GetFunctionId() == functionId)
-            return function;
+    if (const std::vector<OXFunctionDeclInterface*>* functions = Functions())
+        for (OXFunctionDeclInterface* function : *functions)
+            if (function->GetFunctionId() == functionId)
+                return function;
     return pBase != nullptr ? pBase->GetFunction(functionId) : nullptr;
 }
 
 const OXFunctionDeclInterface* OXComplexObject::GetFunction(const std::string& name) const {
-    for (OXFunctionDeclInterface* function : functions)
-        if (function->GetFunctionName() == name)
-            return function;
+    if (const std::vector<OXFunctionDeclInterface*>* functions = Functions())
+        for (OXFunctionDeclInterface* function : *functions)
+            if (function->GetFunctionName() == name)
+                return function;
     return pBase != nullptr ? pBase->GetFunction(name) : nullptr;
 }
 
 long OXComplexObject::GetAttributeCount() const {
-    long count = static_cast<long>(attributeIndex.size());
+    const OXAttributeIndex* names = Index();
+    long count = names != nullptr ? static_cast<long>(names->Count()) : 0;
     return pBase != nullptr ? pBase->GetAttributeCount() + count : count;
 }
 
@@ -228,24 +360,24 @@ void OXComplexObject::ForgetReferencesTo(const OXObject& gone) {
 
 void OXComplexObject::Reserve(size_t count) {
     attributes.reserve(count);
-    attributeIndex.reserve(count);
 }
 
 void OXComplexObject::Add(OXAttribute& attribute) {
-    std::string_view name = attribute.GetAttrName();
-    auto it =
-        std::lower_bound(attributeIndex.begin(), attributeIndex.end(), name,
-                         [this](uint32_t position, std::string_view key) {
-                             return std::string_view(attributes[position]->GetAttrName()) < key;
-                         });
-    bool known = it != attributeIndex.end() && attributes[*it]->GetAttrName() == name;
-    if (!known)
-        attributeIndex.insert(it, static_cast<uint32_t>(attributes.size()));
+    // The index is made again, or found again, at its next use.
+    if (OXAttributeIndex* index = SharedIndex()) {
+        index->Release();
+        SetSharedIndex(nullptr);
+    }
     attributes.push_back(&attribute);
 }
 
 void OXComplexObject::Add(OXFunctionDeclInterface& function) {
-    functions.push_back(&function);
+    WithFunctions* with = GetWithFunctions();
+    if (with == nullptr) {
+        with = new WithFunctions{SharedIndex(), {}};
+        indexWord = reinterpret_cast<uintptr_t>(with) | kWithFunctions;
+    }
+    with->functions.push_back(&function);
 }
 
 void OXComplexObject::VisitAttributes(OXAttributeVisitor& visitor) {
@@ -258,8 +390,9 @@ void OXComplexObject::VisitAttributes(OXAttributeVisitor& visitor) {
 void OXComplexObject::VisitFunctions(OXFunctionVisitor& visitor) {
     if (pBase != nullptr)
         pBase->VisitFunctions(visitor);
-    for (OXFunctionDeclInterface* function : functions)
-        visitor.Visit(*function);
+    if (const std::vector<OXFunctionDeclInterface*>* functions = Functions())
+        for (OXFunctionDeclInterface* function : *functions)
+            visitor.Visit(*function);
 }
 
 tagExecuteResult OXComplexObject::Update(OXClassManager& classes, OXObjectManager& objects,
@@ -296,13 +429,42 @@ tagExecuteResult OXComplexObject::Update(OXClassManager& classes, OXObjectManage
 
 // OXListObject
 
+struct OXListObject::Extra {
+    bool ownName = false;
+    std::string elementClassName;
+    std::vector<unsigned char> owned;
+};
+
 OXListObject::OXListObject(OXClassDeclInterface* classDecl, std::string elementClassName)
-    : OXObject(classDecl), elementClassName(std::move(elementClassName)) {}
+    : OXObject(classDecl) {
+    // The class declaration "list<T>" names the element class already; only
+    // another name needs a copy of its own.
+    const std::string* declared = classDecl != nullptr ? classDecl->GetElementClassName() : nullptr;
+    if (declared == nullptr || *declared != elementClassName) {
+        auto* extra = new Extra;
+        extra->ownName = true;
+        extra->elementClassName = std::move(elementClassName);
+        owned = reinterpret_cast<uintptr_t>(extra);
+    }
+}
 
 OXListObject::~OXListObject() {
     for (size_t i = 0; i < elements.size(); ++i)
-        if (owned[i])
+        if (IsOwned(i))
             delete elements[i];
+    delete GetExtra();
+}
+
+const std::string& OXListObject::GetElementClassName() const {
+    if (Extra* extra = GetExtra(); extra != nullptr && extra->ownName)
+        return extra->elementClassName;
+    return *GetClassDecl()->GetElementClassName();
+}
+
+bool OXListObject::IsOwned(size_t i) const {
+    if (Extra* extra = GetExtra())
+        return extra->owned[i] != 0;
+    return (owned & 1) != 0 && (owned >> (i + 1) & 1) != 0;
 }
 
 void OXListObject::Accept(OXObjectVisitor& visitor) {
@@ -322,19 +484,35 @@ void OXListObject::ForgetReferencesTo(const OXObject& gone) {
     for (size_t i = 0; i < elements.size(); ++i) {
         if (elements[i] == &gone)
             elements[i] = nullptr;  // a null element, as the controller writes one
-        else if (owned[i] && elements[i] != nullptr)
+        else if (IsOwned(i) && elements[i] != nullptr)
             elements[i]->ForgetReferencesTo(gone);
     }
 }
 
 void OXListObject::Reserve(size_t count) {
     elements.reserve(count);
-    owned.reserve(count);
 }
 
 void OXListObject::Add(OXObject* element) {
+    size_t i = elements.size();
     elements.push_back(element);
-    owned.push_back(element != nullptr && element->GetObjectId() == 0);
+    bool mine = element != nullptr && element->GetObjectId() == 0;
+    Extra* extra = GetExtra();
+    // All bits of the word but the lowest.
+    constexpr size_t kInlineFlags = sizeof(uintptr_t) * 8 - 1;
+    if (extra == nullptr && i < kInlineFlags) {
+        if (mine)
+            owned |= 1 | uintptr_t{1} << (i + 1);
+        return;
+    }
+    if (extra == nullptr) {
+        // One element more than the word holds: the flags move to an Extra.
+        extra = new Extra;
+        for (size_t k = 0; k < i; ++k)
+            extra->owned.push_back(IsOwned(k) ? 1 : 0);
+        owned = reinterpret_cast<uintptr_t>(extra);
+    }
+    extra->owned.push_back(mine ? 1 : 0);
 }
 
 // Simple objects

@@ -13,6 +13,7 @@
 
 #include "observer.h"
 #include "oxnodeinterfaces.h"
+#include "oxstorepool.h"
 
 #include <cstdint>
 #include <string>
@@ -31,12 +32,53 @@ class OXEnumObject;
 class OXObjectVisitor;
 class OXAttributeVisitor;
 class OXFunctionVisitor;
+class OXAttributeIndex;
+
+// A growing array of pointers in one block of the store's pool: 16 bytes in
+// its holder instead of a vector's 24, and no heap header on the block. Does
+// not own what it points at.
+template <class T>
+class OXPointerArray {
+  public:
+    OXPointerArray() = default;
+    OXPointerArray(const OXPointerArray&) = delete;
+    OXPointerArray& operator=(const OXPointerArray&) = delete;
+    ~OXPointerArray() { OXStoreFree(data, capacity * sizeof(T*)); }
+
+    T* const* begin() const { return data; }
+    T* const* end() const { return data + count; }
+    size_t size() const { return count; }
+    bool empty() const { return count == 0; }
+    T* operator[](size_t i) const { return data[i]; }
+
+    void reserve(size_t n) {
+        if (n <= capacity)
+            return;
+        auto** fresh = static_cast<T**>(OXStoreAlloc(n * sizeof(T*)));
+        for (uint32_t i = 0; i < count; ++i)
+            fresh[i] = data[i];
+        OXStoreFree(data, capacity * sizeof(T*));
+        data = fresh;
+        capacity = static_cast<uint32_t>(n);
+    }
+    void push_back(T* item) {
+        if (count == capacity)
+            reserve(capacity == 0 ? 4 : 2 * static_cast<size_t>(capacity));
+        data[count++] = item;
+    }
+
+  private:
+    T** data = nullptr;
+    uint32_t count = 0;
+    uint32_t capacity = 0;
+};
 
 // The class of a run-time object, for the store's paths that must tell them
 // apart on every update without asking the run-time type system.
 enum class OXObjectKind : unsigned char { COMPLEX, LIST, NUMBER, STRING, ENUM };
 
-class OXObject : public Subject<OXObject> {
+// Objects come from the store's pool (see OXStorePooled).
+class OXObject : public Subject<OXObject>, public OXStorePooled {
   public:
     // Takes over one owner's hold of the class declaration (given back with
     // Release).
@@ -64,7 +106,7 @@ class OXObject : public Subject<OXObject> {
     virtual void ForgetReferencesTo(const OXObject& /*gone*/) {}
 
     const std::string& GetClassName() const;
-    const OXClassDeclInterface* GetClassDecl() const { return pClassDecl; }
+    const OXClassDeclInterface* GetClassDecl() const { return ClassDecl(); }
 
     // Readers by attribute name. Each gives a neutral value (null, 0, empty
     // text) when the attribute is missing or holds another kind of value.
@@ -84,8 +126,24 @@ class OXObject : public Subject<OXObject> {
     // The object an attribute refers to; its GetObjectId is the number.
     OXComplexObject* GetReference(const std::string& name) const;
 
+  protected:
+    List<ObserverInfo>* ObserverList(bool make) const override;
+
   private:
-    OXClassDeclInterface* pClassDecl;
+    // The class declaration and the observers share the subject's one word:
+    // until the first Attach it holds the declaration with its lowest bit
+    // set (declarations are aligned, so the bit is free), from then on the
+    // address of an Observed record with both. Nearly no object of a store
+    // is ever observed; each saves a word.
+    struct Observed;
+    static constexpr uintptr_t kPlainDecl = 1;
+    OXClassDeclInterface* ClassDecl() const {
+        auto word = reinterpret_cast<uintptr_t>(observers_);
+        if ((word & kPlainDecl) != 0)
+            return reinterpret_cast<OXClassDeclInterface*>(word & ~kPlainDecl);
+        return ObservedClassDecl();
+    }
+    OXClassDeclInterface* ObservedClassDecl() const;
 };
 
 class OXComplexObject : public OXObject {
@@ -127,16 +185,29 @@ class OXComplexObject : public OXObject {
 
   private:
     OXAttribute* FindIndexed(std::string_view name) const;
+    // The name index of this level, made at its first use.
+    const OXAttributeIndex* Index() const;
+    struct WithFunctions;
+    WithFunctions* GetWithFunctions() const {
+        return (indexWord & kWithFunctions) != 0
+                   ? reinterpret_cast<WithFunctions*>(indexWord & ~kWithFunctions)
+                   : nullptr;
+    }
+    OXAttributeIndex* SharedIndex() const;
+    void SetSharedIndex(OXAttributeIndex* index) const;
+    const std::vector<OXFunctionDeclInterface*>* Functions() const;
 
     OXComplexObject* pBase;
     // This level's attributes in declaration order.
-    std::vector<OXAttribute*> attributes;
+    OXPointerArray<OXAttribute> attributes;
     // The same attributes sorted by name, one entry per name (the first
-    // declared wins); its size is this level's attribute count.
-    // Positions in attributes, four bytes an entry instead of a name and a
-    // pointer: every object of the store has one.
-    std::vector<uint32_t> attributeIndex;
-    std::vector<OXFunctionDeclInterface*> functions;
+    // declared wins); its size is this level's attribute count. Every object
+    // of a class has the same one, so they share it (see OXAttributeIndex).
+    // Objects of the store have no functions, so the word is the index's
+    // address; with its lowest bit set, that of a WithFunctions record of
+    // index and functions, made at the first Add of a function.
+    static constexpr uintptr_t kWithFunctions = 1;
+    mutable uintptr_t indexWord = 0;
 };
 
 class OXListObject : public OXObject {
@@ -158,15 +229,21 @@ class OXListObject : public OXObject {
     void Reserve(size_t count);
     const std::vector<OXObject*>* GetList() const { return &elements; }
     // Whether the list destroys the element at index with itself.
-    bool OwnsElement(size_t index) const { return owned[index] != 0; }
-    const std::string& GetElementClassName() const { return elementClassName; }
+    bool OwnsElement(size_t index) const { return IsOwned(index); }
+    const std::string& GetElementClassName() const;
 
   private:
-    std::string elementClassName;
+    bool IsOwned(size_t i) const;
+    struct Extra;
+    Extra* GetExtra() const { return (owned & 1) == 0 ? reinterpret_cast<Extra*>(owned) : nullptr; }
+
     std::vector<OXObject*> elements;
-    // One byte a flag: the vector of bits costs more in the list itself than
-    // it saves on a machine's short lists.
-    std::vector<unsigned char> owned;
+    // Whether the list owns each element, in one word: with its lowest bit
+    // set, bit i + 1 is the flag of element i, as far as the word goes; else
+    // the address of an Extra (or null: no flags set yet), which holds the
+    // flags of all elements, and an element class name other than the one
+    // the list's class declaration names, for the few lists that need them.
+    uintptr_t owned = 0;
 };
 
 class OXSimpleObject : public OXObject {

@@ -19,41 +19,76 @@ class ObserverInfo : public List<int> {
 
 class GenericSubject {
   public:
-    virtual ~GenericSubject() = default;
+    GenericSubject() = default;
+    // A copy has the same observers, each with its own list.
+    GenericSubject(const GenericSubject& other) {
+        if (const List<ObserverInfo>* list = other.ObserverList(false))
+            observers_ = new List<ObserverInfo>(*list);
+    }
+    GenericSubject& operator=(const GenericSubject& other) {
+        if (this != &other) {
+            const List<ObserverInfo>* list = other.ObserverList(false);
+            List<ObserverInfo>* copy = list != nullptr ? new List<ObserverInfo>(*list) : nullptr;
+            delete static_cast<List<ObserverInfo>*>(observers_);
+            observers_ = copy;
+        }
+        return *this;
+    }
+    virtual ~GenericSubject() { delete static_cast<List<ObserverInfo>*>(observers_); }
     // True if the observer asked for this aspect, or for all of them.
     virtual bool DoUpdate(ObserverInfo* info, int aspect) {
         return info->Find(-1) >= 0 || info->Find(aspect) >= 0;
     }
     virtual bool UpdateOnAttach() const { return false; }
 
-    int ObserverCount() const { return observers_.Count(); }
+    int ObserverCount() const {
+        const List<ObserverInfo>* list = ObserverList(false);
+        return list != nullptr ? list->Count() : 0;
+    }
 
   protected:
+    // The list of observers: null until the first Attach, made then (make).
+    // The list stays until the subject goes, so that a walk over it may go
+    // on after an observer detached itself. Here it is the word observers_
+    // points at; a subject may keep it elsewhere.
+    virtual List<ObserverInfo>* ObserverList(bool make) const {
+        if (observers_ == nullptr && make)
+            observers_ = new List<ObserverInfo>;
+        return static_cast<List<ObserverInfo>*>(observers_);
+    }
+
     void AttachObserver(void* observer, int aspect) {
         int i = IndexOf(observer);
+        List<ObserverInfo>* list = ObserverList(true);
         if (i < 0) {
             ObserverInfo info(observer);
             info.Add(aspect);
-            observers_.Add(info);
-        } else if (observers_[i].Find(aspect) < 0) {
-            observers_[i].Add(aspect);
+            list->Add(info);
+        } else if ((*list)[i].Find(aspect) < 0) {
+            (*list)[i].Add(aspect);
         }
     }
     bool DetachObserver(void* observer) {
         int i = IndexOf(observer);
         if (i < 0)
             return false;
-        observers_.Remove(i);
+        ObserverList(false)->Remove(i);
         return true;
     }
     int IndexOf(void* observer) const {
-        for (int i = 0; i < observers_.Count(); ++i)
-            if (observers_[i].Observer() == observer)
+        const List<ObserverInfo>* list = ObserverList(false);
+        for (int i = 0; list != nullptr && i < list->Count(); ++i)
+            if ((*list)[i].Observer() == observer)
                 return i;
         return -1;
     }
+    ObserverInfo& ObserverAt(int i) { return (*ObserverList(false))[i]; }
 
-    List<ObserverInfo> observers_;
+    // One word: nearly all objects of a store never get an observer, and a
+    // pointer to a list made at the first Attach costs them less than an
+    // empty list. A subject that keeps its list elsewhere (ObserverList) may
+    // use the word for what it likes, and clears it before this destructor.
+    mutable void* observers_ = nullptr;
 };
 
 template <class T>
@@ -76,13 +111,13 @@ class Subject : public GenericSubject {
     // The bound is read again at each step, so an observer may detach itself
     // during the walk (the next one then moves up and misses this round).
     virtual void Notify(int aspect) {
-        for (int i = 0; i < observers_.Count(); ++i)
-            if (DoUpdate(&observers_[i], aspect))
-                static_cast<Observer<T>*>(observers_[i].Observer())->Update(static_cast<T*>(this));
+        for (int i = 0; i < ObserverCount(); ++i)
+            if (DoUpdate(&ObserverAt(i), aspect))
+                static_cast<Observer<T>*>(ObserverAt(i).Observer())->Update(static_cast<T*>(this));
     }
     virtual void NotifyAll() {
-        for (int i = 0; i < observers_.Count(); ++i)
-            static_cast<Observer<T>*>(observers_[i].Observer())->Update(static_cast<T*>(this));
+        for (int i = 0; i < ObserverCount(); ++i)
+            static_cast<Observer<T>*>(ObserverAt(i).Observer())->Update(static_cast<T*>(this));
     }
 };
 
@@ -104,12 +139,12 @@ class ListSubject : public GenericSubject {
     }
     virtual bool Detach(ListObserver<S, T>& observer) { return DetachObserver(&observer); }
     virtual void NotifyNew(const T& object) {
-        for (int i = 0; i < observers_.Count(); ++i)
-            static_cast<ListObserver<S, T>*>(observers_[i].Observer())->NewObject(object);
+        for (int i = 0; i < ObserverCount(); ++i)
+            static_cast<ListObserver<S, T>*>(ObserverAt(i).Observer())->NewObject(object);
     }
     virtual void NotifyDelete(const T& object) {
-        for (int i = 0; i < observers_.Count(); ++i)
-            static_cast<ListObserver<S, T>*>(observers_[i].Observer())->DeletedObject(object);
+        for (int i = 0; i < ObserverCount(); ++i)
+            static_cast<ListObserver<S, T>*>(ObserverAt(i).Observer())->DeletedObject(object);
     }
     // Tells a late observer of everything already in the container.
     virtual void AttachUpdate(ListObserver<S, T>& /*observer*/) {}

@@ -71,6 +71,20 @@ struct Recorder : OXObjectVisitor, OXAttributeVisitor, ListObserver<OXObjectMana
     Calls seen;
 };
 
+// A function declaration as only a test adds one to an object.
+struct Function : OXFunctionDeclInterface {
+    Function(long id, std::string name) : id(id), name(std::move(name)) {}
+    long GetFunctionId() const override { return id; }
+    const std::string& GetFunctionName() const override { return name; }
+    long id;
+    std::string name;
+};
+
+struct FunctionNames : OXFunctionVisitor {
+    void Visit(OXFunctionDeclInterface& f) override { names += f.GetFunctionName() + " "; }
+    std::string names;
+};
+
 struct CountingObserver : Observer<OXObject> {
     void Update(OXObject*) override { ++updates; }
     int updates = 0;
@@ -181,6 +195,9 @@ TEST_F(StoreTest, ClassChainLookupsAndPositionalUpdate) {
     CountingObserver onChild, onBase;
     child->Attach(&onChild);
     base->Attach(&onBase);
+    // An observed object still knows its class.
+    EXPECT_EQ(child->GetClassName() + " " + base->GetClassName(), "Child Base");
+    EXPECT_TRUE(child->IsClass("Object"));
     struct Step {
         const char *text, *result, *values;
         int childUpdates, baseUpdates;
@@ -198,6 +215,22 @@ TEST_F(StoreTest, ClassChainLookupsAndPositionalUpdate) {
     }
     child->Detach(&onChild);
     base->Detach(&onBase);
+    EXPECT_EQ(child->ObserverCount() + base->ObserverCount(), 0);
+    EXPECT_EQ(child->GetClassName(), "Child");
+
+    // Functions added to an object: the derived level's first, by number or
+    // by name; the visit goes base first. The attributes stay found.
+    base->Add(*new Function(7, "Stop"));
+    base->Add(*new Function(8, "Reset"));
+    child->Add(*new Function(7, "Run"));
+    EXPECT_EQ(child->GetFunction(7)->GetFunctionName(), "Run");
+    EXPECT_EQ(child->GetFunction("Reset")->GetFunctionId(), 8);
+    EXPECT_EQ(child->GetFunction(9), nullptr);
+    FunctionNames visited;
+    child->VisitFunctions(visited);
+    EXPECT_EQ(visited.names, "Stop Reset Run ");
+    EXPECT_EQ(child->GetAttributeCount(), 6);
+    EXPECT_EQ(child->LookupAttribute("Y")->GetAttrObject()->AsString(), "4");
 }
 
 // Everything that can be read of a value: class, text, enum text, unit and
@@ -485,6 +518,48 @@ TEST_F(StoreTest, UnitsAndAccessRightsGivenBySymbols) {
     parser.Reset();
     RunAll({"enum tagAccessRight { \"AR_USER\"=0, };", "class Object { const number Id; };"});
     EXPECT_DEATH(Run("class Own : Object { number V ! AR_ADMIN; };"), "accessRight >= 0");
+}
+
+TEST_F(StoreTest, ObjectsOfOneClassShareNothingThatDiffers) {
+    // Units taken from each object's own attributes, so the attribute "V"
+    // differs between objects of the class; a list longer than 64 elements
+    // with numbered and unnumbered ones.
+    RunAll(
+        {"class Dev : Object { string U; number D; number V : U * 1 / D; number P : \"mm\"; "
+         "list<Object> Refs; };",
+         "class Item : Object { };"});
+    std::string refs;
+    for (int i = 0; i < 70; ++i)
+        refs += std::string(i == 0 ? "" : ", ") + (i % 33 == 32 ? "@7" : "Object(0)");
+    RunAll({"new Item(7);", "new Dev(1, \"bar\", 10, 5, 1, (" + refs + "));",
+            "new Dev(2, \"rpm\", 100, 5, 1, ());", "new Dev(3, \"bar\", 10, 5, 1, ());"});
+    const struct {
+        long id;
+        std::string unit;
+        double value;
+    } devices[] = {{1, "bar", 0.5}, {2, "rpm", 0.05}, {3, "bar", 0.5}};
+    for (const auto& d : devices) {
+        OXAttribute* v = Object(d.id)->GetAttribute("V");
+        EXPECT_EQ(v->GetUnitStr(), d.unit) << d.id;
+        EXPECT_DOUBLE_EQ(Object(d.id)->GetNumber("V"), d.value) << d.id;
+        EXPECT_EQ(Object(d.id)->GetAttribute("P")->GetUnitStr(), "mm") << d.id;
+        EXPECT_EQ(Object(d.id)->GetAttributeCount(), 6) << d.id;
+    }
+    // A change of one attribute's unit stays with that attribute.
+    Object(3)->GetAttribute("V")->SetUnitDiv(1);
+    EXPECT_DOUBLE_EQ(Object(3)->GetNumber("V"), 5);
+    EXPECT_DOUBLE_EQ(Object(1)->GetNumber("V"), 0.5);
+    EXPECT_EQ(Object(1)->GetListObject("Refs")->GetElementClassName(), "Object");
+
+    // The numbered elements, past 64 too, belong to the table: deleting the
+    // object empties them and the list keeps its own elements.
+    RunAll({"del 7 ();"});
+    const std::vector<OXObject*>* list = Object(1)->GetList("Refs");
+    ASSERT_EQ(list->size(), 70u);
+    for (size_t i = 0; i < list->size(); ++i)
+        EXPECT_EQ((*list)[i] == nullptr, i % 33 == 32) << i;
+    parser.GetObjectManager().Reset();
+    EXPECT_EQ(Count(), 0);
 }
 
 TEST_F(StoreTest, ReadersGiveTheirKindAndNeutralValuesOtherwise) {

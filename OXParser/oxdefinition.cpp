@@ -140,6 +140,17 @@ bool OXListDefinition::UpdateInstance(OXObject& value, OXClassManager& classes,
     // The same class with as many elements, each of which is its own and
     // takes its new value in place.
     const OXTemplateParameterList* parameters = declaration.GetParameterList();
+    if (apply) {
+        auto& list = static_cast<OXListObject&>(value);
+        // The check passed on the same value and expression, and nothing
+        // has changed since: only the writing is left.
+        const std::vector<OXObject*>& elements = *list.GetList();
+        const OXClassDeclaration* element = parameters->Get(0);
+        for (size_t i = 0; i < elements.size(); ++i)
+            element->UpdateInPlace(*elements[i], classes, objects,
+                                   *expression.Get(static_cast<int>(i)), true);
+        return true;
+    }
     if (value.GetKind() != OXObjectKind::LIST || parameters->Count() != 1 ||
         !HoldsDeclFor(value, declaration))
         return false;
@@ -151,7 +162,7 @@ bool OXListDefinition::UpdateInstance(OXObject& value, OXClassManager& classes,
     for (size_t i = 0; i < elements.size(); ++i) {
         const OXExpression* given = expression.Get(static_cast<int>(i));
         if (elements[i] == nullptr || !list.OwnsElement(i) || given == nullptr ||
-            !element->UpdateInPlace(*elements[i], classes, objects, *given, apply))
+            !element->UpdateInPlace(*elements[i], classes, objects, *given, false))
             return false;
     }
     return true;
@@ -371,14 +382,30 @@ bool OXClassDefinition::UpdateInstance(OXObject& value, OXClassManager& classes,
                                        OXObjectManager& objects,
                                        const OXClassDeclaration& declaration,
                                        const OXExpression& expression, bool apply) {
+    int n = pMemberDeclarationList->GetAttributeCount();
+    if (apply) {
+        auto& object = static_cast<OXComplexObject&>(value);
+        OXComplexObject* base = object.GetBase();
+        long n0 = base != nullptr ? base->GetAttributeCount() : 0;
+        // The check passed on the same value and expression, and nothing
+        // has changed since: only the writing is left.
+        if (base != nullptr)
+            fixedBaseClass->LookupDefinition(classes)->UpdateInstance(
+                *base, classes, objects, *fixedBaseClass, expression, true);
+        for (int i = 0; i < n; ++i)
+            object.GetLevelAttribute(static_cast<size_t>(i))
+                ->UpdateInPlace(classes, objects, *expression.Get(static_cast<int>(n0 + i)), true);
+        return true;
+    }
     if (value.GetKind() != OXObjectKind::COMPLEX || !declaration.GetParameterList()->IsEmpty())
         return false;
     auto& object = static_cast<OXComplexObject&>(value);
+    OXComplexObject* base = object.GetBase();
+    long n0 = base != nullptr ? base->GetAttributeCount() : 0;
     if (!HoldsDeclFor(value, declaration) || !UpdatableInPlace(object))
         return false;
     // The base level takes the same whole expression, untagged, as
     // CreateBaseClassInstance gives it, of the base class it keeps.
-    OXComplexObject* base = object.GetBase();
     if ((pBaseClass == nullptr) != (base == nullptr))
         return false;
     if (base != nullptr) {
@@ -386,13 +413,11 @@ bool OXClassDefinition::UpdateInstance(OXObject& value, OXClassManager& classes,
             fixedBaseClass != nullptr ? fixedBaseClass->LookupDefinition(classes) : nullptr;
         if (baseDefinition == nullptr ||
             !baseDefinition->UpdateInstance(*base, classes, objects, *fixedBaseClass, expression,
-                                            apply))
+                                            false))
             return false;
     }
     // Positions are absolute over the class chain, as in CreateInstance;
     // constants take their value too.
-    long n0 = base != nullptr ? base->GetAttributeCount() : 0;
-    int n = pMemberDeclarationList->GetAttributeCount();
     if (object.GetLevelAttributeCount() != static_cast<size_t>(n))
         return false;
     for (int i = 0; i < n; ++i) {
@@ -401,7 +426,7 @@ bool OXClassDefinition::UpdateInstance(OXObject& value, OXClassManager& classes,
         if (given == nullptr || static_cast<size_t>(i) >= attributeClasses.size() ||
             attribute->GetClassDecl() != attributeClasses[static_cast<size_t>(i)] ||
             attribute->GetAttributeDecl() != pMemberDeclarationList->GetAttrDecl(i, OXMM_ANY) ||
-            !attribute->UpdateInPlace(classes, objects, *given, apply))
+            !attribute->UpdateInPlace(classes, objects, *given, false))
             return false;
     }
     return true;

@@ -146,9 +146,17 @@ bool OXListDefinition::UpdateInstance(OXObject& value, OXClassManager& classes,
         // has changed since: only the writing is left.
         const std::vector<OXObject*>& elements = *list.GetList();
         const OXClassDeclaration* element = parameters->Get(0);
-        for (size_t i = 0; i < elements.size(); ++i)
-            element->UpdateInPlace(*elements[i], classes, objects,
-                                   *expression.Get(static_cast<int>(i)), true);
+        for (size_t i = 0; i < elements.size(); ++i) {
+            const OXExpression& given = *expression.Get(static_cast<int>(i));
+            OXObject& current = *elements[i];
+            // A number for a number takes the number whatever the path.
+            if (given.GetKind() == OXExpressionKind::NUMBER &&
+                current.GetKind() == OXObjectKind::NUMBER)
+                static_cast<OXNumberObject&>(current).SetValue(
+                    static_cast<const OXParserNumber&>(given).GetValue());
+            else
+                element->UpdateInPlace(current, classes, objects, given, true);
+        }
         return true;
     }
     if (value.GetKind() != OXObjectKind::LIST || parameters->Count() != 1 ||
@@ -159,11 +167,31 @@ bool OXListDefinition::UpdateInstance(OXObject& value, OXClassManager& classes,
     if (elements.size() != static_cast<size_t>(expression.Count()))
         return false;
     const OXClassDeclaration* element = parameters->Get(0);
+    // The verdict on a plain value (number, text, enum) for a number or a
+    // text depends only on the declaration it holds, its kind and the kind
+    // of the expression: an element like one already passed passes too.
+    const OXClassDeclInterface* passedDecl = nullptr;
+    OXObjectKind passedKind = OXObjectKind::COMPLEX;
+    OXExpressionKind passedExpression = OXExpressionKind::LIST;
     for (size_t i = 0; i < elements.size(); ++i) {
         const OXExpression* given = expression.Get(static_cast<int>(i));
-        if (elements[i] == nullptr || !list.OwnsElement(i) || given == nullptr ||
-            !element->UpdateInPlace(*elements[i], classes, objects, *given, false))
+        OXObject* current = elements[i];
+        if (current == nullptr || !list.OwnsElement(i) || given == nullptr)
             return false;
+        OXObjectKind kind = current->GetKind();
+        OXExpressionKind givenKind = given->GetKind();
+        if (passedDecl != nullptr && current->GetClassDecl() == passedDecl && kind == passedKind &&
+            givenKind == passedExpression)
+            continue;
+        if (!element->UpdateInPlace(*current, classes, objects, *given, false))
+            return false;
+        if ((givenKind == OXExpressionKind::NUMBER || givenKind == OXExpressionKind::STRING) &&
+            (kind == OXObjectKind::NUMBER || kind == OXObjectKind::STRING ||
+             kind == OXObjectKind::ENUM)) {
+            passedDecl = current->GetClassDecl();
+            passedKind = kind;
+            passedExpression = givenKind;
+        }
     }
     return true;
 }

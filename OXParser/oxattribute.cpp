@@ -93,6 +93,32 @@ void OXAttribute::SetAccessRight(long value) {
     SetConstraints(constraints);
 }
 
+namespace {
+
+// A plain number or text for a value that the attribute's declaration made:
+// true if that is the case (and with apply, the value is written).
+bool WritePlain(const OXClassDeclInterface* declaration, OXObject& owned,
+                const OXExpressionInterface& expression, bool apply) {
+    if (owned.GetClassDecl() != declaration)
+        return false;
+    OXExpressionKind kind = expression.GetKind();
+    if (kind == OXExpressionKind::NUMBER && owned.GetKind() == OXObjectKind::NUMBER) {
+        if (apply)
+            static_cast<OXNumberObject&>(owned).SetValue(
+                static_cast<const OXParserNumber&>(expression).GetValue());
+        return true;
+    }
+    if (kind == OXExpressionKind::STRING && owned.GetKind() == OXObjectKind::STRING) {
+        if (apply)
+            static_cast<OXStringObject&>(owned).SetValue(
+                static_cast<const OXParserString&>(expression).GetValue());
+        return true;
+    }
+    return false;
+}
+
+}  // namespace
+
 tagExecuteResult OXAttribute::Update(OXClassManager& classes, OXObjectManager& objects,
                                      const OXExpressionInterface& expression) {
     OXClassDeclInterface* pClassDecl = traits->classDecl;
@@ -113,6 +139,11 @@ tagExecuteResult OXAttribute::Update(OXClassManager& classes, OXObjectManager& o
     // A value of our own that keeps its class and shape is changed where it
     // is instead of being made anew.
     if (OXObject* owned = GetOwnedValue()) {
+        // A plain number or text for one that the declaration made is the
+        // first case of OXClassDeclaration::UpdateInPlace, where check and
+        // writing are one step.
+        if (WritePlain(pClassDecl, *owned, expression, true))
+            return OXExecuteResult::ER_OK;
         if (pClassDecl->UpdateInstance(*owned, classes, objects, expression))
             return OXExecuteResult::ER_OK;
     }
@@ -148,7 +179,8 @@ bool OXAttribute::UpdateInPlace(OXClassManager& classes, OXObjectManager& object
     }
     OXObject* owned = GetOwnedValue();
     return owned != nullptr &&
-           pClassDecl->UpdateInPlace(*owned, classes, objects, expression, apply);
+           (WritePlain(pClassDecl, *owned, expression, apply) ||
+            pClassDecl->UpdateInPlace(*owned, classes, objects, expression, apply));
 }
 
 tagExecuteResult OXAttribute::AssignConstraints(OXObject& object) {

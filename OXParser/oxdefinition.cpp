@@ -140,6 +140,25 @@ bool OXListDefinition::UpdateInstance(OXObject& value, OXClassManager& classes,
     // The same class with as many elements, each of which is its own and
     // takes its new value in place.
     const OXTemplateParameterList* parameters = declaration.GetParameterList();
+    if (apply) {
+        auto& list = static_cast<OXListObject&>(value);
+        // The check passed on the same value and expression, and nothing
+        // has changed since: only the writing is left.
+        const std::vector<OXObject*>& elements = *list.GetList();
+        const OXClassDeclaration* element = parameters->Get(0);
+        for (size_t i = 0; i < elements.size(); ++i) {
+            const OXExpression& given = *expression.Get(static_cast<int>(i));
+            OXObject& current = *elements[i];
+            // A number for a number takes the number whatever the path.
+            if (given.GetKind() == OXExpressionKind::NUMBER &&
+                current.GetKind() == OXObjectKind::NUMBER)
+                static_cast<OXNumberObject&>(current).SetValue(
+                    static_cast<const OXParserNumber&>(given).GetValue());
+            else
+                element->UpdateInPlace(current, classes, objects, given, true);
+        }
+        return true;
+    }
     if (value.GetKind() != OXObjectKind::LIST || parameters->Count() != 1 ||
         !HoldsDeclFor(value, declaration))
         return false;
@@ -148,11 +167,31 @@ bool OXListDefinition::UpdateInstance(OXObject& value, OXClassManager& classes,
     if (elements.size() != static_cast<size_t>(expression.Count()))
         return false;
     const OXClassDeclaration* element = parameters->Get(0);
+    // The verdict on a plain value (number, text, enum) for a number or a
+    // text depends only on the declaration it holds, its kind and the kind
+    // of the expression: an element like one already passed passes too.
+    const OXClassDeclInterface* passedDecl = nullptr;
+    OXObjectKind passedKind = OXObjectKind::COMPLEX;
+    OXExpressionKind passedExpression = OXExpressionKind::LIST;
     for (size_t i = 0; i < elements.size(); ++i) {
         const OXExpression* given = expression.Get(static_cast<int>(i));
-        if (elements[i] == nullptr || !list.OwnsElement(i) || given == nullptr ||
-            !element->UpdateInPlace(*elements[i], classes, objects, *given, apply))
+        OXObject* current = elements[i];
+        if (current == nullptr || !list.OwnsElement(i) || given == nullptr)
             return false;
+        OXObjectKind kind = current->GetKind();
+        OXExpressionKind givenKind = given->GetKind();
+        if (passedDecl != nullptr && current->GetClassDecl() == passedDecl && kind == passedKind &&
+            givenKind == passedExpression)
+            continue;
+        if (!element->UpdateInPlace(*current, classes, objects, *given, false))
+            return false;
+        if ((givenKind == OXExpressionKind::NUMBER || givenKind == OXExpressionKind::STRING) &&
+            (kind == OXObjectKind::NUMBER || kind == OXObjectKind::STRING ||
+             kind == OXObjectKind::ENUM)) {
+            passedDecl = current->GetClassDecl();
+            passedKind = kind;
+            passedExpression = givenKind;
+        }
     }
     return true;
 }
@@ -371,14 +410,30 @@ bool OXClassDefinition::UpdateInstance(OXObject& value, OXClassManager& classes,
                                        OXObjectManager& objects,
                                        const OXClassDeclaration& declaration,
                                        const OXExpression& expression, bool apply) {
+    int n = pMemberDeclarationList->GetAttributeCount();
+    if (apply) {
+        auto& object = static_cast<OXComplexObject&>(value);
+        OXComplexObject* base = object.GetBase();
+        long n0 = base != nullptr ? base->GetAttributeCount() : 0;
+        // The check passed on the same value and expression, and nothing
+        // has changed since: only the writing is left.
+        if (base != nullptr)
+            fixedBaseClass->LookupDefinition(classes)->UpdateInstance(
+                *base, classes, objects, *fixedBaseClass, expression, true);
+        for (int i = 0; i < n; ++i)
+            object.GetLevelAttribute(static_cast<size_t>(i))
+                ->UpdateInPlace(classes, objects, *expression.Get(static_cast<int>(n0 + i)), true);
+        return true;
+    }
     if (value.GetKind() != OXObjectKind::COMPLEX || !declaration.GetParameterList()->IsEmpty())
         return false;
     auto& object = static_cast<OXComplexObject&>(value);
+    OXComplexObject* base = object.GetBase();
+    long n0 = base != nullptr ? base->GetAttributeCount() : 0;
     if (!HoldsDeclFor(value, declaration) || !UpdatableInPlace(object))
         return false;
     // The base level takes the same whole expression, untagged, as
     // CreateBaseClassInstance gives it, of the base class it keeps.
-    OXComplexObject* base = object.GetBase();
     if ((pBaseClass == nullptr) != (base == nullptr))
         return false;
     if (base != nullptr) {
@@ -386,13 +441,11 @@ bool OXClassDefinition::UpdateInstance(OXObject& value, OXClassManager& classes,
             fixedBaseClass != nullptr ? fixedBaseClass->LookupDefinition(classes) : nullptr;
         if (baseDefinition == nullptr ||
             !baseDefinition->UpdateInstance(*base, classes, objects, *fixedBaseClass, expression,
-                                            apply))
+                                            false))
             return false;
     }
     // Positions are absolute over the class chain, as in CreateInstance;
     // constants take their value too.
-    long n0 = base != nullptr ? base->GetAttributeCount() : 0;
-    int n = pMemberDeclarationList->GetAttributeCount();
     if (object.GetLevelAttributeCount() != static_cast<size_t>(n))
         return false;
     for (int i = 0; i < n; ++i) {
@@ -401,7 +454,7 @@ bool OXClassDefinition::UpdateInstance(OXObject& value, OXClassManager& classes,
         if (given == nullptr || static_cast<size_t>(i) >= attributeClasses.size() ||
             attribute->GetClassDecl() != attributeClasses[static_cast<size_t>(i)] ||
             attribute->GetAttributeDecl() != pMemberDeclarationList->GetAttrDecl(i, OXMM_ANY) ||
-            !attribute->UpdateInPlace(classes, objects, *given, apply))
+            !attribute->UpdateInPlace(classes, objects, *given, false))
             return false;
     }
     return true;

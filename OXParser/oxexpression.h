@@ -100,18 +100,28 @@ class OXExpressionList : public OXExpression {
     void Rollback() override;
 
     void Add(OXExpression* expression);
-    void Reserve(size_t count) { list.reserve(count); }
-    bool IsEmpty() const { return list.empty(); }
+    void Reserve(size_t count);
+    bool IsEmpty() const { return count == 0; }
     // Tags the list with a class; a list is tagged at most once.
     void SetClassDecl(OXClassDeclaration* pCDecl);
 
     OXExpressionKind GetKind() const override { return OXExpressionKind::LIST; }
-    int Count() const override { return static_cast<int>(list.size()); }
+    int Count() const override { return count; }
     const OXExpression* Get(int index) const override;
     const OXClassDeclaration* GetClassDecl() const override { return pClassDecl; }
     OXExpression* Clone() const override;
 
   private:
-    std::vector<OXExpression*> list;
+    // Takes the elements apart; inner lists down to depth are taken apart
+    // by recursion, deeper ones with a work list.
+    void DestroyElements(int depth);
+    void DestroyElementsDeep();
+    void FreeArray();
+
+    // The elements, in an array of the node pool: a command makes and
+    // destroys a list per bracket, and the general heap would see each.
+    OXExpression** items = nullptr;
+    int count = 0;
+    int capacity = 0;
     OXClassDeclaration* pClassDecl;
 };

@@ -97,9 +97,12 @@ inline size_t ClassOf(size_t size) {
 }  // namespace oxnodepool
 #endif
 
-inline void* OXParserNode::operator new(size_t size) {
+namespace oxnodepool {
+// A block of at least size bytes: from the free lists where the size has a
+// class, from the general heap otherwise. Also used for the element arrays
+// of expression lists, which come and go with their nodes.
+inline void* Allocate(size_t size) {
 #if OX_NODE_POOL
-    using namespace oxnodepool;
     size_t c = ClassOf(size);
     if (c < kClasses) {
         if (FreeBlock* block = freeBlocks[c]) {
@@ -112,11 +115,11 @@ inline void* OXParserNode::operator new(size_t size) {
     return ::operator new(size);
 }
 
-inline void OXParserNode::operator delete(void* block, size_t size) {
+// Gives back a block of Allocate, with the size it was asked for.
+inline void Free(void* block, size_t size) {
     if (block == nullptr)
         return;
 #if OX_NODE_POOL
-    using namespace oxnodepool;
     size_t c = ClassOf(size);
     if (c < kClasses) {
         auto* freed = static_cast<FreeBlock*>(block);
@@ -128,6 +131,15 @@ inline void OXParserNode::operator delete(void* block, size_t size) {
     (void)size;
 #endif
     ::operator delete(block);
+}
+}  // namespace oxnodepool
+
+inline void* OXParserNode::operator new(size_t size) {
+    return oxnodepool::Allocate(size);
+}
+
+inline void OXParserNode::operator delete(void* block, size_t size) {
+    oxnodepool::Free(block, size);
 }
 
 // Inline: nodes are made and destroyed by the dozen for every command.

@@ -352,10 +352,28 @@ TEST_F(StoreTest, UpdatesGiveTheValuesAndClassesOfFreshlyMadeOnes) {
         {"\"x\"", "Semantic Error: ER_INVALID_EXPRESSION_TYPE",
          "1, \"k\", (1, 2, 5), 1, @8, (Point(1, 2, 1, @8, 3), Point(5, 6, 0, @0, 4), "
          "Point(7, 8, 1, @7, 5)), Point(3, 4, 1, @0, 6), (Scaled(3, 5), Scaled(1, 2)), (\"u\")"},
+        // Elements like the one before them, and one that is not: texts of
+        // the same length, a text where a number stands, a tagged number
+        // among plain ones and plain numbers over it.
+        {"3, \"m\", (4, 5, void(6)), 1, @8, (Point(1, 2, 1, @8, 3), Point(5, 6, 0, @0, 4), "
+         "Point(7, 8, 1, @7, 5)), Point(3, 4, 1, @0, 6), (Scaled(3, 5), Scaled(1, 2)), (\"v\", "
+         "\"w\")",
+         "ok", ""},
+        {"3, \"m\", (7, 8, 9), 1, @8, (Point(1, 2, 1, @8, 3), Point(5, 6, 0, @0, 4), "
+         "Point(7, 8, 1, @7, 5)), Point(3, 4, 1, @0, 6), (Scaled(3, 5), Scaled(1, 2)), (\"x\", 3)",
+         "Semantic Error: ER_INVALID_EXPRESSION_TYPE",
+         "3, \"m\", (7, 8, 9), 1, @8, (Point(1, 2, 1, @8, 3), Point(5, 6, 0, @0, 4), "
+         "Point(7, 8, 1, @7, 5)), Point(3, 4, 1, @0, 6), (Scaled(3, 5), Scaled(1, 2)), (\"v\", "
+         "\"w\")"},
+        {"4, \"n\", (1, 2, 3), 1, @8, (Point(1, 2, 1, @8, 3), Point(5, 6, 0, @0, 4), "
+         "Point(7, 8, 1, @7, 5)), Point(3, 4, 1, @0, 6), (Scaled(3, 5), Scaled(1, 2)), (\"y\", "
+         "\"z\")",
+         "ok", "", true},
         // Trailing attributes keep their values.
         {"2, \"l\"", "ok",
-         "2, \"l\", (1, 2, 5), 1, @8, (Point(1, 2, 1, @8, 3), Point(5, 6, 0, @0, 4), "
-         "Point(7, 8, 1, @7, 5)), Point(3, 4, 1, @0, 6), (Scaled(3, 5), Scaled(1, 2)), (\"u\")"},
+         "2, \"l\", (1, 2, 3), 1, @8, (Point(1, 2, 1, @8, 3), Point(5, 6, 0, @0, 4), "
+         "Point(7, 8, 1, @7, 5)), Point(3, 4, 1, @0, 6), (Scaled(3, 5), Scaled(1, 2)), "
+         "(\"y\", \"z\")"},
     };
     int told = 0;
     for (const Step& s : steps) {

@@ -63,33 +63,9 @@ void OXAttribute::SetConstraints(const OXAttributeConstraints& constraints) {
     traits = changed;
 }
 
-void OXAttribute::SetConst(bool value) {
-    OXAttributeConstraints constraints = traits->constraints;
-    constraints.isConst = value;
-    SetConstraints(constraints);
-}
-
-void OXAttribute::SetUnitStr(const std::string& value) {
-    OXAttributeConstraints constraints = traits->constraints;
-    constraints.unitStr = value;
-    SetConstraints(constraints);
-}
-
-void OXAttribute::SetUnitMul(long value) {
-    OXAttributeConstraints constraints = traits->constraints;
-    constraints.unitMul = value;
-    SetConstraints(constraints);
-}
-
 void OXAttribute::SetUnitDiv(long value) {
     OXAttributeConstraints constraints = traits->constraints;
     constraints.unitDiv = value;
-    SetConstraints(constraints);
-}
-
-void OXAttribute::SetAccessRight(long value) {
-    OXAttributeConstraints constraints = traits->constraints;
-    constraints.accessRight = value;
     SetConstraints(constraints);
 }
 

@@ -113,11 +113,7 @@ class OXAttribute : public OXStorePooled {
 
     // All constraints at once, as AssignConstraints works them out.
     void SetConstraints(const OXAttributeConstraints& constraints);
-    void SetConst(bool value);
-    void SetUnitStr(const std::string& value);
-    void SetUnitMul(long value);
     void SetUnitDiv(long value);
-    void SetAccessRight(long value);
 
   protected:
     OXObject* Value() const { return reinterpret_cast<OXObject*>(value & ~kOwned); }

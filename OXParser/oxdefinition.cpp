@@ -210,12 +210,17 @@ tagExecuteResult OXNumberDefinition::CreateInstance(OXObject*& out, OXClassManag
 bool OXNumberDefinition::UpdateInstance(OXObject& value, OXClassManager&, OXObjectManager&,
                                         const OXClassDeclaration& declaration,
                                         const OXExpression& expression, bool apply) {
+    if (apply) {
+        // The check passed on the same value and expression: only the
+        // writing is left.
+        static_cast<OXNumberObject&>(value).SetValue(
+            SimpleValue<OXParserNumber>(expression, OXExpressionKind::NUMBER)->GetValue());
+        return true;
+    }
     const OXParserNumber* number = nullptr;
     if (value.GetKind() != OXObjectKind::NUMBER || !HoldsDeclFor(value, declaration) ||
         NumberValue(number, declaration, expression) != ER_OK)
         return false;
-    if (apply)
-        static_cast<OXNumberObject&>(value).SetValue(number->GetValue());
     return true;
 }
 
@@ -235,15 +240,18 @@ tagExecuteResult OXStringDefinition::CreateInstance(OXObject*& out, OXClassManag
 bool OXStringDefinition::UpdateInstance(OXObject& value, OXClassManager&, OXObjectManager&,
                                         const OXClassDeclaration& declaration,
                                         const OXExpression& expression, bool apply) {
+    if (apply) {
+        // The check passed on the same value and expression: only the
+        // writing is left.
+        static_cast<OXStringObject&>(value).SetValue(
+            SimpleValue<OXParserString>(expression, OXExpressionKind::STRING)->GetValue());
+        return true;
+    }
     if (value.GetKind() != OXObjectKind::STRING || HasTemplateParameters(declaration) ||
         !HoldsDeclFor(value, declaration))
         return false;
     const OXParserString* text = SimpleValue<OXParserString>(expression, OXExpressionKind::STRING);
-    if (text == nullptr)
-        return false;
-    if (apply)
-        static_cast<OXStringObject&>(value).SetValue(text->GetValue());
-    return true;
+    return text != nullptr;
 }
 
 OXClassDefinition::OXClassDefinition(OXParserNodeManager* manager, OXClassName* className,
@@ -498,18 +506,20 @@ tagExecuteResult OXEnumDefinition::CreateInstance(OXObject*& out, OXClassManager
 bool OXEnumDefinition::UpdateInstance(OXObject& value, OXClassManager&, OXObjectManager&,
                                       const OXClassDeclaration& declaration,
                                       const OXExpression& expression, bool apply) {
+    if (apply) {
+        // The check passed on the same value and expression: only the
+        // writing is left.
+        int given = OXDoubleToInt(
+            SimpleValue<OXParserNumber>(expression, OXExpressionKind::NUMBER)->GetValue());
+        static_cast<OXEnumObject&>(value).SetValue(given, LookupEnumStr(given));
+        return true;
+    }
     if (value.GetKind() != OXObjectKind::ENUM || HasTemplateParameters(declaration) ||
         !HoldsDeclFor(value, declaration))
         return false;
     const OXParserNumber* number =
         SimpleValue<OXParserNumber>(expression, OXExpressionKind::NUMBER);
-    if (number == nullptr)
-        return false;
-    if (apply) {
-        int given = OXDoubleToInt(number->GetValue());
-        static_cast<OXEnumObject&>(value).SetValue(given, LookupEnumStr(given));
-    }
-    return true;
+    return number != nullptr;
 }
 
 OXAttribute* OXEnumDefinition::CreateAttribute(const OXAttributeDeclaration& declaration,

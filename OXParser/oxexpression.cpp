@@ -132,12 +132,6 @@ void OXExpressionList::SetClassDecl(OXClassDeclaration* pCDecl) {
     pClassDecl = pCDecl;
 }
 
-const OXExpression* OXExpressionList::Get(int index) const {
-    if (index < 0 || index >= count)
-        return nullptr;
-    return items[index];
-}
-
 OXExpression* OXExpressionList::Clone() const {
     auto* copy = new OXExpressionList(nullptr, nullptr,
                                       pClassDecl != nullptr ? pClassDecl->Clone() : nullptr);

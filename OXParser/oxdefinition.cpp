@@ -68,7 +68,7 @@ const V* SimpleValue(const OXExpression& expression, OXExpressionKind kind) {
     if (expression.GetKind() == kind)
         return static_cast<const V*>(&expression);
     if (expression.GetKind() == OXExpressionKind::LIST && expression.Count() == 1) {
-        const OXExpression* first = expression.Get(0);
+        const OXExpression* first = expression.At(0);
         if (first != nullptr && first->GetKind() == kind)
             return static_cast<const V*>(first);
     }
@@ -118,7 +118,7 @@ tagExecuteResult OXListDefinition::CreateInstance(OXObject*& out, OXClassManager
     // A single expression that is no list is a list of one element.
     list->Reserve(static_cast<size_t>(expression.Count()));
     for (int i = 0; i < expression.Count(); ++i) {
-        const OXExpression* pElementExpr = expression.Get(i);
+        const OXExpression* pElementExpr = expression.At(i);
         assert(pElementExpr);
         OXObject* element = nullptr;
         tagExecuteResult result = pClassDecl->CreateInstance(element, classes, objects,
@@ -147,7 +147,7 @@ bool OXListDefinition::UpdateInstance(OXObject& value, OXClassManager& classes,
         const std::vector<OXObject*>& elements = *list.GetList();
         const OXClassDeclaration* element = parameters->Get(0);
         for (size_t i = 0; i < elements.size(); ++i) {
-            const OXExpression& given = *expression.Get(static_cast<int>(i));
+            const OXExpression& given = *expression.At(static_cast<int>(i));
             OXObject& current = *elements[i];
             // A number for a number takes the number whatever the path.
             if (given.GetKind() == OXExpressionKind::NUMBER &&
@@ -174,7 +174,7 @@ bool OXListDefinition::UpdateInstance(OXObject& value, OXClassManager& classes,
     OXObjectKind passedKind = OXObjectKind::COMPLEX;
     OXExpressionKind passedExpression = OXExpressionKind::LIST;
     for (size_t i = 0; i < elements.size(); ++i) {
-        const OXExpression* given = expression.Get(static_cast<int>(i));
+        const OXExpression* given = expression.At(static_cast<int>(i));
         OXObject* current = elements[i];
         if (current == nullptr || !list.OwnsElement(i) || given == nullptr)
             return false;
@@ -210,12 +210,17 @@ tagExecuteResult OXNumberDefinition::CreateInstance(OXObject*& out, OXClassManag
 bool OXNumberDefinition::UpdateInstance(OXObject& value, OXClassManager&, OXObjectManager&,
                                         const OXClassDeclaration& declaration,
                                         const OXExpression& expression, bool apply) {
+    if (apply) {
+        // The check passed on the same value and expression: only the
+        // writing is left.
+        static_cast<OXNumberObject&>(value).SetValue(
+            SimpleValue<OXParserNumber>(expression, OXExpressionKind::NUMBER)->GetValue());
+        return true;
+    }
     const OXParserNumber* number = nullptr;
     if (value.GetKind() != OXObjectKind::NUMBER || !HoldsDeclFor(value, declaration) ||
         NumberValue(number, declaration, expression) != ER_OK)
         return false;
-    if (apply)
-        static_cast<OXNumberObject&>(value).SetValue(number->GetValue());
     return true;
 }
 
@@ -235,15 +240,18 @@ tagExecuteResult OXStringDefinition::CreateInstance(OXObject*& out, OXClassManag
 bool OXStringDefinition::UpdateInstance(OXObject& value, OXClassManager&, OXObjectManager&,
                                         const OXClassDeclaration& declaration,
                                         const OXExpression& expression, bool apply) {
+    if (apply) {
+        // The check passed on the same value and expression: only the
+        // writing is left.
+        static_cast<OXStringObject&>(value).SetValue(
+            SimpleValue<OXParserString>(expression, OXExpressionKind::STRING)->GetValue());
+        return true;
+    }
     if (value.GetKind() != OXObjectKind::STRING || HasTemplateParameters(declaration) ||
         !HoldsDeclFor(value, declaration))
         return false;
     const OXParserString* text = SimpleValue<OXParserString>(expression, OXExpressionKind::STRING);
-    if (text == nullptr)
-        return false;
-    if (apply)
-        static_cast<OXStringObject&>(value).SetValue(text->GetValue());
-    return true;
+    return text != nullptr;
 }
 
 OXClassDefinition::OXClassDefinition(OXParserNodeManager* manager, OXClassName* className,
@@ -331,7 +339,7 @@ tagExecuteResult OXClassDefinition::CreateInstance(OXObject*& out, OXClassManage
     long n = pMemberDeclarationList->GetAttributeCount();
     object->Reserve(static_cast<size_t>(n));
     for (long i = n0; i < n0 + n && result == ER_OK; ++i) {
-        const OXExpression* value = expression.Get(static_cast<int>(i));
+        const OXExpression* value = expression.At(static_cast<int>(i));
         const OXAttributeDeclaration* attributeDecl =
             pMemberDeclarationList->GetAttrDecl(static_cast<int>(i - n0), OXMM_ANY);
         if (value == nullptr || attributeDecl == nullptr) {
@@ -422,7 +430,7 @@ bool OXClassDefinition::UpdateInstance(OXObject& value, OXClassManager& classes,
                 *base, classes, objects, *fixedBaseClass, expression, true);
         for (int i = 0; i < n; ++i)
             object.GetLevelAttribute(static_cast<size_t>(i))
-                ->UpdateInPlace(classes, objects, *expression.Get(static_cast<int>(n0 + i)), true);
+                ->UpdateInPlace(classes, objects, *expression.At(static_cast<int>(n0 + i)), true);
         return true;
     }
     if (value.GetKind() != OXObjectKind::COMPLEX || !declaration.GetParameterList()->IsEmpty())
@@ -449,7 +457,7 @@ bool OXClassDefinition::UpdateInstance(OXObject& value, OXClassManager& classes,
     if (object.GetLevelAttributeCount() != static_cast<size_t>(n))
         return false;
     for (int i = 0; i < n; ++i) {
-        const OXExpression* given = expression.Get(static_cast<int>(n0 + i));
+        const OXExpression* given = expression.At(static_cast<int>(n0 + i));
         OXAttribute* attribute = object.GetLevelAttribute(static_cast<size_t>(i));
         if (given == nullptr || static_cast<size_t>(i) >= attributeClasses.size() ||
             attribute->GetClassDecl() != attributeClasses[static_cast<size_t>(i)] ||
@@ -498,18 +506,20 @@ tagExecuteResult OXEnumDefinition::CreateInstance(OXObject*& out, OXClassManager
 bool OXEnumDefinition::UpdateInstance(OXObject& value, OXClassManager&, OXObjectManager&,
                                       const OXClassDeclaration& declaration,
                                       const OXExpression& expression, bool apply) {
+    if (apply) {
+        // The check passed on the same value and expression: only the
+        // writing is left.
+        int given = OXDoubleToInt(
+            SimpleValue<OXParserNumber>(expression, OXExpressionKind::NUMBER)->GetValue());
+        static_cast<OXEnumObject&>(value).SetValue(given, LookupEnumStr(given));
+        return true;
+    }
     if (value.GetKind() != OXObjectKind::ENUM || HasTemplateParameters(declaration) ||
         !HoldsDeclFor(value, declaration))
         return false;
     const OXParserNumber* number =
         SimpleValue<OXParserNumber>(expression, OXExpressionKind::NUMBER);
-    if (number == nullptr)
-        return false;
-    if (apply) {
-        int given = OXDoubleToInt(number->GetValue());
-        static_cast<OXEnumObject&>(value).SetValue(given, LookupEnumStr(given));
-    }
-    return true;
+    return number != nullptr;
 }
 
 OXAttribute* OXEnumDefinition::CreateAttribute(const OXAttributeDeclaration& declaration,

@@ -37,6 +37,7 @@ OXEnumInitializerList::~OXEnumInitializerList() {
 
 void OXEnumInitializerList::Rollback() {
     initializers.clear();
+    dense.clear();
     order.clear();
     OXParserNode::Rollback();
 }
@@ -49,10 +50,20 @@ void OXEnumInitializerList::Add(OXEnumInitializer* initializer) {
         delete initializer;
         return;
     }
-    order.push_back(initializer->GetValue());
+    int value = initializer->GetValue();
+    order.push_back(value);
+    if (value >= 0 && value < kDenseLimit) {
+        if (static_cast<size_t>(value) >= dense.size())
+            dense.resize(static_cast<size_t>(value) + 1, nullptr);
+        dense[static_cast<size_t>(value)] = initializer;
+    }
 }
 
 const std::string* OXEnumInitializerList::LookupEnumStr(int value) const {
+    if (value >= 0 && value < kDenseLimit) {
+        auto index = static_cast<size_t>(value);
+        return index < dense.size() && dense[index] != nullptr ? &dense[index]->GetName() : nullptr;
+    }
     auto it = initializers.find(value);
     return it != initializers.end() ? &it->second->GetName() : nullptr;
 }

@@ -38,6 +38,11 @@ class OXEnumInitializerList : public OXParserNode {
     const OXEnumInitializer* GetEnumInitializer(int index) const;
 
   private:
+    // Values below kDenseLimit are also found by index: an enum value is
+    // looked up on every update that writes one, and most enums count 0, 1,
+    // 2 and so on.
+    static constexpr int kDenseLimit = 256;
     std::map<int, OXEnumInitializer*> initializers;
+    std::vector<const OXEnumInitializer*> dense;
     std::vector<int> order;
 };

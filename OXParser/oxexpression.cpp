@@ -28,7 +28,7 @@ int OXDoubleToInt(double value) {
 }
 
 OXReference::OXReference(OXParserNodeManager* manager, OXParserNumber* reference)
-    : OXExpression(manager), pReference(reference) {
+    : OXExpression(manager, OXExpressionKind::REFERENCE), pReference(reference) {
     assert(pReference);
 }
 
@@ -47,7 +47,7 @@ OXExpression* OXReference::Clone() const {
 
 OXExpressionList::OXExpressionList(OXParserNodeManager* manager, OXExpression* first,
                                    OXClassDeclaration* classDecl)
-    : OXExpression(manager), pClassDecl(classDecl) {
+    : OXExpression(manager, OXExpressionKind::LIST), pClassDecl(classDecl) {
     Add(first);
 }
 
@@ -130,12 +130,6 @@ void OXExpressionList::Add(OXExpression* expression) {
 void OXExpressionList::SetClassDecl(OXClassDeclaration* pCDecl) {
     assert(!pClassDecl && pCDecl);
     pClassDecl = pCDecl;
-}
-
-const OXExpression* OXExpressionList::Get(int index) const {
-    if (index < 0 || index >= count)
-        return nullptr;
-    return items[index];
 }
 
 OXExpression* OXExpressionList::Clone() const {

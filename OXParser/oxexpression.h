@@ -35,12 +35,17 @@ using OXClassName = OXParserSymbol;
 
 class OXExpression : public OXParserNode, public OXExpressionInterface {
   public:
-    explicit OXExpression(OXParserNodeManager* manager) : OXParserNode(manager) {}
+    explicit OXExpression(OXParserNodeManager* manager,
+                          OXExpressionKind kind = OXExpressionKind::OTHER)
+        : OXParserNode(manager), OXExpressionInterface(kind) {}
 
     // A single expression counts as a list of one: itself.
     int Count() const override { return 1; }
     const OXExpression* Get(int index) const override { return index == 0 ? this : nullptr; }
     virtual const OXClassDeclaration* GetClassDecl() const { return nullptr; }
+    // As Get, without a virtual call: the store's update walks take every
+    // element of every value this way.
+    const OXExpression* At(int index) const;
     // Deep copy without a node manager.
     virtual OXExpression* Clone() const = 0;
 };
@@ -50,9 +55,9 @@ using OXConstant = OXExpression;
 
 class OXParserNumber : public OXExpression {
   public:
-    OXParserNumber(OXParserNodeManager* manager, double v) : OXExpression(manager), value(v) {}
+    OXParserNumber(OXParserNodeManager* manager, double v)
+        : OXExpression(manager, OXExpressionKind::NUMBER), value(v) {}
 
-    OXExpressionKind GetKind() const override { return OXExpressionKind::NUMBER; }
     double GetValue() const { return value; }
     OXExpression* Clone() const override { return new OXParserNumber(nullptr, value); }
 
@@ -63,9 +68,8 @@ class OXParserNumber : public OXExpression {
 class OXParserString : public OXExpression {
   public:
     OXParserString(OXParserNodeManager* manager, std::string v)
-        : OXExpression(manager), value(std::move(v)) {}
+        : OXExpression(manager, OXExpressionKind::STRING), value(std::move(v)) {}
 
-    OXExpressionKind GetKind() const override { return OXExpressionKind::STRING; }
     const std::string& GetValue() const { return value; }
     OXExpression* Clone() const override { return new OXParserString(nullptr, value); }
 
@@ -80,7 +84,6 @@ class OXReference : public OXExpression {
     ~OXReference() override;
     void Rollback() override;
 
-    OXExpressionKind GetKind() const override { return OXExpressionKind::REFERENCE; }
     long GetObjectId() const { return OXDoubleToLong(pReference->GetValue()); }
     const OXParserNumber* GetReference() const { return pReference; }
     OXExpression* Clone() const override;
@@ -105,9 +108,11 @@ class OXExpressionList : public OXExpression {
     // Tags the list with a class; a list is tagged at most once.
     void SetClassDecl(OXClassDeclaration* pCDecl);
 
-    OXExpressionKind GetKind() const override { return OXExpressionKind::LIST; }
     int Count() const override { return count; }
-    const OXExpression* Get(int index) const override;
+    const OXExpression* Get(int index) const override { return Item(index); }
+    const OXExpression* Item(int index) const {
+        return index >= 0 && index < count ? items[index] : nullptr;
+    }
     const OXClassDeclaration* GetClassDecl() const override { return pClassDecl; }
     OXExpression* Clone() const override;
 
@@ -125,3 +130,9 @@ class OXExpressionList : public OXExpression {
     int capacity = 0;
     OXClassDeclaration* pClassDecl;
 };
+
+inline const OXExpression* OXExpression::At(int index) const {
+    if (GetKind() == OXExpressionKind::LIST)
+        return static_cast<const OXExpressionList*>(this)->Item(index);
+    return index == 0 ? this : nullptr;
+}

@@ -61,11 +61,17 @@ enum class OXExpressionKind : unsigned char { OTHER, NUMBER, STRING, REFERENCE, 
 // list whose elements are taken by position.
 class OXExpressionInterface {
   public:
+    explicit OXExpressionInterface(OXExpressionKind kind = OXExpressionKind::OTHER) : kind(kind) {}
     virtual ~OXExpressionInterface() = default;
-    virtual OXExpressionKind GetKind() const { return OXExpressionKind::OTHER; }
+    // Read on every element of every update: a byte set by the constructor
+    // rather than a virtual call.
+    OXExpressionKind GetKind() const { return kind; }
     virtual int Count() const = 0;
     // The element at index, or null past the end.
     virtual const OXExpressionInterface* Get(int index) const = 0;
+
+  private:
+    OXExpressionKind kind;
 };
 
 // The class of a value (OXClassDeclaration): name and template parameters.

@@ -1,6 +1,7 @@
 #include "oxobject.h"
 
 #include "oxattribute.h"
+#include "oxexpression.h"
 #include "oxobjectmanager.h"
 #include "oxobjectvisitor.h"
 
@@ -410,10 +411,16 @@ tagExecuteResult OXComplexObject::Update(OXClassManager& classes, OXObjectManage
     for (OXAttribute* attribute : attributes)
         __builtin_prefetch(attribute->GetAttrObject());
     if (result == OXExecuteResult::ER_OK) {
+        // The values of a command come as a list of the grammar: its elements
+        // are read without a virtual call each.
+        const auto* list = expression.GetKind() == OXExpressionKind::LIST
+                               ? static_cast<const OXExpressionList*>(&expression)
+                               : nullptr;
         for (OXAttribute* attribute : attributes) {
             if (attribute->IsConst())
                 continue;
-            const OXExpressionInterface* value = expression.Get(index);
+            const OXExpressionInterface* value =
+                list != nullptr ? list->Item(index) : expression.Get(index);
             if (value == nullptr)
                 break;
             result = attribute->Update(classes, objects, *value);

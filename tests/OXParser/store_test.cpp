@@ -582,11 +582,13 @@ TEST_F(StoreTest, ObjectsOfOneClassShareNothingThatDiffers) {
 
 TEST_F(StoreTest, ReadersGiveTheirKindAndNeutralValuesOtherwise) {
     // Signed values; of two texts for one value the first stays.
-    RunAll({"enum tagState { \"Off\"=-2, \"Idle\"=+1, \"Running\"=2, \"Busy\"=2, };",
-            "class Sensor : Object { };",
-            "class Motor : Object { number Speed : \"rpm\" * 3 / 10; string Name; tagState State; "
-            "list<number> Items; Sensor Target; void Spare; };",
-            "new Sensor(7);", "new Motor(5, 125, \"Pump\", 2, (1, 3), @7, -4);"});
+    RunAll(
+        {"enum tagState { \"Off\"=-2, \"Idle\"=+1, \"Running\"=2, \"Busy\"=2, "
+         "\"Far\"=1000, };",
+         "class Sensor : Object { };",
+         "class Motor : Object { number Speed : \"rpm\" * 3 / 10; string Name; tagState State; "
+         "list<number> Items; Sensor Target; void Spare; };",
+         "new Sensor(7);", "new Motor(5, 125, \"Pump\", 2, (1, 3), @7, -4);"});
     OXComplexObject* motor = Object(5);
     ASSERT_NE(motor, nullptr);
     // The values themselves reach the clients' messages; a "void" attribute
@@ -594,6 +596,17 @@ TEST_F(StoreTest, ReadersGiveTheirKindAndNeutralValuesOtherwise) {
     EXPECT_DOUBLE_EQ(motor->GetNumber("Spare"), -4);
     EXPECT_EQ(motor->GetAttrValue("Target"), Object(7));
     EXPECT_EQ(*motor->GetEnumObject("State")->GetEnumStr(), "Running");
+    // Texts of small values, of values far off or below zero, and none for
+    // a value the enum does not have.
+    const std::pair<const char*, const char*> texts[] = {
+        {"-2", "Off"}, {"0", "-"},      {"1", "Idle"}, {"2", "Running"},
+        {"3", "-"},    {"1000", "Far"}, {"255", "-"},  {"-1", "-"}};
+    for (const auto& t : texts) {
+        ASSERT_EQ(Run(std::string("upd 5 (125, \"Pump\", ") + t.first + ");"), "ok") << t.first;
+        const std::string* text = motor->GetEnumObject("State")->GetEnumStr();
+        EXPECT_EQ(text != nullptr ? *text : std::string("-"), t.second) << t.first;
+    }
+    ASSERT_EQ(Run("upd 5 (125, \"Pump\", 2);"), "ok");
     // Each reader finds the attribute of its kind and nothing otherwise:
     // n, s, e for the attributes, N, S, E for non-neutral values.
     auto found = [motor](const char* name) {

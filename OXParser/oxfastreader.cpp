@@ -200,6 +200,13 @@ bool OXFastReader::MoreItems(Items& list, ReadItem read) {
     return true;
 }
 
+OXExpressionList* OXFastReader::Arguments() {
+    if (!Accept('('))
+        return nullptr;
+    OXExpressionList* list = ExpressionList();
+    return list != nullptr && Accept(')') ? list : nullptr;
+}
+
 OXParserSymbol* OXFastReader::Symbol() {
     if (tok.kind != OXTK_SYMBOL)
         return nullptr;
@@ -269,10 +276,7 @@ OXFastReader::tagOutcome OXFastReader::Read(const char* text) {
         case OXTK_KW_NEW:
             Next();
             newClass = ClassDeclaration();
-            if (newClass == nullptr || !Accept('('))
-                return FR_DECLINED;
-            values = ExpressionList();
-            if (values == nullptr || !Accept(')'))
+            if (newClass == nullptr || (values = Arguments()) == nullptr)
                 return FR_DECLINED;
             break;
         case OXTK_KW_UPD:
@@ -280,10 +284,7 @@ OXFastReader::tagOutcome OXFastReader::Read(const char* text) {
             bool deletion = tok.kind == OXTK_KW_DEL;
             Next();
             OXParserNumber* id = Number();
-            if (id == nullptr || !Accept('('))
-                return FR_DECLINED;
-            values = ExpressionList();
-            if (values == nullptr || !Accept(')'))
+            if (id == nullptr || (values = Arguments()) == nullptr)
                 return FR_DECLINED;
             if (deletion)
                 deletedId = id;
@@ -302,10 +303,7 @@ OXFastReader::tagOutcome OXFastReader::Read(const char* text) {
             if (objectId == nullptr || !Accept('.') || tok.kind != OXTK_UNSIGNED_NUMBER)
                 return FR_DECLINED;
             OXParserNumber* functionId = Number();
-            if (functionId == nullptr || !Accept('('))
-                return FR_DECLINED;
-            values = ExpressionList();
-            if (values == nullptr || !Accept(')'))
+            if (functionId == nullptr || (values = Arguments()) == nullptr)
                 return FR_DECLINED;
             command = new OXExecutionCommand(nm, executeId, objectId, functionId, values);
             break;
@@ -574,7 +572,7 @@ OXUnitFactor* OXFastReader::UnitFactor() {
     return factor != nullptr ? new OXUnitFactorConstant(nm, factor) : nullptr;
 }
 
-// Called with the token after the specification's place already checked to
+// Called with the token after the access right's place already checked to
 // be one that may follow it, so that an access right of the class table is
 // looked up only where the grammar looks it up too.
 OXAccessRight* OXFastReader::AccessRightSpecification() {
@@ -641,17 +639,12 @@ OXExpression* OXFastReader::Expression() {
             OXParserNumber* id = Number();
             return id != nullptr ? new OXReference(nm, id) : nullptr;
         }
-        case '(': {
-            Next();
-            OXExpressionList* list = ExpressionList();
-            return list != nullptr && Accept(')') ? list : nullptr;
-        }
+        case '(':
+            return Arguments();
         case OXTK_SYMBOL: {
             OXClassDeclaration* type = ClassDeclaration();
-            if (type == nullptr || !Accept('('))
-                return nullptr;
-            OXExpressionList* list = ExpressionList();
-            if (list == nullptr || !Accept(')'))
+            OXExpressionList* list = type != nullptr ? Arguments() : nullptr;
+            if (list == nullptr)
                 return nullptr;
             list->SetClassDecl(type);
             return list;

@@ -82,6 +82,8 @@ class OXFastReader {
     OXUnitFactor* UnitFactor();
     OXAccessRight* AccessRightSpecification();
     OXExpressionList* ExpressionList();
+    // "(" expressionList ")", or null.
+    OXExpressionList* Arguments();
     OXExpression* Expression();
 
     OXCommandParser& parser;

@@ -284,6 +284,10 @@ OXFastReader::tagOutcome OXFastReader::Read(const char* text) {
             bool deletion = tok.kind == OXTK_KW_DEL;
             Next();
             OXParserNumber* id = Number();
+            // The object an update names is walked once the command is read:
+            // its parts are asked for while the values are read.
+            if (id != nullptr && !deletion)
+                parser.GetObjectManager().Prefetch(OXDoubleToLong(id->GetValue()));
             if (id == nullptr || (values = Arguments()) == nullptr)
                 return FR_DECLINED;
             if (deletion)

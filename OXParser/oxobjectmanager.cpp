@@ -1,6 +1,7 @@
 #include "oxobjectmanager.h"
 
 #include "oxattribute.h"
+#include "oxstorepool.h"
 
 #include <algorithm>
 
@@ -15,9 +16,11 @@ void OXObjectManager::Reset() {
     doomed.swap(objects);
     objectMap.clear();
     denseObjects.clear();
+    extents.clear();
     denseCount = 0;
     for (auto it = doomed.rbegin(); it != doomed.rend(); ++it)
         delete *it;
+    lastMark = OXStoreMark();
 }
 
 void OXObjectManager::ReadObjectCount(const OXObject& object) {
@@ -44,20 +47,59 @@ void OXObjectManager::Add(OXObject& object) {
         return;
     }
     objects.push_back(&object);
+    const char* mark = OXStoreMark();
     if (IsDense(id)) {
-        if (static_cast<size_t>(id) >= denseObjects.size())
+        if (static_cast<size_t>(id) >= denseObjects.size()) {
             denseObjects.resize(static_cast<size_t>(id) + 1, nullptr);
+            extents.resize(denseObjects.size(), Extent{0, 0});
+        }
         OXObject*& slot = denseObjects[static_cast<size_t>(id)];
         if (slot == nullptr)
             ++denseCount;
         slot = &object;
+        extents[static_cast<size_t>(id)] = ExtentOf(object, mark);
         // The bound grows: a number that was kept in the map moves here.
         if (!objectMap.empty())
             objectMap.erase(id);
     } else {
         objectMap[id] = &object;
     }
+    lastMark = mark;
     NotifyNew(object);
+}
+
+OXObjectManager::Extent OXObjectManager::ExtentOf(const OXObject& object, const char* mark) const {
+    // The blocks cut since the last object was added: the parts of this one,
+    // as the transfer makes one object after another (some parts may have
+    // come from free blocks elsewhere). A new chunk begun on the way, or more
+    // than an object's worth, is no extent.
+    constexpr uintptr_t kMaxExtent = 64 * 1024;
+    constexpr uintptr_t kMaxDistance = uintptr_t{1} << 30;
+    auto from = reinterpret_cast<uintptr_t>(lastMark);
+    auto to = reinterpret_cast<uintptr_t>(mark);
+    auto at = reinterpret_cast<uintptr_t>(&object);
+    uintptr_t distance = at > from ? at - from : from - at;
+    if (from == 0 || to <= from || to - from > kMaxExtent || distance >= kMaxDistance)
+        return Extent{0, 0};
+    return Extent{at > from ? -static_cast<int32_t>(distance) : static_cast<int32_t>(distance),
+                  static_cast<uint32_t>(to - from)};
+}
+
+void OXObjectManager::Prefetch(long objectId) const {
+    if (objectId <= 0 || static_cast<size_t>(objectId) >= denseObjects.size())
+        return;
+    const OXObject* object = denseObjects[static_cast<size_t>(objectId)];
+    if (object == nullptr)
+        return;
+    // The first lines of the parts are enough for the update walk to find
+    // the rest at hand; a large object is not read whole.
+    constexpr uint32_t kMaxPrefetched = 4096;
+    const Extent& extent = extents[static_cast<size_t>(objectId)];
+    uintptr_t begin = reinterpret_cast<uintptr_t>(object) + static_cast<uintptr_t>(extent.offset);
+    uint32_t length = extent.length < kMaxPrefetched ? extent.length : kMaxPrefetched;
+    __builtin_prefetch(object);
+    for (uint32_t done = 0; done < length; done += 64)
+        __builtin_prefetch(reinterpret_cast<const void*>(begin + done));
 }
 
 bool OXObjectManager::IsDense(long id) const {
@@ -76,6 +118,7 @@ void OXObjectManager::Remove(OXObject& object) {
     OXObject** slot = DenseSlot(id);
     if (slot != nullptr && *slot == &object) {
         *slot = nullptr;
+        extents[static_cast<size_t>(id)] = Extent{0, 0};
         --denseCount;
     } else {
         auto entry = objectMap.find(id);

@@ -5,6 +5,7 @@
 #include "observer.h"
 #include "oxobject.h"
 
+#include <cstdint>
 #include <unordered_map>
 #include <vector>
 
@@ -30,6 +31,9 @@ class OXObjectManager : public ListSubject<OXObjectManager, OXObject> {
     // then owns it.
     void Remove(OXObject& object);
     OXObject* Lookup(long objectId) const;
+    // Asks the memory for the object of a number and its parts ahead of a
+    // walk over them (an update being read); changes nothing.
+    void Prefetch(long objectId) const;
     long GetObjectCount() const { return static_cast<long>(objects.size()); }
     void Visit(OXObjectVisitor& visitor);
     // 0: no object count announced yet; 1: the table holds exactly the
@@ -55,6 +59,17 @@ class OXObjectManager : public ListSubject<OXObjectManager, OXObject> {
 
     OXClassManager* classManager = nullptr;
     std::vector<OXObject*> denseObjects;
+    // For each dense number, where the parts of its object were made: the
+    // store's blocks cut since the object before it was added (see
+    // OXStoreMark), as the offset of their first byte from the object and
+    // their length. Zero where not known.
+    struct Extent {
+        int32_t offset;
+        uint32_t length;
+    };
+    std::vector<Extent> extents;
+    Extent ExtentOf(const OXObject& object, const char* mark) const;
+    const char* lastMark = nullptr;
     long denseCount = 0;
     std::unordered_map<long, OXObject*> objectMap;
     // Arrival order; owns the objects.

@@ -11,10 +11,14 @@
 // Freed with the same size.
 void* OXStoreAlloc(size_t size);
 void OXStoreFree(void* block, size_t size);
-// Bytes on the calling thread's free lists: taken from the heap, in no use,
-// kept for the next block of their size. What the store holds is the heap in
-// use less these.
-size_t OXStoreFreeBytes();
+// Bytes of the calling thread's slabs less those on its free lists: what the
+// pool holds in use. The slabs come from memory mapped apart from the heap,
+// so the store's whole memory is the heap in use plus these.
+size_t OXStoreUsedBytes();
+// Where the calling thread's next new block will be cut: the blocks made
+// between two marks lie between them, as long as no free block of their size
+// was at hand and no new chunk began. Null where the pool is off.
+const char* OXStoreMark();
 
 // Base of the store's classes: their objects come from the pool. A class
 // with a virtual destructor is given back with its own size.

@@ -144,7 +144,7 @@ bool OXListDefinition::UpdateInstance(OXObject& value, OXClassManager& classes,
         auto& list = static_cast<OXListObject&>(value);
         // The check passed on the same value and expression, and nothing
         // has changed since: only the writing is left.
-        const std::vector<OXObject*>& elements = *list.GetList();
+        const OXObjectList& elements = *list.GetList();
         const OXClassDeclaration* element = parameters->Get(0);
         for (size_t i = 0; i < elements.size(); ++i) {
             const OXExpression& given = *expression.At(static_cast<int>(i));
@@ -163,7 +163,7 @@ bool OXListDefinition::UpdateInstance(OXObject& value, OXClassManager& classes,
         !HoldsDeclFor(value, declaration))
         return false;
     auto& list = static_cast<OXListObject&>(value);
-    const std::vector<OXObject*>& elements = *list.GetList();
+    const OXObjectList& elements = *list.GetList();
     if (elements.size() != static_cast<size_t>(expression.Count()))
         return false;
     const OXClassDeclaration* element = parameters->Get(0);

@@ -139,7 +139,7 @@ std::string OXObject::GetString(const std::string& name) const {
     return object != nullptr ? object->GetValue() : std::string();
 }
 
-const std::vector<OXObject*>* OXObject::GetList(const std::string& name) const {
+const OXObjectList* OXObject::GetList(const std::string& name) const {
     OXListObject* object = GetListObject(name);
     return object != nullptr ? object->GetList() : nullptr;
 }

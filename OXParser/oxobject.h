@@ -50,6 +50,7 @@ class OXPointerArray {
     size_t size() const { return count; }
     bool empty() const { return count == 0; }
     T* operator[](size_t i) const { return data[i]; }
+    T*& operator[](size_t i) { return data[i]; }
 
     void reserve(size_t n) {
         if (n <= capacity)
@@ -72,6 +73,10 @@ class OXPointerArray {
     uint32_t count = 0;
     uint32_t capacity = 0;
 };
+
+// The elements of a list object.
+class OXObject;
+using OXObjectList = OXPointerArray<OXObject>;
 
 // The class of a run-time object, for the store's paths that must tell them
 // apart on every update without asking the run-time type system.
@@ -121,7 +126,7 @@ class OXObject : public Subject<OXObject>, public OXStorePooled {
     // The number scaled by the attribute's unit factors: value * mul / div.
     double GetNumber(const std::string& name) const;
     std::string GetString(const std::string& name) const;
-    const std::vector<OXObject*>* GetList(const std::string& name) const;
+    const OXObjectList* GetList(const std::string& name) const;
     int GetEnum(const std::string& name) const;
     // The object an attribute refers to; its GetObjectId is the number.
     OXComplexObject* GetReference(const std::string& name) const;
@@ -227,7 +232,7 @@ class OXListObject : public OXObject {
     void Add(OXObject* element);
     // Room for count elements.
     void Reserve(size_t count);
-    const std::vector<OXObject*>* GetList() const { return &elements; }
+    const OXObjectList* GetList() const { return &elements; }
     // Whether the list destroys the element at index with itself.
     bool OwnsElement(size_t index) const { return IsOwned(index); }
     const std::string& GetElementClassName() const;
@@ -237,7 +242,7 @@ class OXListObject : public OXObject {
     struct Extra;
     Extra* GetExtra() const { return (owned & 1) == 0 ? reinterpret_cast<Extra*>(owned) : nullptr; }
 
-    std::vector<OXObject*> elements;
+    OXObjectList elements;
     // Whether the list owns each element, in one word: with its lowest bit
     // set, bit i + 1 is the flag of element i, as far as the word goes; else
     // the address of an Extra (or null: no flags set yet), which holds the

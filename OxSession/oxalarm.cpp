@@ -29,7 +29,7 @@ std::string ElementText(const OXObject* element) {
     return text != nullptr ? text->GetValue() : std::string();
 }
 
-const OXObject* ListElement(const std::vector<OXObject*>* list, size_t i) {
+const OXObject* ListElement(const OXObjectList* list, size_t i) {
     return list != nullptr && i < list->size() ? (*list)[i] : nullptr;
 }
 
@@ -95,9 +95,9 @@ void OxAlarmEvent_ToXml(std::ostream& out, const OXObject& object, const std::st
 
     // The three lists are read side by side, as long as the list of ids goes.
     // In a language, the reply texts are the language's.
-    const std::vector<OXObject*>* ids = object.GetList("ReplyIdList");
-    const std::vector<OXObject*>* texts = object.GetList("ReplyStringList");
-    const std::vector<OXObject*>* objects = object.GetList("ReplyObjectList");
+    const OXObjectList* ids = object.GetList("ReplyIdList");
+    const OXObjectList* texts = object.GetList("ReplyStringList");
+    const OXObjectList* objects = object.GetList("ReplyObjectList");
     out << "<ReplyList>";
     for (size_t i = 0; ids != nullptr && i < ids->size(); ++i) {
         long id = ElementNumber((*ids)[i]);

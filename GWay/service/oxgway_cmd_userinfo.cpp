@@ -182,8 +182,8 @@ void OxGWayCommandCallUserInfo::NewObject(const OXObject& object) {
     stored.execute->SetAlarmObjectId(stored.type, static_cast<int>(stored.context),
                                      object.GetObjectId());
     std::string actions;
-    const std::vector<OXObject*>* replyIds = object.GetList("ReplyIdList");
-    const std::vector<OXObject*>* replyTexts = object.GetList("ReplyStringList");
+    const OXObjectList* replyIds = object.GetList("ReplyIdList");
+    const OXObjectList* replyTexts = object.GetList("ReplyStringList");
     for (size_t i = 0; replyIds != nullptr && i < replyIds->size(); ++i) {
         int replyId = atoi((*replyIds)[i]->AsString().c_str());
         std::string replyText = OxLanguageMap::getAlarmReplyText(replyId, texts);

@@ -432,7 +432,7 @@ TEST_F(StoreTest, TemplatesListsAndNestedObjectsWithTheirOwnership) {
     // the attribute and the list element that pointed at it read null.
     RunAll({"upd 4 (@5);", "del 5 ();", "del 6 ();"});
     EXPECT_EQ(Object(4)->GetReference("Inner"), nullptr);
-    const std::vector<OXObject*>* list = Object(4)->GetList("Kids");
+    const OXObjectList* list = Object(4)->GetList("Kids");
     ASSERT_EQ(list->size(), 3u);
     EXPECT_EQ((*list)[0], nullptr);
     EXPECT_EQ((*list)[2], Object(1));
@@ -572,7 +572,7 @@ TEST_F(StoreTest, ObjectsOfOneClassShareNothingThatDiffers) {
     // The numbered elements, past 64 too, belong to the table: deleting the
     // object empties them and the list keeps its own elements.
     RunAll({"del 7 ();"});
-    const std::vector<OXObject*>* list = Object(1)->GetList("Refs");
+    const OXObjectList* list = Object(1)->GetList("Refs");
     ASSERT_EQ(list->size(), 70u);
     for (size_t i = 0; i < list->size(); ++i)
         EXPECT_EQ((*list)[i] == nullptr, i % 33 == 32) << i;

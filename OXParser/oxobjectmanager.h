@@ -56,6 +56,9 @@ class OXObjectManager : public ListSubject<OXObjectManager, OXObject> {
                    ? &denseObjects[static_cast<size_t>(id)]
                    : nullptr;
     }
+    struct Extent;
+    // The extent of an object added now, with the pool at mark.
+    Extent ExtentOf(const OXObject& object, const char* mark) const;
 
     OXClassManager* classManager = nullptr;
     std::vector<OXObject*> denseObjects;
@@ -68,7 +71,7 @@ class OXObjectManager : public ListSubject<OXObjectManager, OXObject> {
         uint32_t length;
     };
     std::vector<Extent> extents;
-    Extent ExtentOf(const OXObject& object, const char* mark) const;
+    // The pool's mark when the last object was added.
     const char* lastMark = nullptr;
     long denseCount = 0;
     std::unordered_map<long, OXObject*> objectMap;

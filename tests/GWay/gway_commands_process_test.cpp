@@ -85,51 +85,35 @@ TEST(GWayCommandsProcess, EveryCodeAnswersAndADatasetWriteReachesTheMachine) {
     EXPECT_EQ(16, reply.xmode);
     ASSERT_NO_FATAL_FAILURE(t.HandOver());
 
-    // Code, XMode, a piece of the reply's data.
+    // Code, data sent, XMode, a piece of the reply's data.
     const struct {
         int code;
+        const char* sent;
         int xmode;
         const char* data;
     } table[] = {
-        {0x3006, 1, "application_data {\r\n(+29011.0;Set;"},
-        {0x4010, 1, "+1.0;\r\n+29011.0=+4003.0;\r\n"},
-        {0x4056, 1, "+1.0;\r\n+29011.0=+4003.0;\r\n"},
-        {0x4012, 1, "+29020.0="},
-        {0x4057, 1, "+29020.0="},
-        {0x4014, 1, "+29031.0="},
-        {0x4058, 1, "+29031.0="},
-        {0x4016, 1, "+29101.0="},
-        {0x4059, 1, "+29101.0="},
-        {0x4018, 1, "+29102.0=+12.0;\r\n"},
-        {0x4060, 1, "+29122.0=+40.0;\r\n"},
-        {0x4061, 18, ""},
-        {0x7777, 18, ""},
+        {0x3006, "", 1, "application_data {\r\n(+29011.0;Set;"},
+        {0x4010, "", 1, "+1.0;\r\n+29011.0=+4003.0;\r\n"},
+        {0x4056, "", 1, "+1.0;\r\n+29011.0=+4003.0;\r\n"},
+        {0x4012, "", 1, "+29020.0="},
+        {0x4057, "", 1, "+29020.0="},
+        {0x4014, "", 1, "+29031.0="},
+        {0x4058, "", 1, "+29031.0="},
+        {0x4016, "", 1, "+29101.0="},
+        {0x4059, "", 1, "+29101.0="},
+        {0x4018, "", 1, "+29102.0=+12.0;\r\n"},
+        {0x4060, "", 1, "+29122.0=+40.0;\r\n"},
+        {0x4061, "", 18, ""},
+        {0x7777, "", 18, ""},
         // No ";": nothing to write.
-        {0x4013, 1, ""},
+        {0x4013, "+29020.0", 1, ""},
         // Equal to the present values: done at once.
-        {0x4019, 1, ""},
-        {0x4019, 16, ""},
-        {0x4019, 16, ""},
+        {0x4019, "+2.0;+29102.0=+12.0;", 1, ""},
+        {0x4019, "+1.0;+29102.0=+500.0;", 16, ""},
+        {0x4019, "+2.0;+29102.0=+20.0;+29999.0=+1.0;", 16, ""},
     };
-    const char* sent[] = {"",
-                          "",
-                          "",
-                          "",
-                          "",
-                          "",
-                          "",
-                          "",
-                          "",
-                          "",
-                          "",
-                          "",
-                          "",
-                          "+29020.0",
-                          "+2.0;+29102.0=+12.0;",
-                          "+1.0;+29102.0=+500.0;",
-                          "+2.0;+29102.0=+20.0;+29999.0=+1.0;"};
     for (size_t i = 0; i < sizeof table / sizeof table[0]; ++i) {
-        ASSERT_TRUE(Ask(host, table[i].code, sent[i], reply)) << i;
+        ASSERT_TRUE(Ask(host, table[i].code, table[i].sent, reply)) << i;
         EXPECT_EQ(table[i].xmode, reply.xmode) << i;
         if (*table[i].data == '\0')
             EXPECT_TRUE(reply.data.empty()) << i;

@@ -228,6 +228,10 @@ OXParserNumber* OXFastReader::Number() {
     return number;
 }
 
+OXParserNumber* OXFastReader::UnsignedNumber() {
+    return tok.kind == OXTK_UNSIGNED_NUMBER ? Number() : nullptr;
+}
+
 OXParserString* OXFastReader::String() {
     if (tok.kind != OXTK_STRING)
         return nullptr;
@@ -298,15 +302,13 @@ OXFastReader::tagOutcome OXFastReader::Read(const char* text) {
         }
         case OXTK_KW_EXE: {
             Next();
-            if (tok.kind != OXTK_UNSIGNED_NUMBER)
-                return FR_DECLINED;
-            OXParserNumber* executeId = Number();
+            OXParserNumber* executeId = UnsignedNumber();
             if (executeId == nullptr || !Accept('$'))
                 return FR_DECLINED;
             OXParserNumber* objectId = Number();
-            if (objectId == nullptr || !Accept('.') || tok.kind != OXTK_UNSIGNED_NUMBER)
+            if (objectId == nullptr || !Accept('.'))
                 return FR_DECLINED;
-            OXParserNumber* functionId = Number();
+            OXParserNumber* functionId = UnsignedNumber();
             if (functionId == nullptr || (values = Arguments()) == nullptr)
                 return FR_DECLINED;
             command = new OXExecutionCommand(nm, executeId, objectId, functionId, values);
@@ -316,9 +318,7 @@ OXFastReader::tagOutcome OXFastReader::Read(const char* text) {
         case OXTK_KW_EXC: {
             bool result = tok.kind == OXTK_KW_RES;
             Next();
-            if (tok.kind != OXTK_UNSIGNED_NUMBER)
-                return FR_DECLINED;
-            OXParserNumber* executeId = Number();
+            OXParserNumber* executeId = UnsignedNumber();
             if (executeId == nullptr || !Accept(':'))
                 return FR_DECLINED;
             OXExpression* value = Expression();
@@ -570,9 +570,7 @@ OXUnitSpecification* OXFastReader::UnitSpecification() {
 OXUnitFactor* OXFastReader::UnitFactor() {
     if (tok.kind == OXTK_SYMBOL)
         return new OXUnitFactorSymbol(nm, Symbol());
-    if (tok.kind != OXTK_UNSIGNED_NUMBER)
-        return nullptr;
-    OXParserNumber* factor = Number();
+    OXParserNumber* factor = UnsignedNumber();
     return factor != nullptr ? new OXUnitFactorConstant(nm, factor) : nullptr;
 }
 

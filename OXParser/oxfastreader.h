@@ -68,6 +68,8 @@ class OXFastReader {
 
     OXParserSymbol* Symbol();
     OXParserNumber* Number();
+    // A number without a sign, or null.
+    OXParserNumber* UnsignedNumber();
     OXParserString* String();
     OXExpression* Constant();
 
